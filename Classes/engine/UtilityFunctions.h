@@ -1,0 +1,20 @@
+#pragma once
+// Free functions shared by the engine, the decoders and the metadata reader.
+
+#include <QString>
+
+// The codec of an Ogg file's first logical stream.
+enum OggStreamType {
+    OggStreamTypeInvalid = 0, // never returned by oggStreamType(); for the factory's switch
+    OggStreamTypeUnknown = 1,
+    OggStreamTypeVorbis = 2,
+    OggStreamTypeFLAC = 3,
+    OggStreamTypeSpeex = 4,
+    OggStreamTypeOpus = 5,
+};
+
+// Reads the first 4096 bytes of path and classifies the first packet of its
+// first page. Raises an assertion failure (NamedException) when the file
+// cannot be opened, read or closed, is not an Ogg stream, or its first page
+// does not yield exactly one packet.
+OggStreamType oggStreamType(const QString& path);

@@ -1,0 +1,101 @@
+#include "ErrorLogWindowController.h"
+#include "Fixtures.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QUrl>
+#include <QUrlQuery>
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+class ErrorLog : public testing::Test
+{
+protected:
+    void SetUp() override { log->clear(); }
+    ErrorLogWindowController* log = ErrorLogWindowController::sharedController();
+};
+
+TEST_F(ErrorLog, IsOneSharedInstance)
+{
+    EXPECT_EQ(log, ErrorLogWindowController::sharedController());
+}
+
+TEST_F(ErrorLog, EachEntryIsDateTabMessageNewline)
+{
+    EXPECT_EQ(log->errorLogAsString(), QString());
+    ErrorLogWindowController::logMessage(QStringLiteral("First"));
+    ErrorLogWindowController::logMessage(QStringLiteral("Second\twith tab"));
+    const QString text = log->errorLogAsString();
+    static const QRegularExpression line(
+        QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000\\tFirst\\n"
+                       "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000\\tSecond\\twith tab\\n$"));
+    EXPECT_TRUE(line.match(text).hasMatch()) << text.toStdString();
+}
+
+TEST_F(ErrorLog, ClearingAnnouncesTheChangeEvenWhenEmpty)
+{
+    int willChange = 0, didChange = 0;
+    qsizetype countSeenBefore = -1;
+    auto a = QObject::connect(log, &ErrorLogWindowController::errorLogWillChange, [&] {
+        ++willChange;
+        countSeenBefore = log->count(); // observers may read the log from the slot
+    });
+    auto b = QObject::connect(log, &ErrorLogWindowController::errorLogDidChange, [&] { ++didChange; });
+    log->clear();
+    EXPECT_EQ(willChange, 1);
+    EXPECT_EQ(didChange, 1);
+    EXPECT_EQ(countSeenBefore, 0);
+    ErrorLogWindowController::logMessage(QStringLiteral("x"));
+    log->clear();
+    EXPECT_EQ(countSeenBefore, 1);
+    EXPECT_EQ(log->count(), 0);
+    QObject::disconnect(a);
+    QObject::disconnect(b);
+}
+
+TEST_F(ErrorLog, MessagesFromManyThreadsAreAllKeptInEachThreadsOrder)
+{
+    constexpr int kThreads = 8, kMessages = 300;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([t] {
+            for (int i = 0; i < kMessages; ++i) {
+                ErrorLogWindowController::logMessage(QStringLiteral("%1:%2").arg(t).arg(i));
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    const QList<ErrorLogEntry> entries = log->errorLog();
+    ASSERT_EQ(entries.size(), kThreads * kMessages);
+    std::vector<int> next(kThreads, 0);
+    for (const ErrorLogEntry& entry : entries) {
+        const QStringList parts = entry.log.split(QLatin1Char(':'));
+        const int t = parts[0].toInt();
+        EXPECT_EQ(parts[1].toInt(), next[size_t(t)]++);
+    }
+}
+
+TEST_F(ErrorLog, SavesAndMailsTheText)
+{
+    ErrorLogWindowController::logMessage(QStringLiteral("Ünïcode & more"));
+    ScratchDir scratch;
+    const QString path = scratch.file(QStringLiteral("report.log"));
+    log->saveToFile(path);
+    QFile saved(path);
+    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QString::fromUtf8(saved.readAll()), log->errorLogAsString());
+
+    const QUrl url(log->emailReportURL());
+    EXPECT_EQ(url.scheme(), QStringLiteral("mailto"));
+    const QUrlQuery query(url);
+    EXPECT_EQ(query.queryItemValue(QStringLiteral("subject"), QUrl::FullyDecoded),
+              QStringLiteral("Sonabrik %1 - Error Report").arg(QStringLiteral(SONABRIK_VERSION)));
+    EXPECT_EQ(query.queryItemValue(QStringLiteral("body"), QUrl::FullyDecoded), log->errorLogAsString());
+}
+
+} // namespace

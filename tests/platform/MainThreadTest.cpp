@@ -1,0 +1,50 @@
+#include "MainThread.h"
+#include "NamedException.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QThread>
+#include <QTimer>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace {
+
+TEST(MainThread, RunsDirectlyWhenAlreadyThere)
+{
+    bool ran = false;
+    MainThread::runAndWait([&] { ran = true; });
+    EXPECT_TRUE(ran);
+    EXPECT_TRUE(MainThread::isMainThread());
+}
+
+TEST(MainThread, WorkerBlocksUntilTheMainThreadRanTheCall)
+{
+    QThread* main = QThread::currentThread();
+    QThread* ranOn = nullptr;
+    std::atomic<bool> workerReturned = false;
+    QString failure;
+    QEventLoop loop;
+    std::thread worker([&] {
+        EXPECT_FALSE(MainThread::isMainThread());
+        MainThread::runAndWait([&] { ranOn = QThread::currentThread(); });
+        // The call has completed before runAndWait returns.
+        EXPECT_EQ(ranOn, main);
+        try {
+            MainThread::runAndWait([] { NamedException::raise(kIOException, QStringLiteral("carried back")); });
+        } catch (const NamedException& e) {
+            failure = e.reason();
+        }
+        workerReturned = true;
+        QMetaObject::invokeMethod(&loop, "quit", Qt::QueuedConnection);
+    });
+    QTimer::singleShot(10000, &loop, &QEventLoop::quit);
+    loop.exec();
+    worker.join();
+    EXPECT_TRUE(workerReturned);
+    EXPECT_EQ(ranOn, main);
+    EXPECT_EQ(failure, QStringLiteral("carried back"));
+}
+
+} // namespace

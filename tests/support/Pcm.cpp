@@ -1,0 +1,139 @@
+#include "Pcm.h"
+
+#include "Tools.h"
+#include "ZTDecoder.h"
+
+#include <cmath>
+#include <cstring>
+#include <gtest/gtest.h>
+
+std::vector<double> Pcm::channel(int index) const
+{
+    std::vector<double> out;
+    out.reserve(frames());
+    for (size_t i = size_t(index); i < samples.size(); i += size_t(channels)) {
+        out.push_back(double(samples[i]) / 2147483648.0);
+    }
+    return out;
+}
+
+Pcm pcmFromBytes(const std::vector<uint8_t>& bytes, const AudioStreamBasicDescription& format)
+{
+    Pcm pcm;
+    pcm.channels = int(format.mChannelsPerFrame);
+    pcm.sampleRate = format.mSampleRate;
+    const uint32_t bytesPerSample = format.mChannelsPerFrame ? format.mBytesPerFrame / format.mChannelsPerFrame : 0;
+    if (bytesPerSample == 0) {
+        return pcm;
+    }
+    const size_t count = bytes.size() / bytesPerSample;
+    pcm.samples.resize(count);
+    for (size_t i = 0; i < count; ++i) {
+        uint32_t value = 0;
+        for (uint32_t b = 0; b < bytesPerSample; ++b) {
+            value |= uint32_t(bytes[i * bytesPerSample + b]) << (8 * (4 - bytesPerSample + b));
+        }
+        pcm.samples[i] = int32_t(value);
+    }
+    return pcm;
+}
+
+Pcm decodeAll(ZTDecoder& decoder, uint32_t chunkFrames)
+{
+    const AudioStreamBasicDescription format = decoder.decodeFormat();
+    std::vector<uint8_t> bytes;
+    std::vector<uint8_t> chunk(size_t(chunkFrames) * format.mBytesPerFrame);
+    AudioBufferList list;
+    int emptyReads = 0;
+    while (true) {
+        list.mNumberBuffers = 1;
+        list.mBuffers[0].mNumberChannels = format.mChannelsPerFrame;
+        list.mBuffers[0].mDataByteSize = uint32_t(chunk.size());
+        list.mBuffers[0].mData = chunk.data();
+        const uint32_t frames = decoder.readAudio(&list, chunkFrames);
+        if (frames == 0) {
+            if (decoder.isEndOfFile()) {
+                break;
+            }
+            if (++emptyReads > 100000) {
+                ADD_FAILURE() << "decoder returns nothing and never reaches its end";
+                break;
+            }
+            continue;
+        }
+        emptyReads = 0;
+        bytes.insert(bytes.end(), chunk.begin(), chunk.begin() + size_t(frames) * format.mBytesPerFrame);
+    }
+    return pcmFromBytes(bytes, format);
+}
+
+Pcm decodeWithFFmpeg(const QString& path, const QString& streamSpecifier)
+{
+    Pcm pcm;
+    const ToolResult probe = runTool(QStringLiteral("ffprobe"),
+                                     {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
+                                      streamSpecifier, QStringLiteral("-show_entries"),
+                                      QStringLiteral("stream=channels,sample_rate"), QStringLiteral("-of"),
+                                      QStringLiteral("default=noprint_wrappers=1"), path});
+    for (const QString& line : QString::fromUtf8(probe.standardOutput).split(QLatin1Char('\n'))) {
+        if (line.startsWith(QLatin1String("channels="))) {
+            pcm.channels = line.mid(9).toInt();
+        } else if (line.startsWith(QLatin1String("sample_rate="))) {
+            pcm.sampleRate = line.mid(12).toDouble();
+        }
+    }
+    const ToolResult decoded = runTool(
+        QStringLiteral("ffmpeg"),
+        {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), path,
+         QStringLiteral("-map"), QStringLiteral("0:") + streamSpecifier, QStringLiteral("-f"), QStringLiteral("s32le"),
+         QStringLiteral("-c:a"), QStringLiteral("pcm_s32le"), QStringLiteral("-")});
+    EXPECT_EQ(decoded.exitCode, 0) << decoded.standardError.toStdString();
+    pcm.samples.resize(size_t(decoded.standardOutput.size()) / 4);
+    std::memcpy(pcm.samples.data(), decoded.standardOutput.constData(), pcm.samples.size() * 4);
+    return pcm;
+}
+
+Alignment bestAlignment(const Pcm& a, const Pcm& b, long maxLag, int channel)
+{
+    const std::vector<double> x = a.channel(channel);
+    const std::vector<double> y = b.channel(channel);
+    Alignment best{0, -2.0};
+    for (long lag = -maxLag; lag <= maxLag; ++lag) {
+        double sx = 0, sy = 0, sxx = 0, syy = 0, sxy = 0;
+        size_t n = 0;
+        for (size_t i = 0; i < x.size(); ++i) {
+            const long j = long(i) + lag;
+            if (j < 0 || size_t(j) >= y.size()) {
+                continue;
+            }
+            const double xv = x[i], yv = y[size_t(j)];
+            sx += xv;
+            sy += yv;
+            sxx += xv * xv;
+            syy += yv * yv;
+            sxy += xv * yv;
+            ++n;
+        }
+        if (n < 2) {
+            continue;
+        }
+        const double cov = sxy - sx * sy / double(n);
+        const double vx = sxx - sx * sx / double(n);
+        const double vy = syy - sy * sy / double(n);
+        const double r = (vx > 0 && vy > 0) ? cov / std::sqrt(vx * vy) : 0.0;
+        if (r > best.correlation) {
+            best = Alignment{lag, r};
+        }
+    }
+    return best;
+}
+
+size_t countDifferences(const Pcm& a, const Pcm& b)
+{
+    const size_t n = std::min(a.samples.size(), b.samples.size());
+    size_t differences = std::max(a.samples.size(), b.samples.size()) - n;
+    for (size_t i = 0; i < n; ++i) {
+        differences += a.samples[i] != b.samples[i] ? 1 : 0;
+    }
+    return differences;
+}

@@ -1,0 +1,46 @@
+#include "Tools.h"
+
+#include "ErrorLogWindowController.h"
+
+#include <QProcess>
+
+ToolResult runTool(const QString& program, const QStringList& arguments, int timeoutSeconds)
+{
+    QProcess process;
+    process.start(program, arguments);
+    ToolResult result;
+    if (!process.waitForStarted()) {
+        result.standardError = QStringLiteral("could not start %1").arg(program);
+        return result;
+    }
+    process.closeWriteChannel();
+    if (!process.waitForFinished(timeoutSeconds * 1000)) {
+        process.kill();
+        process.waitForFinished();
+        result.standardError = QStringLiteral("%1 timed out").arg(program);
+        return result;
+    }
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.standardOutput = process.readAllStandardOutput();
+    result.standardError = QString::fromUtf8(process.readAllStandardError());
+    return result;
+}
+
+QString systemPython()
+{
+    return QStringLiteral("/usr/bin/python3");
+}
+
+ErrorLogCapture::ErrorLogCapture()
+{
+    ErrorLogWindowController::sharedController()->clear();
+}
+
+QStringList ErrorLogCapture::messages() const
+{
+    QStringList messages;
+    for (const ErrorLogEntry& entry : ErrorLogWindowController::sharedController()->errorLog()) {
+        messages << entry.log;
+    }
+    return messages;
+}
