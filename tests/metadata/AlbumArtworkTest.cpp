@@ -1,0 +1,292 @@
+#include "AlbumArtwork.h"
+#include "Fixtures.h"
+#include "Tools.h"
+
+#include <QClipboard>
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QUrl>
+#include <gtest/gtest.h>
+
+namespace {
+
+struct ImageProbe
+{
+    QString codec;
+    int64_t width = -1;
+    int64_t height = -1;
+};
+
+// What ffprobe sees in an image file.
+ImageProbe probeImage(const QString& path)
+{
+    const ToolResult result =
+        runTool(QStringLiteral("ffprobe"),
+                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                 QStringLiteral("stream=codec_name,width,height"), QStringLiteral("-of"),
+                 QStringLiteral("csv=p=0"), path});
+    const QStringList parts = QString::fromUtf8(result.standardOutput).trimmed().split(QLatin1Char(','));
+    if (result.exitCode != 0 || parts.size() != 3) {
+        ADD_FAILURE() << "ffprobe could not read " << path.toStdString() << ": "
+                      << result.standardError.toStdString();
+        return {};
+    }
+    return {parts[0], parts[1].toLongLong(), parts[2].toLongLong()};
+}
+
+QString md5sumOf(const QString& path)
+{
+    const ToolResult result = runTool(QStringLiteral("md5sum"), {path});
+    return QString::fromLatin1(result.standardOutput.left(32));
+}
+
+QByteArray contentsOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+struct FormatCase
+{
+    const char* file;
+    const char* mimeType; // sniffed from the first byte
+};
+
+void PrintTo(const FormatCase& c, std::ostream* os)
+{
+    *os << c.file;
+}
+
+class ArtworkOfEachFormat : public testing::TestWithParam<FormatCase>
+{
+};
+
+TEST_P(ArtworkOfEachFormat, LoadsWithSniffedTypeSizeAndChecksumOfTheFile)
+{
+    const QString path = Fixtures::generated(QString::fromLatin1(GetParam().file));
+    const AlbumArtworkPtr artwork = AlbumArtwork::albumArtworkFromFile(path);
+    ASSERT_TRUE(artwork);
+    EXPECT_EQ(artwork->mimeType(), QString::fromLatin1(GetParam().mimeType));
+    EXPECT_EQ(artwork->artworkType(), 3u);
+    EXPECT_EQ(artwork->originalFilename(), QString::fromLatin1(GetParam().file));
+    EXPECT_EQ(artwork->data(), contentsOf(path));
+    EXPECT_EQ(artwork->dataSize(), QFileInfo(path).size());
+
+    const ImageProbe probe = probeImage(path);
+    EXPECT_EQ(artwork->width(), probe.width);
+    EXPECT_EQ(artwork->height(), probe.height);
+    EXPECT_EQ(artwork->dimensions(), QStringLiteral("%1 x %2").arg(probe.width).arg(probe.height));
+    EXPECT_EQ(artwork->md5(), md5sumOf(path));
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, ArtworkOfEachFormat,
+                         testing::Values(FormatCase{"art.jpg", "image/jpeg"},
+                                         FormatCase{"art.png", "image/png"},
+                                         FormatCase{"art.gif", "image/gif"},
+                                         FormatCase{"art.tiff", "image/tiff"},
+                                         FormatCase{"art.bmp", "unknown"}, FormatCase{"art.webp", "unknown"}),
+                         [](const auto& info) { return testNameOf(QString::fromLatin1(info.param.file)); });
+
+TEST(AlbumArtwork, BytesThatAreNoImageGetTheirFirstBytesTypeAndNoSize)
+{
+    ScratchDir dir;
+    const QString written = dir.file(QStringLiteral("written"));
+    const std::pair<QByteArray, QString> cases[] = {
+        {QByteArray("MM\0* big-endian TIFF, cut", 26), QStringLiteral("image/tiff")},
+        {QByteArray("plain text"), QStringLiteral("unknown")},
+        {QByteArray(""), QStringLiteral("unknown")},
+    };
+    for (const auto& [bytes, mimeType] : cases) {
+        AlbumArtwork artwork;
+        artwork.setData(bytes);
+        EXPECT_EQ(artwork.mimeType(), mimeType);
+        EXPECT_EQ(artwork.dimensions(), QStringLiteral("0 x 0"));
+        ASSERT_TRUE(artwork.writeToFile(written));
+        EXPECT_EQ(contentsOf(written), bytes);
+        EXPECT_EQ(artwork.md5(), md5sumOf(written));
+        // Nothing to re-encode, so nothing is written.
+        EXPECT_FALSE(artwork.saveAsType(AlbumArtwork::ImageFileType::PNG, dir.file(QStringLiteral("x.png"))));
+        EXPECT_FALSE(QFileInfo::exists(dir.file(QStringLiteral("x.png"))));
+    }
+
+    // Absent data clears everything derived from the old data.
+    AlbumArtwork artwork;
+    artwork.setData(contentsOf(Fixtures::generated(QStringLiteral("art.png"))));
+    artwork.setData(std::nullopt);
+    EXPECT_EQ(artwork.mimeType(), std::nullopt);
+    EXPECT_EQ(artwork.md5(), std::nullopt);
+    EXPECT_EQ(artwork.dimensions(), QStringLiteral("0 x 0"));
+    EXPECT_FALSE(artwork.writeToFile(dir.file(QStringLiteral("nothing"))));
+    EXPECT_FALSE(QFileInfo::exists(dir.file(QStringLiteral("nothing"))));
+}
+
+TEST(AlbumArtwork, SettingTheSameBytesAgainKeepsTheTagsMimeTypeButACopyIsSniffedAgain)
+{
+    const QByteArray png = contentsOf(Fixtures::generated(QStringLiteral("art.png")));
+    AlbumArtwork artwork;
+    artwork.setData(png);
+    // Tag readers set the tag's MIME type after the data; it stays.
+    artwork.setMimeType(QStringLiteral("image/jpeg"));
+    EXPECT_EQ(artwork.mimeType(), QStringLiteral("image/jpeg"));
+
+    const QByteArray sameBytes = png; // shares the bytes: the same object
+    artwork.setData(sameBytes);
+    EXPECT_EQ(artwork.mimeType(), QStringLiteral("image/jpeg"));
+
+    const QByteArray equalCopy(png.constData(), png.size());
+    artwork.setData(equalCopy);
+    EXPECT_EQ(artwork.mimeType(), QStringLiteral("image/png"));
+}
+
+TEST(AlbumArtwork, LoadingGivesEmptyArtworkForUnreadableFilesAndNullForNonImages)
+{
+    ScratchDir dir;
+    const QString missing = dir.file(QStringLiteral("missing.jpg"));
+    const QString garbage = Fixtures::generated(QStringLiteral("art-garbage.png"));
+    const QString spaced = dir.file(QStringLiteral("cover art #1.png"));
+    ASSERT_TRUE(QFile::copy(Fixtures::generated(QStringLiteral("art.png")), spaced));
+
+    for (const bool byURL : {false, true}) {
+        SCOPED_TRACE(byURL ? "by URL" : "by path");
+        const auto load = [byURL](const QString& path) {
+            return byURL ? AlbumArtwork::albumArtworkFromURL(QUrl::fromLocalFile(path))
+                         : AlbumArtwork::albumArtworkFromFile(path);
+        };
+        for (const QString& unreadable : {missing, dir.path()}) {
+            const AlbumArtworkPtr empty = load(unreadable);
+            ASSERT_TRUE(empty);
+            EXPECT_EQ(empty->data(), std::nullopt);
+            EXPECT_EQ(empty->originalFilename(), std::nullopt);
+            EXPECT_EQ(empty->artworkType(), 3u);
+        }
+        EXPECT_FALSE(load(garbage));
+
+        const AlbumArtworkPtr loaded = load(spaced);
+        ASSERT_TRUE(loaded);
+        EXPECT_EQ(loaded->originalFilename(), QStringLiteral("cover art #1.png"));
+        EXPECT_EQ(loaded->data(), contentsOf(spaced));
+    }
+
+    // Only local files are read.
+    const AlbumArtworkPtr remote =
+        AlbumArtwork::albumArtworkFromURL(QUrl(QStringLiteral("http://127.0.0.1/a.png")));
+    ASSERT_TRUE(remote);
+    EXPECT_EQ(remote->data(), std::nullopt);
+}
+
+TEST(AlbumArtwork, ArchiveRestoresTheFourKeysAndDerivesTheRestFromTheData)
+{
+    const QByteArray png = contentsOf(Fixtures::generated(QStringLiteral("art.png")));
+    AlbumArtwork original;
+    original.setData(png);
+    original.setMimeType(QStringLiteral("image/jpeg")); // a tag's word, not kept by archiving
+    original.setArtworkType(4);
+    original.setComments(QStringLiteral("Back cover, ünïcode"));
+    original.setOriginalFilename(QStringLiteral("back.png"));
+
+    const AlbumArtworkPtr restored = AlbumArtwork::fromArchive(original.archive());
+    ASSERT_TRUE(restored);
+    EXPECT_EQ(restored->artworkType(), 4u);
+    EXPECT_EQ(restored->data(), png);
+    EXPECT_EQ(restored->comments(), QStringLiteral("Back cover, ünïcode"));
+    EXPECT_EQ(restored->originalFilename(), QStringLiteral("back.png"));
+    EXPECT_EQ(restored->mimeType(), QStringLiteral("image/png"));
+    EXPECT_EQ(restored->dimensions(), original.dimensions());
+    EXPECT_EQ(restored->md5(), original.md5());
+
+    // Absent texts and data stay absent.
+    const AlbumArtworkPtr bare = AlbumArtwork::fromArchive(AlbumArtwork().archive());
+    ASSERT_TRUE(bare);
+    EXPECT_EQ(bare->data(), std::nullopt);
+    EXPECT_EQ(bare->comments(), std::nullopt);
+
+    const QByteArray archive = original.archive();
+    EXPECT_FALSE(AlbumArtwork::fromArchive(archive.left(archive.size() / 2)));
+    EXPECT_FALSE(AlbumArtwork::fromArchive(QByteArray("not an archive")));
+    EXPECT_FALSE(AlbumArtwork::fromArchive(QByteArray()));
+}
+
+TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
+{
+    AlbumArtwork original;
+    original.setData(contentsOf(Fixtures::generated(QStringLiteral("art.jpg"))));
+    original.setComments(QStringLiteral("front"));
+
+    EXPECT_EQ(original.mimeData()->formats(),
+              QStringList(
+                  {QStringLiteral("application/x-org.sonabrik.albumartwork"), QStringLiteral("image/tiff")}));
+
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    clipboard->setMimeData(original.mimeData().release());
+    const QMimeData* pasted = clipboard->mimeData();
+    ASSERT_TRUE(pasted);
+    const AlbumArtworkPtr restored = AlbumArtwork::fromMimeData(*pasted);
+    ASSERT_TRUE(restored);
+    EXPECT_EQ(restored->data(), original.data());
+    EXPECT_EQ(restored->comments(), QStringLiteral("front"));
+
+    // The TIFF is a real TIFF of the same picture.
+    ScratchDir dir;
+    const QString tiffPath = dir.file(QStringLiteral("pasted.tiff"));
+    AlbumArtwork tiff;
+    tiff.setData(pasted->data(QStringLiteral("image/tiff")));
+    ASSERT_TRUE(tiff.writeToFile(tiffPath));
+    const ImageProbe probe = probeImage(tiffPath);
+    EXPECT_EQ(probe.codec, QStringLiteral("tiff"));
+    EXPECT_EQ(probe.width, original.width());
+    EXPECT_EQ(probe.height, original.height());
+
+    // TIFF alone is not read as artwork; other types give nothing.
+    QMimeData tiffOnly;
+    tiffOnly.setData(QStringLiteral("image/tiff"), pasted->data(QStringLiteral("image/tiff")));
+    EXPECT_FALSE(AlbumArtwork::fromMimeData(tiffOnly));
+    EXPECT_TRUE(original.pasteboardData(QStringLiteral("text/plain")).isEmpty());
+}
+
+struct SaveCase
+{
+    AlbumArtwork::ImageFileType type;
+    const char* file;
+    const char* ffprobeCodec;
+};
+
+void PrintTo(const SaveCase& c, std::ostream* os)
+{
+    *os << c.file;
+}
+
+class SaveAsType : public testing::TestWithParam<SaveCase>
+{
+};
+
+TEST_P(SaveAsType, WritesTheTypeOnceAndNeverOverwrites)
+{
+    AlbumArtwork artwork;
+    artwork.setData(contentsOf(Fixtures::generated(QStringLiteral("art.gif"))));
+    ScratchDir dir;
+    const QString path = dir.file(QString::fromLatin1(GetParam().file));
+
+    ASSERT_TRUE(artwork.saveAsType(GetParam().type, path));
+    const ImageProbe probe = probeImage(path);
+    EXPECT_EQ(probe.codec, QString::fromLatin1(GetParam().ffprobeCodec));
+    EXPECT_EQ(probe.width, 37);
+    EXPECT_EQ(probe.height, 23);
+
+    const QString before = md5sumOf(path);
+    const auto otherType = GetParam().type == AlbumArtwork::ImageFileType::PNG
+                               ? AlbumArtwork::ImageFileType::BMP
+                               : AlbumArtwork::ImageFileType::PNG;
+    EXPECT_FALSE(artwork.saveAsType(otherType, path));
+    EXPECT_EQ(md5sumOf(path), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, SaveAsType,
+                         testing::Values(SaveCase{AlbumArtwork::ImageFileType::TIFF, "cover.tiff", "tiff"},
+                                         SaveCase{AlbumArtwork::ImageFileType::BMP, "cover.bmp", "bmp"},
+                                         SaveCase{AlbumArtwork::ImageFileType::JPEG, "cover.jpg", "mjpeg"},
+                                         SaveCase{AlbumArtwork::ImageFileType::PNG, "cover.png", "png"}),
+                         [](const auto& info) { return testNameOf(QString::fromLatin1(info.param.file)); });
+
+} // namespace
