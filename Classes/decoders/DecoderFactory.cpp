@@ -1,7 +1,12 @@
 #include "DecoderFactory.h"
 
 #include "ErrorLogWindowController.h"
+#include "FLACDecoder.h"
 #include "NamedException.h"
+#include "OggFLACDecoder.h"
+#include "OggOpusDecoder.h"
+#include "OggSpeexDecoder.h"
+#include "OggVorbisDecoder.h"
 #include "UtilityFunctions.h"
 #include "ZTDecoder.h"
 
@@ -95,6 +100,16 @@ std::unique_ptr<ZTDecoder> openDecoderOfClass(DecoderClass decoderClass, const Q
     case DecoderClass::None:
     case DecoderClass::OggByContent:
         return nullptr;
+    case DecoderClass::FLAC:
+        return open<FLACDecoder>(path);
+    case DecoderClass::OggFLAC:
+        return open<OggFLACDecoder>(path);
+    case DecoderClass::OggVorbis:
+        return open<OggVorbisDecoder>(path);
+    case DecoderClass::OggOpus:
+        return open<OggOpusDecoder>(path);
+    case DecoderClass::OggSpeex:
+        return open<OggSpeexDecoder>(path);
     default:
         // Decoders of this class are not part of this build.
         ErrorLogWindowController::logMessage(

@@ -1,0 +1,224 @@
+#include "OggOpusDecoder.h"
+
+#include "ChannelLayouts.h"
+#include "ErrorLogWindowController.h"
+#include "NamedException.h"
+#include "OggGranuleSpan.h"
+#include "OpusHeader.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr int kResamplerQuality = 5;
+// Zeros are fed to the resampler at its end in runs of at most this many
+// frames.
+constexpr int kFlushRun = 100;
+
+bool isOpusHead(const ogg_packet& packet)
+{
+    return packet.b_o_s && packet.bytes >= 8 && std::memcmp(packet.packet, "OpusHead", 8) == 0;
+}
+
+} // namespace
+
+bool OggOpusDecoder::initWithFilename(const QString& path)
+{
+    if (!ZTDecoder::initWithFilename(path)) {
+        return false;
+    }
+
+    // The pre-skip is still 0 here; the length keeps it, as it always has.
+    totalSamples = OggGranuleSpan::ofOpusFile(path);
+    m_source = std::make_unique<OggPacketSource>(path);
+    processHeader();
+
+    setSignedPackedFormat(m_rate, uint32_t(m_channels), 16, 2);
+    if (m_decodeFormat.mBytesPerFrame == 0) {
+        ErrorLogWindowController::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
+        return false;
+    }
+    setChannelLayout(ChannelLayouts::vorbisLayout(uint32_t(m_channels)));
+    return true;
+}
+
+void OggOpusDecoder::processHeader()
+{
+    const QString failed = QStringLiteral("Opus Proces Header Failed.");
+    ogg_packet packet;
+    while (true) {
+        const OggPacketSource::Result result = m_source->nextPacket(packet);
+        ZT_ASSERT(result != OggPacketSource::Result::EndOfFile, failed);
+        if (result == OggPacketSource::Result::Packet && isOpusHead(packet)) {
+            break;
+        }
+    }
+    opus_serialno = m_source->serialNumber();
+    link_out = 0;
+    packet_count = 0;
+
+    const std::optional<OpusHeader> header = OpusHeader::parse(packet.packet, size_t(packet.bytes));
+    if (!header) {
+        std::fprintf(stderr, "Cannot parse header\n");
+        ZT_FAIL(failed);
+    }
+    incrementPacketCount();
+
+    m_channels = header->channels;
+    m_rate = (header->inputSampleRate >= 8000 && header->inputSampleRate <= 48000)
+                 ? int(header->inputSampleRate)
+                 : kDecodeRate;
+    preskip = gran_offset = header->preskip;
+
+    int error = OPUS_OK;
+    st.reset(opus_multistream_decoder_create(kDecodeRate, header->channels, header->nbStreams,
+                                             header->nbCoupled, header->streamMap.data(), &error));
+    if (!st) {
+        std::fprintf(stderr, "Cannot create encoder: %s\n", opus_strerror(error));
+        ZT_FAIL(failed);
+    }
+    if (error != OPUS_OK) {
+        std::fprintf(stderr, "Decoder initialization failed: %s\n", opus_strerror(error));
+        ZT_FAIL(failed);
+    }
+    if (header->gain != 0) {
+        // Builds of libopus without the gain request play at unity gain.
+        error = opus_multistream_decoder_ctl(st.get(), OPUS_SET_GAIN(header->gain));
+        if (error != OPUS_OK && error != OPUS_UNIMPLEMENTED) {
+            std::fprintf(stderr, "Error setting gain: %s\n", opus_strerror(error));
+            ZT_FAIL(failed);
+        }
+    }
+
+    shapemem = std::make_unique<NoiseShapedDither>(m_channels, m_rate);
+    output.assign(size_t(m_channels) * kMaxFrameSize, 0.0f);
+    pcmBuffer()->resize(uint32_t(m_channels) * kBytesPerChannel);
+
+    if (m_rate != kDecodeRate) {
+        int resamplerError = RESAMPLER_ERR_SUCCESS;
+        resampler.reset(speex_resampler_init(spx_uint32_t(m_channels), kDecodeRate, spx_uint32_t(m_rate),
+                                             kResamplerQuality, &resamplerError));
+        ZT_ASSERT(resampler && resamplerError == RESAMPLER_ERR_SUCCESS,
+                  QStringLiteral("Opus speex resampler error: %1.")
+                      .arg(QString::fromUtf8(speex_resampler_strerror(resamplerError))));
+        speex_resampler_skip_zeros(resampler.get());
+    }
+}
+
+void OggOpusDecoder::fillPCMBuffer()
+{
+    RingBuffer* buffer = pcmBuffer();
+    const uint32_t room = uint32_t(m_channels) * kBytesPerChannel;
+    if (buffer->freeSpaceAvailable() < room) {
+        buffer->resize(buffer->size() + room);
+    }
+    if (m_isEndOfFile) {
+        return;
+    }
+
+    ogg_packet packet;
+    while (true) {
+        const OggPacketSource::Result result = m_source->nextPacket(packet);
+        if (result == OggPacketSource::Result::EndOfFile) {
+            // A file cut short: what was decoded stands.
+            m_isEndOfFile = true;
+            flushResampler();
+            return;
+        }
+        if (result == OggPacketSource::Result::Hole || m_source->serialNumber() != opus_serialno) {
+            continue;
+        }
+        if (isOpusHead(packet) || packet_count == 1) {
+            // A repeated identification header, or the comment header.
+            incrementPacketCount();
+            continue;
+        }
+        break;
+    }
+
+    const int frames = opus_multistream_decode_float(st.get(), packet.packet, opus_int32(packet.bytes),
+                                                     output.data(), kMaxFrameSize, 0);
+    ZT_ASSERT(frames >= 0,
+              QStringLiteral("Opus Decoding error: %1").arg(QString::fromUtf8(opus_strerror(frames))));
+    link_out += writeFrames(output.data(), frames, maxout());
+    incrementPacketCount();
+
+    if (packet.e_o_s) {
+        m_isEndOfFile = true;
+        flushResampler();
+    }
+}
+
+int64_t OggOpusDecoder::maxout() const
+{
+    const int64_t allowed = (m_source->pageGranule() - gran_offset) * m_rate / kDecodeRate - link_out;
+    return std::max<int64_t>(allowed, 0);
+}
+
+int64_t OggOpusDecoder::writeFrames(const float* pcm, int frames, int64_t maxout)
+{
+    const size_t channels = size_t(m_channels);
+    const float* data = pcm;
+    int64_t count = frames;
+
+    if (resampler) {
+        // The output rate is never above 48 kHz, so the input length (plus
+        // what the filter may hold back) bounds the output.
+        m_resampled.resize((size_t(frames) + 64) * channels);
+        spx_uint32_t consumed = 0;
+        spx_uint32_t produced = 0;
+        while (consumed < spx_uint32_t(frames)) {
+            spx_uint32_t inLength = spx_uint32_t(frames) - consumed;
+            spx_uint32_t outLength = spx_uint32_t(m_resampled.size() / channels) - produced;
+            if (outLength == 0) {
+                m_resampled.resize(m_resampled.size() + 64 * channels);
+                continue;
+            }
+            speex_resampler_process_interleaved_float(resampler.get(), pcm + consumed * channels, &inLength,
+                                                      m_resampled.data() + produced * channels, &outLength);
+            consumed += inLength;
+            produced += outLength;
+        }
+        data = m_resampled.data();
+        count = produced;
+    }
+
+    if (preskip > 0) {
+        const int64_t skipped = std::min<int64_t>(preskip, count);
+        data += skipped * int64_t(channels);
+        count -= skipped;
+        preskip -= int32_t(skipped);
+    }
+    count = std::min(count, maxout);
+    if (count <= 0) {
+        return 0;
+    }
+
+    m_dithered.resize(size_t(count) * channels);
+    shapemem->process(data, m_dithered.data(), int(count));
+    const uint32_t bytes = uint32_t(m_dithered.size() * sizeof(int16_t));
+    RingBuffer* buffer = pcmBuffer();
+    if (buffer->freeSpaceAvailable() < bytes) {
+        buffer->resize(buffer->size() + bytes);
+    }
+    std::memcpy(buffer->exposeBufferForWriting(), m_dithered.data(), bytes);
+    buffer->wroteBytes(bytes);
+    return count;
+}
+
+void OggOpusDecoder::flushResampler()
+{
+    if (!resampler || m_resamplerFlushed) {
+        return;
+    }
+    m_resamplerFlushed = true;
+    const std::vector<float> zeros(size_t(kFlushRun) * size_t(m_channels), 0.0f);
+    int drain = speex_resampler_get_input_latency(resampler.get());
+    while (drain > 0) {
+        const int run = std::min(drain, kFlushRun);
+        link_out += writeFrames(zeros.data(), run, maxout());
+        drain -= run;
+    }
+}

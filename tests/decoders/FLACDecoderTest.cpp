@@ -1,0 +1,153 @@
+// FLAC and Ogg FLAC decode sample-exactly: every depth the decoder writes,
+// channel counts up to 8, blocks larger than the default ring buffer. The
+// reference is ffmpeg's reading of the WAVE file flac encoded.
+
+#include "DecoderFactory.h"
+#include "Fixtures.h"
+#include "NamedException.h"
+#include "Pcm.h"
+#include "Tools.h"
+#include "ZTDecoder.h"
+
+#include <FLAC/stream_decoder.h>
+#include <QFile>
+#include <gtest/gtest.h>
+#include <tuple>
+
+namespace {
+
+struct FLACCase
+{
+    const char* file;
+    const char* source;
+    const char* decoderClass;
+    uint32_t bits;
+    uint32_t channels;
+    uint32_t layoutTag;
+};
+
+class FLACDecoding : public testing::TestWithParam<FLACCase>
+{
+};
+
+TEST_P(FLACDecoding, MatchesTheSourceSampleForSample)
+{
+    const FLACCase& c = GetParam();
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated(QLatin1String(c.source)));
+    ASSERT_EQ(source.frames(), 44100u);
+
+    // A large read and an odd small one: the second wraps the ring buffer
+    // around constantly.
+    for (uint32_t chunkFrames : {4096u, 333u}) {
+        std::unique_ptr<ZTDecoder> decoder =
+            ZTDecoder::decoderWithFilename(Fixtures::generated(QLatin1String(c.file)));
+        ASSERT_NE(decoder, nullptr);
+        EXPECT_EQ(decoder->className(), QLatin1String(c.decoderClass));
+
+        const AudioStreamBasicDescription format = decoder->decodeFormat();
+        EXPECT_EQ(format.mSampleRate, 44100.0);
+        EXPECT_EQ(format.mFormatID, kAudioFormatLinearPCM);
+        EXPECT_EQ(format.mFormatFlags, 12u);
+        EXPECT_EQ(format.mBitsPerChannel, c.bits);
+        EXPECT_EQ(format.mChannelsPerFrame, c.channels);
+        EXPECT_EQ(format.mBytesPerFrame, c.bits / 8 * c.channels);
+        EXPECT_EQ(format.mBytesPerPacket, format.mBytesPerFrame);
+        EXPECT_EQ(format.mFramesPerPacket, 1u);
+        ASSERT_NE(decoder->channelLayout(), nullptr);
+        EXPECT_EQ(decoder->channelLayout()->mChannelLayoutTag, c.layoutTag);
+        EXPECT_EQ(decoder->totalFrames(), 44100);
+
+        const Pcm decoded = decodeAll(*decoder, chunkFrames);
+        EXPECT_EQ(decoded.frames(), source.frames()) << "chunk " << chunkFrames;
+        EXPECT_EQ(countDifferences(decoded, source), 0u) << "chunk " << chunkFrames;
+        EXPECT_EQ(decoder->currentFrame(), 44100u);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, FLACDecoding,
+    testing::Values(
+        FLACCase{"dec-8-1ch.flac", "dec-8-1ch.wav", "FLACDecoder", 8, 1, kAudioChannelLayoutTag_Mono},
+        FLACCase{"dec-8-2ch.flac", "dec-8-2ch.wav", "FLACDecoder", 8, 2, kAudioChannelLayoutTag_Stereo},
+        FLACCase{"dec-16-1ch.flac", "dec-16-1ch.wav", "FLACDecoder", 16, 1, kAudioChannelLayoutTag_Mono},
+        FLACCase{"dec-16-2ch.flac", "dec-16-2ch.wav", "FLACDecoder", 16, 2, kAudioChannelLayoutTag_Stereo},
+        FLACCase{"dec-16-6ch.flac", "dec-16-6ch.wav", "FLACDecoder", 16, 6,
+                 kAudioChannelLayoutTag_MPEG_5_1_A},
+        FLACCase{"dec-16-7ch.flac", "dec-16-7ch.wav", "FLACDecoder", 16, 7, kAudioChannelLayoutTag_Unknown},
+        FLACCase{"dec-16-8ch.flac", "dec-16-8ch.wav", "FLACDecoder", 16, 8, kAudioChannelLayoutTag_Unknown},
+        FLACCase{"dec-24-2ch.flac", "dec-24-2ch.wav", "FLACDecoder", 24, 2, kAudioChannelLayoutTag_Stereo},
+        FLACCase{"dec-24-6ch.flac", "dec-24-6ch.wav", "FLACDecoder", 24, 6,
+                 kAudioChannelLayoutTag_MPEG_5_1_A},
+        FLACCase{"dec-24-8ch.flac", "dec-24-8ch.wav", "FLACDecoder", 24, 8, kAudioChannelLayoutTag_Unknown},
+        FLACCase{"dec-24-8ch-block4608.flac", "dec-24-8ch.wav", "FLACDecoder", 24, 8,
+                 kAudioChannelLayoutTag_Unknown},
+        FLACCase{"dec-24-2ch.oggflac", "dec-24-2ch.wav", "OggFLACDecoder", 24, 2,
+                 kAudioChannelLayoutTag_Stereo},
+        FLACCase{"dec-16-6ch.oga", "dec-16-6ch.wav", "OggFLACDecoder", 16, 6,
+                 kAudioChannelLayoutTag_MPEG_5_1_A}),
+    [](const testing::TestParamInfo<FLACCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
+
+TEST(FLACDecoder, GrowsTheRingBufferToHoldABlock)
+{
+    std::unique_ptr<ZTDecoder> decoder =
+        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-24-8ch-block4608.flac")));
+    ASSERT_NE(decoder, nullptr);
+    std::vector<uint8_t> chunk(24);
+    AudioBufferList list{1, {{8, uint32_t(chunk.size()), chunk.data()}}};
+    ASSERT_EQ(decoder->readAudio(&list, 1), 1u);
+    EXPECT_GE(decoder->pcmBuffer()->size(), 4608u * 8 * 3);
+}
+
+TEST(FLACDecoder, UnsupportedDepthsOpenButRefuseTheFirstBlock)
+{
+    for (const auto& [file, bits, channels] :
+         {std::tuple{"dec-20-2ch.flac", 20u, 2u}, {"dec-12-1ch.flac", 12u, 1u}}) {
+        std::unique_ptr<ZTDecoder> decoder =
+            ZTDecoder::decoderWithFilename(Fixtures::generated(QLatin1String(file)));
+        ASSERT_NE(decoder, nullptr) << file;
+        EXPECT_EQ(decoder->decodeFormat().mBitsPerChannel, bits);
+        EXPECT_EQ(decoder->decodeFormat().mBytesPerFrame, bits / 8 * channels);
+        try {
+            decodeAll(*decoder);
+            ADD_FAILURE() << file << " decoded";
+        } catch (const NamedException& e) {
+            EXPECT_EQ(e.name(), kIllegalInputException);
+            EXPECT_EQ(e.reason(), QStringLiteral("FLAC Does Not Support %1 Bit Files").arg(bits));
+        }
+    }
+}
+
+TEST(FLACDecoder, ATruncatedFileDecodesWhatItHas)
+{
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated(QStringLiteral("dec-16-2ch.wav")));
+    std::unique_ptr<ZTDecoder> decoder =
+        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-16-2ch-truncated.flac")));
+    ASSERT_NE(decoder, nullptr);
+    EXPECT_EQ(decoder->totalFrames(), 44100);
+    Pcm decoded = decodeAll(*decoder);
+    EXPECT_TRUE(decoder->isEndOfFile());
+    EXPECT_GT(decoded.frames(), 4096u);
+    EXPECT_LT(decoded.frames(), source.frames());
+    Pcm prefix = source;
+    prefix.samples.resize(decoded.samples.size());
+    EXPECT_EQ(countDifferences(decoded, prefix), 0u);
+}
+
+TEST(FLACDecoder, FilesThatAreNotFLACGiveNullAndTheirMessage)
+{
+    ErrorLogCapture log;
+    ScratchDir scratch;
+    const QString missing = scratch.file(QStringLiteral("missing.flac"));
+    EXPECT_EQ(ZTDecoder::decoderWithFilename(missing), nullptr);
+    EXPECT_TRUE(log.contains(QStringLiteral("Initialization of FLAC Decoder Failed For File: %1 Error: %2")
+                                 .arg(missing)
+                                 .arg(int(FLAC__STREAM_DECODER_INIT_STATUS_ERROR_OPENING_FILE))))
+        << log.messages().join(QLatin1Char('\n')).toStdString();
+
+    const QString wave = scratch.file(QStringLiteral("wave.flac"));
+    ASSERT_TRUE(QFile::copy(Fixtures::generated(QStringLiteral("dec-16-1ch.wav")), wave));
+    EXPECT_EQ(ZTDecoder::decoderWithFilename(wave), nullptr);
+    EXPECT_EQ(log.messages().size(), 2) << log.messages().join(QLatin1Char('\n')).toStdString();
+}
+
+} // namespace
