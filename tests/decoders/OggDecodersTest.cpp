@@ -1,0 +1,287 @@
+// Vorbis, Opus and Speex are lossy: each decoded channel must line up with
+// its source channel (correlation above 0.95 after alignment) and the length
+// must follow each decoder's rule: Vorbis and Opus trimmed to the encoder's
+// length as ffmpeg reads it, Speex untrimmed whole frames.
+
+#include "DecoderFactory.h"
+#include "Fixtures.h"
+#include "NamedException.h"
+#include "Pcm.h"
+#include "Tools.h"
+#include "ZTDecoder.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace {
+
+enum class Length
+{
+    Source,        // exactly the source's frames
+    FFmpeg,        // exactly what ffmpeg decodes from the file
+    FFmpegAt44100, // ffmpeg's 48 kHz length converted to 44.1 kHz
+    SpeexFrames,   // whole frames of frameSize, covering the source
+};
+
+struct OggCase
+{
+    const char* file;
+    const char* source;
+    const char* decoderClass;
+    double rate;
+    // Per decoded channel, the source channel it carries; -1 for an LFE
+    // channel, which the encoders band-limit below the test tone.
+    std::vector<int> sourceChannel;
+    uint32_t layoutTag;
+    Length length;
+    int frameSize; // Speex only
+    long maxLag;
+};
+
+double rms(const std::vector<double>& samples)
+{
+    double sum = 0;
+    for (double s : samples) {
+        sum += s * s;
+    }
+    return samples.empty() ? 0.0 : std::sqrt(sum / double(samples.size()));
+}
+
+class OggDecoding : public testing::TestWithParam<OggCase>
+{
+};
+
+TEST_P(OggDecoding, FollowsTheSourceWithTheDecodersLength)
+{
+    const OggCase& c = GetParam();
+    const QString path = Fixtures::generated(QLatin1String(c.file));
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated(QLatin1String(c.source)));
+    const int channels = int(c.sourceChannel.size());
+
+    std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(path);
+    ASSERT_NE(decoder, nullptr);
+    EXPECT_EQ(decoder->className(), QLatin1String(c.decoderClass));
+    const AudioStreamBasicDescription format = decoder->decodeFormat();
+    EXPECT_EQ(format.mSampleRate, c.rate);
+    EXPECT_EQ(format.mFormatFlags, 12u);
+    EXPECT_EQ(format.mBitsPerChannel, 16u);
+    EXPECT_EQ(format.mChannelsPerFrame, uint32_t(channels));
+    EXPECT_EQ(format.mBytesPerFrame, 2u * uint32_t(channels));
+
+    const Pcm decoded = decodeAll(*decoder, 1000);
+    switch (c.length) {
+    case Length::Source:
+        EXPECT_EQ(decoded.frames(), source.frames());
+        EXPECT_EQ(decoder->totalFrames(), int64_t(source.frames()));
+        break;
+    case Length::FFmpeg:
+        EXPECT_EQ(decoded.frames(), decodeWithFFmpeg(path).frames());
+        break;
+    case Length::FFmpegAt44100:
+        EXPECT_NEAR(double(decoded.frames()), double(decodeWithFFmpeg(path).frames()) * 44100.0 / 48000.0,
+                    1.0);
+        break;
+    case Length::SpeexFrames:
+        EXPECT_EQ(decoded.frames() % size_t(c.frameSize), 0u) << decoded.frames();
+        EXPECT_GE(decoded.frames(), source.frames());
+        EXPECT_LE(decoded.frames(), source.frames() + 2 * size_t(c.frameSize));
+        EXPECT_EQ(decoder->totalFrames(), int64_t(source.frames()));
+        break;
+    }
+
+    ASSERT_NE(decoder->channelLayout(), nullptr);
+    EXPECT_EQ(decoder->channelLayout()->mChannelLayoutTag, c.layoutTag);
+
+    for (int channel = 0; channel < channels; ++channel) {
+        if (c.sourceChannel[size_t(channel)] < 0) {
+            continue;
+        }
+        Pcm one = decoded;
+        Pcm reference = source;
+        // bestAlignment compares one channel index of both; bring the
+        // source channel that belongs to this decoded channel to it.
+        for (size_t frame = 0; frame < reference.frames(); ++frame) {
+            reference.samples[frame * size_t(reference.channels) + size_t(channel)] =
+                source.samples[frame * size_t(source.channels) + size_t(c.sourceChannel[size_t(channel)])];
+        }
+        const Alignment alignment = bestAlignment(reference, one, c.maxLag, channel);
+        EXPECT_GT(alignment.correlation, 0.95) << "channel " << channel << " lag " << alignment.lag;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, OggDecoding,
+                         testing::Values(OggCase{"dec-vorbis-1ch.ogg",
+                                                 "dec-vorbis-src-1ch.wav",
+                                                 "OggVorbisDecoder",
+                                                 44100,
+                                                 {0},
+                                                 kAudioChannelLayoutTag_Mono,
+                                                 Length::Source,
+                                                 0,
+                                                 8},
+                                         OggCase{"dec-vorbis-2ch.ogg",
+                                                 "dec-vorbis-src-2ch.wav",
+                                                 "OggVorbisDecoder",
+                                                 44100,
+                                                 {0, 1},
+                                                 kAudioChannelLayoutTag_Stereo,
+                                                 Length::Source,
+                                                 0,
+                                                 8},
+                                         // Vorbis order L C R Ls Rs LFE from WAVE's L R C LFE Ls Rs.
+                                         OggCase{"dec-vorbis-6ch.ogg",
+                                                 "dec-vorbis-src-6ch.wav",
+                                                 "OggVorbisDecoder",
+                                                 44100,
+                                                 {0, 2, 1, 4, 5, -1},
+                                                 kAudioChannelLayoutTag_MPEG_5_1_C,
+                                                 Length::Source,
+                                                 0,
+                                                 8},
+                                         OggCase{"dec-vorbis-7ch.ogg",
+                                                 "dec-vorbis-src-7ch.wav",
+                                                 "OggVorbisDecoder",
+                                                 44100,
+                                                 {0, 2, 1, 5, 6, 4, 3},
+                                                 kAudioChannelLayoutTag_UseChannelDescriptions,
+                                                 Length::Source,
+                                                 0,
+                                                 8},
+                                         OggCase{"dec-opus-48k-2ch.opus",
+                                                 "dec-opus-src-48k-2ch.wav",
+                                                 "OggOpusDecoder",
+                                                 48000,
+                                                 {0, 1},
+                                                 kAudioChannelLayoutTag_Stereo,
+                                                 Length::FFmpeg,
+                                                 0,
+                                                 8},
+                                         OggCase{"dec-opus-48k-6ch.opus",
+                                                 "dec-opus-src-48k-6ch.wav",
+                                                 "OggOpusDecoder",
+                                                 48000,
+                                                 {0, 2, 1, 4, 5, -1},
+                                                 kAudioChannelLayoutTag_MPEG_5_1_C,
+                                                 Length::FFmpeg,
+                                                 0,
+                                                 8},
+                                         OggCase{"dec-opus-44k-2ch.opus",
+                                                 "dec-opus-src-44k-2ch.wav",
+                                                 "OggOpusDecoder",
+                                                 44100,
+                                                 {0, 1},
+                                                 kAudioChannelLayoutTag_Stereo,
+                                                 Length::FFmpegAt44100,
+                                                 0,
+                                                 64},
+                                         OggCase{"core.opus",
+                                                 "core-48k-mono-16.wav",
+                                                 "OggOpusDecoder",
+                                                 48000,
+                                                 {0},
+                                                 kAudioChannelLayoutTag_Mono,
+                                                 Length::FFmpeg,
+                                                 0,
+                                                 8},
+                                         OggCase{"dec-speex-n-1ch.spx",
+                                                 "dec-speex-src-n-1ch.wav",
+                                                 "OggSpeexDecoder",
+                                                 8000,
+                                                 {0},
+                                                 kAudioChannelLayoutTag_Mono,
+                                                 Length::SpeexFrames,
+                                                 160,
+                                                 400},
+                                         OggCase{"dec-speex-n-2ch.spx",
+                                                 "dec-speex-src-n-2ch.wav",
+                                                 "OggSpeexDecoder",
+                                                 8000,
+                                                 {0, 1},
+                                                 kAudioChannelLayoutTag_Stereo,
+                                                 Length::SpeexFrames,
+                                                 160,
+                                                 400},
+                                         OggCase{"dec-speex-w-1ch.spx",
+                                                 "dec-speex-src-w-1ch.wav",
+                                                 "OggSpeexDecoder",
+                                                 16000,
+                                                 {0},
+                                                 kAudioChannelLayoutTag_Mono,
+                                                 Length::SpeexFrames,
+                                                 320,
+                                                 400},
+                                         OggCase{"dec-speex-w-2ch.spx",
+                                                 "dec-speex-src-w-2ch.wav",
+                                                 "OggSpeexDecoder",
+                                                 16000,
+                                                 {0, 1},
+                                                 kAudioChannelLayoutTag_Stereo,
+                                                 Length::SpeexFrames,
+                                                 320,
+                                                 400},
+                                         OggCase{"dec-speex-u-1ch.spx",
+                                                 "dec-speex-src-u-1ch.wav",
+                                                 "OggSpeexDecoder",
+                                                 32000,
+                                                 {0},
+                                                 kAudioChannelLayoutTag_Mono,
+                                                 Length::SpeexFrames,
+                                                 640,
+                                                 800},
+                                         OggCase{"dec-speex-u-2ch.spx",
+                                                 "dec-speex-src-u-2ch.wav",
+                                                 "OggSpeexDecoder",
+                                                 32000,
+                                                 {0, 1},
+                                                 kAudioChannelLayoutTag_Stereo,
+                                                 Length::SpeexFrames,
+                                                 640,
+                                                 800}),
+                         [](const testing::TestParamInfo<OggCase>& info) {
+                             return testNameOf(QLatin1String(info.param.file));
+                         });
+
+TEST(OggVorbisDecoder, SevenChannelsAreDescribedInVorbisOrder)
+{
+    std::unique_ptr<ZTDecoder> decoder =
+        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-vorbis-7ch.ogg")));
+    ASSERT_NE(decoder, nullptr);
+    ASSERT_NE(decoder->channelLayout(), nullptr);
+    std::vector<uint32_t> labels;
+    for (const AudioChannelDescription& description : decoder->channelLayout()->mChannelDescriptions) {
+        labels.push_back(description.mChannelLabel);
+    }
+    EXPECT_EQ(labels, (std::vector<uint32_t>{
+                          kAudioChannelLabel_Left, kAudioChannelLabel_Center, kAudioChannelLabel_Right,
+                          kAudioChannelLabel_LeftSurround, kAudioChannelLabel_RightSurround,
+                          kAudioChannelLabel_CenterSurround, kAudioChannelLabel_LFEScreen}));
+}
+
+TEST(OggOpusDecoder, AppliesTheHeaderGain)
+{
+    std::unique_ptr<ZTDecoder> plain =
+        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-opus-48k-2ch.opus")));
+    std::unique_ptr<ZTDecoder> quieter =
+        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-opus-gain-minus6db.opus")));
+    ASSERT_NE(plain, nullptr);
+    ASSERT_NE(quieter, nullptr);
+    const Pcm a = decodeAll(*plain);
+    const Pcm b = decodeAll(*quieter);
+    ASSERT_EQ(a.frames(), b.frames());
+    EXPECT_NEAR(rms(b.channel(0)) / rms(a.channel(0)), 0.5, 0.01);
+}
+
+TEST(OggSpeexDecoder, ExpandsIntensityStereo)
+{
+    // The source is the same tone at 0.9 on the left and 0.5 on the right.
+    for (const char* file : {"dec-speex-n-2ch.spx", "dec-speex-w-2ch.spx", "dec-speex-u-2ch.spx"}) {
+        std::unique_ptr<ZTDecoder> decoder =
+            ZTDecoder::decoderWithFilename(Fixtures::generated(QLatin1String(file)));
+        ASSERT_NE(decoder, nullptr);
+        const Pcm decoded = decodeAll(*decoder);
+        EXPECT_NEAR(rms(decoded.channel(0)) / rms(decoded.channel(1)), 1.8, 0.3) << file;
+    }
+}
+
+} // namespace
