@@ -84,18 +84,23 @@ void NoiseShapedDither::process(const float* in, int16_t* out, int frames)
             float* b = &m_b_buf[size_t(channel) * 4];
             float* a = &m_a_buf[size_t(channel) * 4];
 
-            float err = 0.0f;
-            for (int j = 0; j < 4; ++j) {
-                err += shaping.b[size_t(j)] * b[j] - shaping.a[size_t(j)] * a[j];
-            }
+            const float err =
+                (shaping.b[0] * b[0] - shaping.a[0] * a[0]) + (shaping.b[1] * b[1] - shaping.a[1] * a[1]) +
+                (shaping.b[2] * b[2] - shaping.a[2] * a[2]) + (shaping.b[3] * b[3] - shaping.a[3] * a[3]);
             float r = 0.0f;
             if (m_mute < kSilentAfter) {
                 const uint32_t first = random = advance(random);
                 const uint32_t second = random = advance(random);
                 r = toUnit(first) - toUnit(second);
             }
-            std::copy_backward(b, b + 3, b + 4);
-            std::copy_backward(a, a + 3, a + 4);
+            // Plain assignments: std::copy_backward of three floats ends up
+            // as a call to memmove, which costs more than the filter.
+            b[3] = b[2];
+            b[2] = b[1];
+            b[1] = b[0];
+            a[3] = a[2];
+            a[2] = a[1];
+            a[1] = a[0];
             a[0] = err;
 
             const float s = x * shaping.gain - err;

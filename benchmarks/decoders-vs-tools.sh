@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Decoding speed of Sonabrik's FLAC and Ogg decoders beside the reference
+# command-line decoders on the same 60-second stereo files, in multiples of
+# real time. Timings on a shared machine are noisy: read ratios from one run.
+#
+# usage: benchmarks/decoders-vs-tools.sh [BUILD_DIR]   (default: build)
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=${1:-$root/build}
+bench=$build/benchmarks/DecoderBenchmark
+[ -x "$bench" ] || { echo "build $bench first (cmake --build $build --target DecoderBenchmark)" >&2; exit 1; }
+
+audio=$(mktemp -d)
+trap 'rm -rf "$audio"' EXIT
+"$bench" --make-audio "$audio"
+
+echo "=== Sonabrik's decoders (x_realtime: seconds of audio per second)"
+SONABRIK_BENCH_AUDIO=$audio "$bench" --benchmark_min_time=2 --benchmark_counters_tabular=true
+
+# Best of three runs, as a multiple of the 60 seconds of audio.
+best_of_three() {
+    local best=
+    for _ in 1 2 3; do
+        local start end
+        start=$(date +%s.%N)
+        "$@" > /dev/null 2>&1
+        end=$(date +%s.%N)
+        best=$(awk -v s="$start" -v e="$end" -v b="$best" 'BEGIN { t = e - s; print (b == "" || t < b) ? t : b }')
+    done
+    echo "$best"
+}
+
+echo "=== reference tools on the same files"
+printf '%-34s %10s %12s\n' tool seconds x_realtime
+for row in "flac -d:flac -d -s -c $audio/bench.flac" \
+    "flac -d (Ogg FLAC):flac -d -s -c --ogg $audio/bench.oggflac" \
+    "oggdec:oggdec -Q -o - $audio/bench.ogg" \
+    "opusdec (48k):opusdec --quiet $audio/bench.opus -" \
+    "opusdec (44.1k):opusdec --quiet --rate 44100 $audio/bench-44k.opus -" \
+    "speexdec:speexdec $audio/bench.spx -"; do
+    name=${row%%:*}
+    # shellcheck disable=SC2086
+    seconds=$(best_of_three ${row#*:})
+    printf '%-34s %10.3f %12.1f\n' "$name" "$seconds" "$(awk -v t="$seconds" 'BEGIN { print 60 / t }')"
+done
