@@ -9,8 +9,6 @@
 #include "Tools.h"
 #include "ZTDecoder.h"
 
-#include <FLAC/stream_decoder.h>
-#include <QFile>
 #include <gtest/gtest.h>
 #include <tuple>
 
@@ -87,17 +85,6 @@ INSTANTIATE_TEST_SUITE_P(
                  kAudioChannelLayoutTag_MPEG_5_1_A}),
     [](const testing::TestParamInfo<FLACCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
 
-TEST(FLACDecoder, GrowsTheRingBufferToHoldABlock)
-{
-    std::unique_ptr<ZTDecoder> decoder =
-        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-24-8ch-block4608.flac")));
-    ASSERT_NE(decoder, nullptr);
-    std::vector<uint8_t> chunk(24);
-    AudioBufferList list{1, {{8, uint32_t(chunk.size()), chunk.data()}}};
-    ASSERT_EQ(decoder->readAudio(&list, 1), 1u);
-    EXPECT_GE(decoder->pcmBuffer()->size(), 4608u * 8 * 3);
-}
-
 TEST(FLACDecoder, UnsupportedDepthsOpenButRefuseTheFirstBlock)
 {
     for (const auto& [file, bits, channels] :
@@ -131,23 +118,6 @@ TEST(FLACDecoder, ATruncatedFileDecodesWhatItHas)
     Pcm prefix = source;
     prefix.samples.resize(decoded.samples.size());
     EXPECT_EQ(countDifferences(decoded, prefix), 0u);
-}
-
-TEST(FLACDecoder, FilesThatAreNotFLACGiveNullAndTheirMessage)
-{
-    ErrorLogCapture log;
-    ScratchDir scratch;
-    const QString missing = scratch.file(QStringLiteral("missing.flac"));
-    EXPECT_EQ(ZTDecoder::decoderWithFilename(missing), nullptr);
-    EXPECT_TRUE(log.contains(QStringLiteral("Initialization of FLAC Decoder Failed For File: %1 Error: %2")
-                                 .arg(missing)
-                                 .arg(int(FLAC__STREAM_DECODER_INIT_STATUS_ERROR_OPENING_FILE))))
-        << log.messages().join(QLatin1Char('\n')).toStdString();
-
-    const QString wave = scratch.file(QStringLiteral("wave.flac"));
-    ASSERT_TRUE(QFile::copy(Fixtures::generated(QStringLiteral("dec-16-1ch.wav")), wave));
-    EXPECT_EQ(ZTDecoder::decoderWithFilename(wave), nullptr);
-    EXPECT_EQ(log.messages().size(), 2) << log.messages().join(QLatin1Char('\n')).toStdString();
 }
 
 } // namespace
