@@ -11,6 +11,10 @@
 
 namespace {
 
+// Far more than any encoder writes (ten 640-sample stereo frames take
+// 25600 bytes); a header that asks for more is broken.
+constexpr int64_t kLargestPacketBytes = 16 * 1024 * 1024;
+
 struct HeaderDeleter
 {
     void operator()(SpeexHeader* header) const { speex_header_free(header); }
@@ -104,6 +108,12 @@ void OggSpeexDecoder::readHeader(const ogg_packet& packet)
         speex_decoder_ctl(st.get(), SPEEX_SET_HANDLER, &callback);
     }
     m_frame.assign(size_t(frame_size) * 2, 0);
+
+    // fillPCMBuffer() decodes only whole packets that fit, so the ring buffer
+    // must hold at least one, however many frames the header announces.
+    const int64_t packetBytes = int64_t(m_nframes) * frame_size * m_channels * 2;
+    ZT_ASSERT(packetBytes <= kLargestPacketBytes, QStringLiteral("Cannot read Speex header."));
+    pcmBuffer()->resize(uint32_t(packetBytes));
 }
 
 void OggSpeexDecoder::pageRead()

@@ -60,6 +60,16 @@ TEST(OggOpusDecoder, ATruncatedFileEndsWhereItsPacketsEnd)
     EXPECT_GT(alignment.correlation, 0.95);
 }
 
+TEST(OggSpeexDecoder, AHeaderAnnouncingHugePacketsStillDecodes)
+{
+    std::unique_ptr<ZTDecoder> decoder =
+        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-speex-200-frames.spx")));
+    ASSERT_NE(decoder, nullptr);
+    const Pcm decoded = decodeAll(*decoder);
+    EXPECT_TRUE(decoder->isEndOfFile());
+    EXPECT_GE(decoded.frames(), 16000u);
+}
+
 // Every message these inputs may end with.
 const QStringList kKnownFailures = {
     QStringLiteral("Input does not appear to be an Ogg bitstream."),
