@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Decoding speed of Sonabrik's FLAC and Ogg decoders beside the reference
 # command-line decoders on the same 60-second stereo files, in multiples of
-# real time. Timings on a shared machine are noisy: read ratios from one run.
+# real time per second of CPU time (user + system), which other work on a
+# shared machine disturbs less than wall time. Still noisy: read ratios
+# from one run.
 #
 # usage: benchmarks/decoders-vs-tools.sh [BUILD_DIR]   (default: build)
 set -euo pipefail
@@ -15,24 +17,23 @@ audio=$(mktemp -d)
 trap 'rm -rf "$audio"' EXIT
 "$bench" --make-audio "$audio"
 
-echo "=== Sonabrik's decoders (x_realtime: seconds of audio per second)"
+echo "=== Sonabrik's decoders (x_realtime: seconds of audio per CPU second)"
 SONABRIK_BENCH_AUDIO=$audio "$bench" --benchmark_min_time=2 --benchmark_counters_tabular=true
 
-# Best of three runs, as a multiple of the 60 seconds of audio.
+# CPU seconds (user + system) of the best of three runs.
 best_of_three() {
-    local best=
+    local best= times
+    times=$(mktemp)
     for _ in 1 2 3; do
-        local start end
-        start=$(date +%s.%N)
-        "$@" > /dev/null 2>&1
-        end=$(date +%s.%N)
-        best=$(awk -v s="$start" -v e="$end" -v b="$best" 'BEGIN { t = e - s; print (b == "" || t < b) ? t : b }')
+        /usr/bin/time -o "$times" -f "%U %S" "$@" > /dev/null 2>&1
+        best=$(awk -v b="$best" '{ t = $1 + $2; print (b == "" || t < b) ? t : b }' "$times")
     done
+    rm -f "$times"
     echo "$best"
 }
 
 echo "=== reference tools on the same files"
-printf '%-34s %10s %12s\n' tool seconds x_realtime
+printf '%-34s %12s %12s\n' tool cpu_seconds x_realtime
 for row in "flac -d:flac -d -s -c $audio/bench.flac" \
     "flac -d (Ogg FLAC):flac -d -s -c --ogg $audio/bench.oggflac" \
     "oggdec:oggdec -Q -o - $audio/bench.ogg" \
@@ -42,5 +43,5 @@ for row in "flac -d:flac -d -s -c $audio/bench.flac" \
     name=${row%%:*}
     # shellcheck disable=SC2086
     seconds=$(best_of_three ${row#*:})
-    printf '%-34s %10.3f %12.1f\n' "$name" "$seconds" "$(awk -v t="$seconds" 'BEGIN { print 60 / t }')"
+    printf '%-34s %12.3f %12.1f\n' "$name" "$seconds" "$(awk -v t="$seconds" 'BEGIN { print 60 / t }')"
 done
