@@ -1,6 +1,8 @@
 #include "DecoderFactory.h"
 
+#include "CoreAudioDecoder.h"
 #include "ErrorLogWindowController.h"
+#include "FFMPEGDecoder.h"
 #include "NamedException.h"
 #include "UtilityFunctions.h"
 #include "ZTDecoder.h"
@@ -95,6 +97,15 @@ std::unique_ptr<ZTDecoder> openDecoderOfClass(DecoderClass decoderClass, const Q
     case DecoderClass::None:
     case DecoderClass::OggByContent:
         return nullptr;
+    case DecoderClass::FFMPEG:
+        return open<FFMPEGDecoder>(path);
+    case DecoderClass::CoreAudioWithFFMPEGFallback:
+        if (auto decoder = open<CoreAudioDecoder>(path)) {
+            return decoder;
+        }
+        ErrorLogWindowController::logMessage(
+            QStringLiteral("Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder"));
+        return open<FFMPEGDecoder>(path);
     default:
         // Decoders of this class are not part of this build.
         ErrorLogWindowController::logMessage(
