@@ -67,7 +67,8 @@ bool CoreAudioDecoder::initWithFilename(const QString& path)
 
     const QUrl url = QUrl::fromLocalFile(path);
     if (path.isEmpty() || !url.isValid()) {
-        ErrorLogWindowController::logMessage(QStringLiteral("Failed To Make Path Into File URL: %1").arg(path));
+        ErrorLogWindowController::logMessage(
+            QStringLiteral("Failed To Make Path Into File URL: %1").arg(path));
         return false;
     }
     OSStatus status = noErr;
@@ -81,7 +82,8 @@ bool CoreAudioDecoder::initWithFilename(const QString& path)
     status = m_extAudioFile->getFileDataFormat(m_sourceFormat);
     if (status != noErr) {
         ErrorLogWindowController::logMessage(
-            QStringLiteral("Failed To Get Audio File Property File Data Format.  Error: %1").arg(statusText(status)));
+            QStringLiteral("Failed To Get Audio File Property File Data Format.  Error: %1")
+                .arg(statusText(status)));
         return false;
     }
 
@@ -93,7 +95,8 @@ bool CoreAudioDecoder::initWithFilename(const QString& path)
     status = m_extAudioFile->setClientDataFormat(m_decodeFormat);
     if (status != noErr) {
         ErrorLogWindowController::logMessage(
-            QStringLiteral("Audio File Set Property Client Data Format Failed With Error: %1").arg(statusText(status)));
+            QStringLiteral("Audio File Set Property Client Data Format Failed With Error: %1")
+                .arg(statusText(status)));
         return false;
     }
 

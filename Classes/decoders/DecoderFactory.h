@@ -15,7 +15,8 @@
 
 class ZTDecoder;
 
-enum class DecoderClass {
+enum class DecoderClass
+{
     FLAC,
     FFMPEG,
     MonkeysAudio,

@@ -82,7 +82,8 @@ bool FFMPEGDecoder::openInput(const QString& path)
         const long r = random();
         g_retrySleep.load()(uint32_t((r % 30000) * 100 + 1000000));
     }
-    logFailure(QStringLiteral("FFMPEG Could Not Open Input For File: %1 ERROR: %2").arg(path).arg(error), error);
+    logFailure(QStringLiteral("FFMPEG Could Not Open Input For File: %1 ERROR: %2").arg(path).arg(error),
+               error);
     return false;
 }
 
@@ -114,7 +115,8 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
     }
     if (!stream) {
         m_ic.reset();
-        ErrorLogWindowController::logMessage(QStringLiteral("FFMPEG Could Not Find A Valid Codec In File: %1").arg(path));
+        ErrorLogWindowController::logMessage(
+            QStringLiteral("FFMPEG Could Not Find A Valid Codec In File: %1").arg(path));
         return false;
     }
 
@@ -141,8 +143,8 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
     m_outputFormat = deliveredAsDecoded ? decoded : AV_SAMPLE_FMT_S16;
     const int bytesPerSample = av_get_bytes_per_sample(m_outputFormat);
     const int channels = m_c->ch_layout.nb_channels;
-    setSignedPackedFormat(std::max(m_c->sample_rate, 0), uint32_t(std::max(channels, 0)), uint32_t(bytesPerSample * 8),
-                          uint32_t(bytesPerSample));
+    setSignedPackedFormat(std::max(m_c->sample_rate, 0), uint32_t(std::max(channels, 0)),
+                          uint32_t(bytesPerSample * 8), uint32_t(bytesPerSample));
     // Whole seconds only: a file of 2.9 s reports 2 s worth of frames.
     m_totalFrames = m_ic->duration == AV_NOPTS_VALUE
                         ? -1
@@ -183,7 +185,8 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
     if (sent < 0 && sent != AVERROR_EOF) {
         if (packet) {
             ErrorLogWindowController::logMessage(
-                QStringLiteral("FFMPEG Encountered An Error While Decoding File: %1 Error in avcodec_decode_audio4")
+                QStringLiteral(
+                    "FFMPEG Encountered An Error While Decoding File: %1 Error in avcodec_decode_audio4")
                     .arg(m_inFilePath));
         }
         return;
@@ -192,7 +195,8 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
         AVFramePtr frame(av_frame_alloc());
         if (!frame) {
             ErrorLogWindowController::logMessage(
-                QStringLiteral("FFMPEG Encountered An Error While Decoding File: %1  Error in avcodec_alloc_frame")
+                QStringLiteral(
+                    "FFMPEG Encountered An Error While Decoding File: %1  Error in avcodec_alloc_frame")
                     .arg(m_inFilePath));
             return;
         }
@@ -202,7 +206,8 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
         }
         if (received < 0) {
             ErrorLogWindowController::logMessage(
-                QStringLiteral("FFMPEG Encountered An Error While Decoding File: %1 Error in avcodec_decode_audio4")
+                QStringLiteral(
+                    "FFMPEG Encountered An Error While Decoding File: %1 Error in avcodec_decode_audio4")
                     .arg(m_inFilePath));
             return;
         }
@@ -248,16 +253,17 @@ void FFMPEGDecoder::appendFrame(const AVFrame* frame)
         return;
     }
 
-    const int capacity = int(av_rescale_rnd(swr_get_delay(resampler.get(), frame->sample_rate) + frame->nb_samples,
-                                            outputRate, frame->sample_rate, AV_ROUND_UP));
+    const int capacity =
+        int(av_rescale_rnd(swr_get_delay(resampler.get(), frame->sample_rate) + frame->nb_samples, outputRate,
+                           frame->sample_rate, AV_ROUND_UP));
     uint8_t* samples = nullptr;
     if (capacity <= 0 || av_samples_alloc(&samples, nullptr, channels, capacity, m_outputFormat, 0) < 0) {
         return;
     }
     AVSampleBufferPtr converted(samples);
     uint8_t* out[] = {samples};
-    const int count = swr_convert(resampler.get(), out, capacity, const_cast<const uint8_t**>(frame->extended_data),
-                                  frame->nb_samples);
+    const int count = swr_convert(resampler.get(), out, capacity,
+                                  const_cast<const uint8_t**>(frame->extended_data), frame->nb_samples);
     if (count > 0) {
         appendBytes(samples, uint32_t(channels * count * av_get_bytes_per_sample(m_outputFormat)));
     }

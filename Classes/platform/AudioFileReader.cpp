@@ -107,7 +107,8 @@ OSStatus AudioFileReader::read(uint32_t& frameCount, AudioBufferList* bufferList
     while (done < wanted && status == noErr) {
         uint32_t frames = 0;
         uint8_t* destination = out + size_t(done) * bytesPerFrame;
-        if (m_client->bytesPerSample() == 4 && reinterpret_cast<uintptr_t>(destination) % alignof(int32_t) == 0) {
+        if (m_client->bytesPerSample() == 4 &&
+            reinterpret_cast<uintptr_t>(destination) % alignof(int32_t) == 0) {
             // 32-bit clients take the library's samples as they come.
             frames = wanted - done;
             status = m_source->readFrames(reinterpret_cast<int32_t*>(destination), frames);

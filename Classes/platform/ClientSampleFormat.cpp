@@ -30,11 +30,13 @@ OSStatus ClientSampleFormat::check(const AudioStreamBasicDescription& client,
                                    const AudioStreamBasicDescription& fileFormat)
 {
     const uint32_t required = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked;
-    const uint32_t refused = kAudioFormatFlagIsFloat | kAudioFormatFlagIsBigEndian | kAudioFormatFlagIsNonInterleaved;
+    const uint32_t refused =
+        kAudioFormatFlagIsFloat | kAudioFormatFlagIsBigEndian | kAudioFormatFlagIsNonInterleaved;
     if (client.mFormatID != kAudioFormatLinearPCM || (client.mFormatFlags & required) != required ||
         (client.mFormatFlags & refused) != 0 || client.mChannelsPerFrame == 0 ||
-        client.mChannelsPerFrame != fileFormat.mChannelsPerFrame || client.mSampleRate != fileFormat.mSampleRate ||
-        client.mFramesPerPacket != 1 || client.mBytesPerPacket != client.mBytesPerFrame ||
+        client.mChannelsPerFrame != fileFormat.mChannelsPerFrame ||
+        client.mSampleRate != fileFormat.mSampleRate || client.mFramesPerPacket != 1 ||
+        client.mBytesPerPacket != client.mBytesPerFrame ||
         client.mBytesPerFrame % client.mChannelsPerFrame != 0) {
         return kAudioConverterErr_FormatNotSupported;
     }

@@ -25,7 +25,8 @@ class ClientSampleFormat
 public:
     // noErr when client can be delivered for a file of fileFormat, otherwise
     // kAudioConverterErr_FormatNotSupported.
-    static OSStatus check(const AudioStreamBasicDescription& client, const AudioStreamBasicDescription& fileFormat);
+    static OSStatus check(const AudioStreamBasicDescription& client,
+                          const AudioStreamBasicDescription& fileFormat);
 
     // client must have passed check().
     explicit ClientSampleFormat(const AudioStreamBasicDescription& client);

@@ -14,8 +14,19 @@ namespace {
 // Demuxers of the platform's own file types. Anything else is left to the
 // FFmpeg decoder, which the factory tries when this reader refuses a file.
 const char* const kPlatformDemuxers[] = {
-    "mov,mp4,m4a,3gp,3g2,mj2", "aac", "mp3", "amr", "amrnb", "amrwb", "ac3", "eac3",
-    "caf", "aiff", "wav", "w64", "au",
+    "mov,mp4,m4a,3gp,3g2,mj2",
+    "aac",
+    "mp3",
+    "amr",
+    "amrnb",
+    "amrwb",
+    "ac3",
+    "eac3",
+    "caf",
+    "aiff",
+    "wav",
+    "w64",
+    "au",
 };
 
 // Bits per sample that the codec parameters carry for lossless codecs.
@@ -242,7 +253,8 @@ AudioChannelLayout FFmpegAudioSource::channelLayout() const
     // FFmpeg's first eighteen speaker bits are the WAVE mask's, which the
     // platform's channel bitmap shares.
     constexpr uint64_t kBitmapSpeakers = (uint64_t(1) << 18) - 1;
-    if (layout.order == AV_CHANNEL_ORDER_NATIVE && layout.u.mask != 0 && (layout.u.mask & ~kBitmapSpeakers) == 0) {
+    if (layout.order == AV_CHANNEL_ORDER_NATIVE && layout.u.mask != 0 &&
+        (layout.u.mask & ~kBitmapSpeakers) == 0) {
         return AudioChannelLayout{kAudioChannelLayoutTag_UseChannelBitmap, uint32_t(layout.u.mask), {}};
     }
     switch (layout.nb_channels) {
@@ -292,8 +304,9 @@ bool FFmpegAudioSource::convertFrame(const AVFrame* frame)
         // count midway; then the frame is remixed to the count announced.
         AVChannelLayout* output = input.nb_channels == m_outputLayout.nb_channels ? &input : &m_outputLayout;
         SwrContext* converter = nullptr;
-        const bool made = swr_alloc_set_opts2(&converter, output, AV_SAMPLE_FMT_S32, m_codec->sample_rate, &input,
-                                              AVSampleFormat(frame->format), frame->sample_rate, 0, nullptr) == 0;
+        const bool made =
+            swr_alloc_set_opts2(&converter, output, AV_SAMPLE_FMT_S32, m_codec->sample_rate, &input,
+                                AVSampleFormat(frame->format), frame->sample_rate, 0, nullptr) == 0;
         m_converter.reset(converter);
         if (!made || swr_init(converter) < 0) {
             m_converter.reset();

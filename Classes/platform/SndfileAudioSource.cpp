@@ -7,7 +7,11 @@
 
 namespace {
 
-enum class SampleRead { Integer, Double };
+enum class SampleRead
+{
+    Integer,
+    Double
+};
 
 struct SubtypeRow
 {
@@ -53,10 +57,14 @@ const SubtypeRow kSubtypes[] = {
     {SF_FORMAT_G723_40, fourCC("g723"), 0, 0, SampleRead::Integer},
     {SF_FORMAT_VORBIS, fourCC("vorb"), 0, 0, SampleRead::Double},
     {SF_FORMAT_OPUS, fourCC("opus"), 0, 0, SampleRead::Double},
-    {SF_FORMAT_ALAC_16, kAudioFormatAppleLossless, kAppleLosslessFormatFlag_16BitSourceData, 0, SampleRead::Integer},
-    {SF_FORMAT_ALAC_20, kAudioFormatAppleLossless, kAppleLosslessFormatFlag_20BitSourceData, 0, SampleRead::Integer},
-    {SF_FORMAT_ALAC_24, kAudioFormatAppleLossless, kAppleLosslessFormatFlag_24BitSourceData, 0, SampleRead::Integer},
-    {SF_FORMAT_ALAC_32, kAudioFormatAppleLossless, kAppleLosslessFormatFlag_32BitSourceData, 0, SampleRead::Integer},
+    {SF_FORMAT_ALAC_16, kAudioFormatAppleLossless, kAppleLosslessFormatFlag_16BitSourceData, 0,
+     SampleRead::Integer},
+    {SF_FORMAT_ALAC_20, kAudioFormatAppleLossless, kAppleLosslessFormatFlag_20BitSourceData, 0,
+     SampleRead::Integer},
+    {SF_FORMAT_ALAC_24, kAudioFormatAppleLossless, kAppleLosslessFormatFlag_24BitSourceData, 0,
+     SampleRead::Integer},
+    {SF_FORMAT_ALAC_32, kAudioFormatAppleLossless, kAppleLosslessFormatFlag_32BitSourceData, 0,
+     SampleRead::Integer},
     {SF_FORMAT_MPEG_LAYER_I, kAudioFormatMPEGLayer1, 0, 0, SampleRead::Double},
     {SF_FORMAT_MPEG_LAYER_II, kAudioFormatMPEGLayer2, 0, 0, SampleRead::Double},
     {SF_FORMAT_MPEG_LAYER_III, kAudioFormatMPEGLayer3, 0, 0, SampleRead::Double},
@@ -70,35 +78,36 @@ struct SpeakerRow
 
 // libsndfile's channel positions, indexed by SF_CHANNEL_MAP_*.
 constexpr std::array<SpeakerRow, SF_CHANNEL_MAP_MAX> kSpeakers = {{
-    {kAudioChannelLabel_Unknown, 0},                                       // INVALID
-    {kAudioChannelLabel_Center, kAudioChannelBit_Center},                  // MONO
-    {kAudioChannelLabel_Left, kAudioChannelBit_Left},                      // LEFT
-    {kAudioChannelLabel_Right, kAudioChannelBit_Right},                    // RIGHT
-    {kAudioChannelLabel_Center, kAudioChannelBit_Center},                  // CENTER
-    {kAudioChannelLabel_Left, kAudioChannelBit_Left},                      // FRONT_LEFT
-    {kAudioChannelLabel_Right, kAudioChannelBit_Right},                    // FRONT_RIGHT
-    {kAudioChannelLabel_Center, kAudioChannelBit_Center},                  // FRONT_CENTER
-    {kAudioChannelLabel_CenterSurround, kAudioChannelBit_CenterSurround},  // REAR_CENTER
-    {kAudioChannelLabel_LeftSurround, kAudioChannelBit_LeftSurround},      // REAR_LEFT
-    {kAudioChannelLabel_RightSurround, kAudioChannelBit_RightSurround},    // REAR_RIGHT
-    {kAudioChannelLabel_LFEScreen, kAudioChannelBit_LFEScreen},            // LFE
-    {kAudioChannelLabel_LeftCenter, kAudioChannelBit_LeftCenter},          // FRONT_LEFT_OF_CENTER
-    {kAudioChannelLabel_RightCenter, kAudioChannelBit_RightCenter},        // FRONT_RIGHT_OF_CENTER
+    {kAudioChannelLabel_Unknown, 0},                                                // INVALID
+    {kAudioChannelLabel_Center, kAudioChannelBit_Center},                           // MONO
+    {kAudioChannelLabel_Left, kAudioChannelBit_Left},                               // LEFT
+    {kAudioChannelLabel_Right, kAudioChannelBit_Right},                             // RIGHT
+    {kAudioChannelLabel_Center, kAudioChannelBit_Center},                           // CENTER
+    {kAudioChannelLabel_Left, kAudioChannelBit_Left},                               // FRONT_LEFT
+    {kAudioChannelLabel_Right, kAudioChannelBit_Right},                             // FRONT_RIGHT
+    {kAudioChannelLabel_Center, kAudioChannelBit_Center},                           // FRONT_CENTER
+    {kAudioChannelLabel_CenterSurround, kAudioChannelBit_CenterSurround},           // REAR_CENTER
+    {kAudioChannelLabel_LeftSurround, kAudioChannelBit_LeftSurround},               // REAR_LEFT
+    {kAudioChannelLabel_RightSurround, kAudioChannelBit_RightSurround},             // REAR_RIGHT
+    {kAudioChannelLabel_LFEScreen, kAudioChannelBit_LFEScreen},                     // LFE
+    {kAudioChannelLabel_LeftCenter, kAudioChannelBit_LeftCenter},                   // FRONT_LEFT_OF_CENTER
+    {kAudioChannelLabel_RightCenter, kAudioChannelBit_RightCenter},                 // FRONT_RIGHT_OF_CENTER
     {kAudioChannelLabel_LeftSurroundDirect, kAudioChannelBit_LeftSurroundDirect},   // SIDE_LEFT
     {kAudioChannelLabel_RightSurroundDirect, kAudioChannelBit_RightSurroundDirect}, // SIDE_RIGHT
     {kAudioChannelLabel_TopCenterSurround, kAudioChannelBit_TopCenterSurround},     // TOP_CENTER
-    {13, 1u << 12},                                                        // TOP_FRONT_LEFT: VerticalHeightLeft
-    {15, 1u << 14},                                                        // TOP_FRONT_RIGHT: VerticalHeightRight
-    {14, 1u << 13},                                                        // TOP_FRONT_CENTER: VerticalHeightCenter
-    {16, 1u << 15},                                                        // TOP_REAR_LEFT: TopBackLeft
-    {18, 1u << 17},                                                        // TOP_REAR_RIGHT: TopBackRight
-    {17, 1u << 16},                                                        // TOP_REAR_CENTER: TopBackCenter
-    {200, 0},                                                              // AMBISONIC_B_W
-    {201, 0},                                                              // AMBISONIC_B_X
-    {202, 0},                                                              // AMBISONIC_B_Y
-    {203, 0},                                                              // AMBISONIC_B_Z
+    {13, 1u << 12}, // TOP_FRONT_LEFT: VerticalHeightLeft
+    {15, 1u << 14}, // TOP_FRONT_RIGHT: VerticalHeightRight
+    {14, 1u << 13}, // TOP_FRONT_CENTER: VerticalHeightCenter
+    {16, 1u << 15}, // TOP_REAR_LEFT: TopBackLeft
+    {18, 1u << 17}, // TOP_REAR_RIGHT: TopBackRight
+    {17, 1u << 16}, // TOP_REAR_CENTER: TopBackCenter
+    {200, 0},       // AMBISONIC_B_W
+    {201, 0},       // AMBISONIC_B_X
+    {202, 0},       // AMBISONIC_B_Y
+    {203, 0},       // AMBISONIC_B_Z
 }};
-static_assert(kSpeakers.size() == SF_CHANNEL_MAP_AMBISONIC_B_Z + 1, "one row per libsndfile channel position");
+static_assert(kSpeakers.size() == SF_CHANNEL_MAP_AMBISONIC_B_Z + 1,
+              "one row per libsndfile channel position");
 
 const SubtypeRow* subtypeRow(int format)
 {
@@ -151,8 +160,9 @@ std::unique_ptr<SndfileAudioSource> SndfileAudioSource::open(const QString& path
         format.mFormatFlags |= kAudioFormatFlagIsPacked;
         const int endian = source->m_info.format & SF_FORMAT_ENDMASK;
         const int major = source->m_info.format & SF_FORMAT_TYPEMASK;
-        const bool bigEndian = endian == SF_ENDIAN_BIG ||
-                               (endian == SF_ENDIAN_FILE && (major == SF_FORMAT_AIFF || major == SF_FORMAT_AU));
+        const bool bigEndian =
+            endian == SF_ENDIAN_BIG ||
+            (endian == SF_ENDIAN_FILE && (major == SF_FORMAT_AIFF || major == SF_FORMAT_AU));
         if (bigEndian && row->bitsPerSample > 8) {
             format.mFormatFlags |= kAudioFormatFlagIsBigEndian;
         }
@@ -188,8 +198,8 @@ AudioChannelLayout SndfileAudioSource::channelLayout() const
     bool bitmapFits = true;
     std::vector<uint32_t> labels;
     for (int position : map) {
-        const SpeakerRow row = (position > 0 && position < int(kSpeakers.size())) ? kSpeakers[size_t(position)]
-                                                                                   : kSpeakers[0];
+        const SpeakerRow row =
+            (position > 0 && position < int(kSpeakers.size())) ? kSpeakers[size_t(position)] : kSpeakers[0];
         labels.push_back(row.label);
         if (row.bit == 0 || row.bit <= bitmap) {
             bitmapFits = false;
