@@ -29,8 +29,8 @@ const std::array<ExtensionRow, 10> kExtensionTable = {{
     {{"mpc"}, DecoderClass::Musepack},
     {{"wv"}, DecoderClass::WavPack},
     {{"tta"}, DecoderClass::TrueAudio},
-    {{"mod", "s3m", "xm",  "it",  "669", "amf", "ams", "dbm", "dmf", "dsm", "far",
-      "mdl", "med", "mtm", "okt", "ptm", "stm", "ult", "umx", "mt2", "psm", "abc"},
+    {{"mod", "s3m", "xm", "it", "669", "amf", "ams", "dbm", "dmf", "dsm", "far", "mdl", "med", "mtm", "okt", "ptm",
+      "stm", "ult", "umx", "mt2", "psm", "abc"},
      DecoderClass::Mod},
     {{"dff", "dsf"}, DecoderClass::DSD},
     {{"ogg", "oga", "oggflac", "spx", "opus"}, DecoderClass::OggByContent},
@@ -81,7 +81,8 @@ DecoderClass decoderClassForOggStream(OggStreamType type)
 }
 
 // Constructs and opens a decoder of class D; null when it cannot open path.
-template <class D> std::unique_ptr<ZTDecoder> open(const QString& path)
+template <class D>
+std::unique_ptr<ZTDecoder> open(const QString& path)
 {
     auto decoder = std::make_unique<D>();
     if (!decoder->initWithFilename(path)) {
@@ -102,13 +103,13 @@ std::unique_ptr<ZTDecoder> openDecoderOfClass(DecoderClass decoderClass, const Q
         if (auto decoder = open<CoreAudioDecoder>(path)) {
             return decoder;
         }
-        ErrorLogWindowController::logMessage(QStringLiteral(
-            "Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder"));
+        ErrorLogWindowController::logMessage(
+            QStringLiteral("Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder"));
         return open<FFMPEGDecoder>(path);
     default:
         // Decoders of this class are not part of this build.
-        ErrorLogWindowController::logMessage(QStringLiteral("No %1 Is Available For File: %2")
-                                                 .arg(DecoderFactory::decoderClassName(decoderClass), path));
+        ErrorLogWindowController::logMessage(
+            QStringLiteral("No %1 Is Available For File: %2").arg(DecoderFactory::decoderClassName(decoderClass), path));
         return nullptr;
     }
 }

@@ -15,8 +15,7 @@
 
 class ZTDecoder;
 
-enum class DecoderClass
-{
+enum class DecoderClass {
     FLAC,
     FFMPEG,
     MonkeysAudio,
