@@ -94,6 +94,37 @@ INSTANTIATE_TEST_SUITE_P(
         return testNameOf(QLatin1String(info.param.file));
     });
 
+// 8-bit PCM comes as FFmpeg decodes it, unsigned, under the signed flag.
+TEST(FFMPEGDecoder, EightBitSamplesAreDeliveredUnsignedAsDecoded)
+{
+    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("plat-u8.mov")));
+    ASSERT_NE(decoder, nullptr);
+    ASSERT_EQ(decoder->className(), QStringLiteral("FFMPEGDecoder"));
+    EXPECT_EQ(decoder->decodeFormat().mBitsPerChannel, 8u);
+    EXPECT_EQ(decoder->decodeFormat().mBytesPerFrame, 1u);
+    EXPECT_EQ(decoder->decodeFormat().mFormatFlags, 12u);
+    Pcm decoded = decodeAll(*decoder);
+    for (int32_t& sample : decoded.samples) {
+        sample = int32_t(uint32_t(sample) ^ 0x80000000u);
+    }
+    EXPECT_EQ(countDifferences(decoded, decodeWithFFmpeg(Fixtures::generated(QStringLiteral("plat-u8.wav")))),
+              0u);
+}
+
+TEST(FFMPEGDecoder, AStreamWithoutADecoderIsRefusedWithFFmpegsTextForNoError)
+{
+    ErrorLogCapture log;
+    const QString path = Fixtures::generated(QStringLiteral("plat-unknown-codec.wav"));
+    EXPECT_EQ(ZTDecoder::decoderWithFilename(path), nullptr);
+    EXPECT_EQ(
+        log.messages(),
+        QStringList({QStringLiteral("ExtAudioFileOpenURL Failed With Error: fmt?"),
+                     QStringLiteral(
+                         "Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder"),
+                     QStringLiteral("FFMPEG Could Not Find A Valid Decoder For File: %1").arg(path),
+                     QStringLiteral("%1: Success").arg(path)}));
+}
+
 TEST(FFMPEGDecoder, PacketsOfTheVideoStreamAddNothing)
 {
     FFMPEGDecoder decoder;
