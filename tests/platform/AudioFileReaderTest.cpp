@@ -83,19 +83,6 @@ TEST(AudioFileReader, RefusesClientFormatsItCannotDeliver)
     }
 }
 
-TEST(AudioFileReader, ReadsNothingBeforeAClientFormatIsSet)
-{
-    auto reader = openGenerated("plat-src-44k-2-16.wav");
-    ASSERT_NE(reader, nullptr);
-    int16_t samples[64];
-    AudioBufferList list;
-    list.mNumberBuffers = 1;
-    list.mBuffers[0] = AudioBuffer{2, sizeof(samples), samples};
-    uint32_t frames = 32;
-    EXPECT_EQ(reader->read(frames, &list), kExtAudioFileError_InvalidOperationOrder);
-    EXPECT_EQ(frames, 0u);
-}
-
 // A 24-bit file read at every client width gives the same signal, rounded
 // to the width; full-scale samples saturate instead of wrapping.
 TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
@@ -121,16 +108,6 @@ TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
         }
         EXPECT_EQ(far, 0u) << bytes << " bytes";
     }
-}
-
-TEST(AudioFileReader, MissingFilesAndFoldersAreRefusedWithTheirStatus)
-{
-    ScratchDir scratch;
-    OSStatus status = noErr;
-    EXPECT_EQ(AudioFileReader::open(scratch.file(QStringLiteral("absent.wav")), status), nullptr);
-    EXPECT_EQ(statusText(status), QStringLiteral("-43"));
-    EXPECT_EQ(AudioFileReader::open(scratch.path(), status), nullptr);
-    EXPECT_EQ(statusText(status), QStringLiteral("typ?"));
 }
 
 } // namespace
