@@ -15,7 +15,7 @@ packages=(
   libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
-  sox flac lame vorbis-tools opus-tools speex wavpack musepack-tools ffmpeg
+  sox flac lame vorbis-tools opus-tools speex wavpack musepack-tools ffmpeg sndfile-programs
   python3 python3-mutagen xvfb xauth time
 )
 

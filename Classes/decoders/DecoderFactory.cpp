@@ -1,6 +1,8 @@
 #include "DecoderFactory.h"
 
+#include "CoreAudioDecoder.h"
 #include "ErrorLogWindowController.h"
+#include "FFMPEGDecoder.h"
 #include "FLACDecoder.h"
 #include "NamedException.h"
 #include "OggFLACDecoder.h"
@@ -110,6 +112,15 @@ std::unique_ptr<ZTDecoder> openDecoderOfClass(DecoderClass decoderClass, const Q
         return open<OggOpusDecoder>(path);
     case DecoderClass::OggSpeex:
         return open<OggSpeexDecoder>(path);
+    case DecoderClass::FFMPEG:
+        return open<FFMPEGDecoder>(path);
+    case DecoderClass::CoreAudioWithFFMPEGFallback:
+        if (auto decoder = open<CoreAudioDecoder>(path)) {
+            return decoder;
+        }
+        ErrorLogWindowController::logMessage(
+            QStringLiteral("Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder"));
+        return open<FFMPEGDecoder>(path);
     default:
         // Decoders of this class are not part of this build.
         ErrorLogWindowController::logMessage(

@@ -1,6 +1,7 @@
 #include "DecoderFactory.h"
 #include "QtPrinters.h"
 #include "Fixtures.h"
+#include "InstantRetries.h"
 #include "NamedException.h"
 #include "Tools.h"
 #include "ZTDecoder.h"
@@ -109,6 +110,7 @@ TEST(DecoderFactory, BadOggFilesRaiseTheirMessage)
 TEST(DecoderFactory, FilesThatCannotBeOpenedGiveNullAndALogLine)
 {
     ErrorLogCapture log;
+    InstantRetries retries;
     ScratchDir scratch;
     for (const char* name : {"missing.wav", "missing.flac", "missing.wma"}) {
         EXPECT_EQ(ZTDecoder::decoderWithFilename(scratch.file(QLatin1String(name))), nullptr) << name;

@@ -1,0 +1,38 @@
+#pragma once
+// One library's view of an opened audio file, behind AudioFileReader: the
+// file's own format, layout, length and names, and its samples as
+// interleaved 32-bit integers whose most significant bit is the source's.
+// SndfileAudioSource and FFmpegAudioSource implement it.
+//
+// Owned by one AudioFileReader and used on one thread at a time.
+
+#include "AudioFileStatus.h"
+#include "CoreAudioTypes.h"
+
+#include <QString>
+#include <cstdint>
+
+class AudioFileSource
+{
+public:
+    virtual ~AudioFileSource() = default;
+
+    // The file's own stream description: rate, channels, a format identifier
+    // ("lpcm", "alac", ".mp3", ...), its flags and, for linear PCM, the bits
+    // per channel; 0 bits for compressed formats.
+    virtual AudioStreamBasicDescription dataFormat() const = 0;
+    // The file's channel layout: a bitmap when the file names its speakers
+    // by position, otherwise a tag (Mono, Stereo, Unknown).
+    virtual AudioChannelLayout channelLayout() const = 0;
+    // Length in frames, as exact as the file tells; -1 when unknown.
+    virtual int64_t lengthFrames() const = 0;
+    // The library's names: "WAV (Microsoft)", "QuickTime / MOV", ...
+    virtual QString fileTypeName() const = 0;
+    virtual QString dataFormatName() const = 0;
+
+    // Reads up to frameCount frames into out (frameCount × channels
+    // samples) and sets frameCount to the number read; 0 at the end. A
+    // non-zero status is a read failure (frameCount then says how many
+    // frames came before it).
+    virtual OSStatus readFrames(int32_t* out, uint32_t& frameCount) = 0;
+};

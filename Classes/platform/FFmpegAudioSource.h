@@ -1,0 +1,62 @@
+#pragma once
+// The libavformat/libavcodec side of the platform reader, for the platform's
+// formats that libsndfile does not open: MP4/M4A/3GPP with AAC or ALAC,
+// ADTS AAC, AMR, AC-3, and MP3/MP2, WAV, AIFF or CAF whose encoding
+// libsndfile lacks. Other containers (Matroska, AVI, Ogg, ...) are refused:
+// they are not the platform's, and the decoder factory sends them to
+// FFMPEGDecoder instead.
+//
+// Decodes the file's first audio stream and converts every frame to
+// interleaved 32-bit samples at the stream's rate and channel count.
+// Owns every FFmpeg handle it uses. One thread at a time.
+
+#include "AudioFileSource.h"
+#include "FFmpegPointers.h"
+
+#include <memory>
+#include <vector>
+
+class FFmpegAudioSource : public AudioFileSource
+{
+public:
+    // The opened file, or null with status set
+    // (kAudioFileUnsupportedFileTypeError when the container is not one of
+    // the platform's, kAudioFileUnsupportedDataFormatError when it holds no
+    // audio stream that can be decoded, kAudioFileInvalidFileError when the
+    // container cannot be parsed).
+    static std::unique_ptr<FFmpegAudioSource> open(const QString& path, OSStatus& status);
+    ~FFmpegAudioSource() override;
+
+    AudioStreamBasicDescription dataFormat() const override { return m_dataFormat; }
+    AudioChannelLayout channelLayout() const override;
+    int64_t lengthFrames() const override;
+    QString fileTypeName() const override;
+    QString dataFormatName() const override;
+    OSStatus readFrames(int32_t* out, uint32_t& frameCount) override;
+
+private:
+    FFmpegAudioSource() = default;
+    void describeStream();
+    // Decodes until at least one more frame is pending or the stream ends.
+    // False at the end.
+    bool decodeMore();
+    bool convertFrame(const AVFrame* frame);
+
+    AVFormatContextPtr m_format;
+    AVCodecContextPtr m_codec;
+    AVStream* m_stream = nullptr;
+    AVPacketPtr m_packet;
+    AVFramePtr m_frame;
+    SwrContextPtr m_converter;
+    // The input the converter was made for.
+    int m_converterFormat = -1;
+    int m_converterRate = 0;
+    AVChannelLayout m_converterLayout{};
+    AVChannelLayout m_outputLayout{};
+    bool m_inputEnded = false; // the demuxer is exhausted and the decoder told so
+    bool m_decoderEnded = false;
+
+    AudioStreamBasicDescription m_dataFormat;
+    std::vector<int32_t> m_pending; // converted samples not yet read
+    size_t m_pendingOffset = 0;
+};

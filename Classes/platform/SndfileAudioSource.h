@@ -1,0 +1,46 @@
+#pragma once
+// The libsndfile side of the platform reader: WAV (with WAVE_FORMAT_EXTENSIBLE
+// channel masks), RF64, W64, AIFF, AIFF-C, CAF (PCM and ALAC), Sun/NeXT AU,
+// MPEG layer I-III and whatever else libsndfile opens.
+//
+// Owns its SNDFILE. One thread at a time.
+
+#include "AudioFileSource.h"
+
+#include <memory>
+#include <sndfile.h>
+#include <vector>
+
+class SndfileAudioSource : public AudioFileSource
+{
+public:
+    // The opened file, or null with status set (kAudioFileUnsupportedFileTypeError
+    // when libsndfile does not know the file, kAudioFileInvalidFileError when
+    // it knows but cannot parse it, kAudioFileUnsupportedDataFormatError for
+    // an unknown encoding).
+    static std::unique_ptr<SndfileAudioSource> open(const QString& path, OSStatus& status);
+
+    AudioStreamBasicDescription dataFormat() const override { return m_dataFormat; }
+    AudioChannelLayout channelLayout() const override;
+    int64_t lengthFrames() const override { return m_info.frames; }
+    QString fileTypeName() const override;
+    QString dataFormatName() const override;
+    OSStatus readFrames(int32_t* out, uint32_t& frameCount) override;
+
+private:
+    struct SndfileCloser
+    {
+        void operator()(SNDFILE* file) const { sf_close(file); }
+    };
+
+    SndfileAudioSource() = default;
+    QString formatName(int format) const;
+
+    std::unique_ptr<SNDFILE, SndfileCloser> m_file;
+    SF_INFO m_info{};
+    AudioStreamBasicDescription m_dataFormat;
+    // Floating-point and lossy encodings are read as doubles and quantised
+    // here: libsndfile's own float-to-int reads do not scale to full range.
+    bool m_readsDoubles = false;
+    std::vector<double> m_doubles;
+};

@@ -1,0 +1,113 @@
+#include "AudioFileReader.h"
+#include "Fixtures.h"
+#include "Pcm.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::unique_ptr<AudioFileReader> openGenerated(const char* name)
+{
+    OSStatus status = noErr;
+    auto reader = AudioFileReader::open(Fixtures::generated(QLatin1String(name)), status);
+    EXPECT_EQ(status, noErr) << statusText(status).toStdString();
+    return reader;
+}
+
+AudioStreamBasicDescription integerFormat(double rate, uint32_t channels, uint32_t bits, uint32_t bytes)
+{
+    AudioStreamBasicDescription format;
+    format.mSampleRate = rate;
+    format.mFormatID = kAudioFormatLinearPCM;
+    format.mFormatFlags = kLinearPCMFormatFlagsSignedPacked;
+    format.mChannelsPerFrame = channels;
+    format.mBitsPerChannel = bits;
+    format.mBytesPerFrame = bytes * channels;
+    format.mBytesPerPacket = format.mBytesPerFrame;
+    format.mFramesPerPacket = 1;
+    return format;
+}
+
+struct NamesCase
+{
+    const char* file;
+    const char* fileType;
+    const char* dataFormat;
+    uint32_t formatID;
+    uint32_t formatFlags;
+};
+
+class ReaderNames : public testing::TestWithParam<NamesCase>
+{
+};
+
+TEST_P(ReaderNames, TellTheOpeningLibrarysNamesAndTheSourceFormat)
+{
+    auto reader = openGenerated(GetParam().file);
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(reader->fileTypeName(), QLatin1String(GetParam().fileType));
+    EXPECT_EQ(reader->dataFormatName(), QLatin1String(GetParam().dataFormat));
+    AudioStreamBasicDescription format;
+    EXPECT_EQ(reader->getFileDataFormat(format), noErr);
+    EXPECT_EQ(format.mFormatID, GetParam().formatID);
+    EXPECT_EQ(format.mFormatFlags, GetParam().formatFlags);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, ReaderNames,
+    testing::Values(
+        NamesCase{"plat-src-44k-2-16.wav", "WAV (Microsoft)", "Signed 16 bit PCM", kAudioFormatLinearPCM, 12},
+        NamesCase{"plat.aiff", "AIFF (Apple/SGI)", "Signed 16 bit PCM", kAudioFormatLinearPCM, 14},
+        NamesCase{"plat-float.wav", "WAV (Microsoft)", "32 bit float", kAudioFormatLinearPCM, 9},
+        NamesCase{"plat-alac20.caf", "CAF (Apple Core Audio File)", "20 bit ALAC", kAudioFormatAppleLossless,
+                  2},
+        NamesCase{"plat-alac20.m4a", "QuickTime / MOV", "ALAC (Apple Lossless Audio Codec)",
+                  kAudioFormatAppleLossless, 2},
+        NamesCase{"plat-aac.m4a", "QuickTime / MOV", "AAC (Advanced Audio Coding)", kAudioFormatMPEG4AAC, 0},
+        NamesCase{"plat.mp3", "MPEG-1/2 Audio", "MPEG Layer III", kAudioFormatMPEGLayer3, 0}),
+    [](const testing::TestParamInfo<NamesCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
+
+TEST(AudioFileReader, RefusesClientFormatsItCannotDeliver)
+{
+    auto reader = openGenerated("plat-src-48k-2-24.wav");
+    ASSERT_NE(reader, nullptr);
+    AudioStreamBasicDescription floating = integerFormat(48000, 2, 32, 4);
+    floating.mFormatFlags = kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked;
+    AudioStreamBasicDescription bigEndian = integerFormat(48000, 2, 16, 2);
+    bigEndian.mFormatFlags |= kAudioFormatFlagIsBigEndian;
+    for (const AudioStreamBasicDescription& refused :
+         {floating, bigEndian, integerFormat(48000, 2, 12, 2), integerFormat(48000, 2, 20, 3),
+          integerFormat(48000, 2, 64, 8), integerFormat(48000, 1, 16, 2), integerFormat(44100, 2, 16, 2)}) {
+        EXPECT_EQ(reader->setClientDataFormat(refused), kAudioConverterErr_FormatNotSupported)
+            << refused.mBitsPerChannel << " bits, " << refused.mChannelsPerFrame << " channels";
+    }
+}
+
+// A 24-bit file read at every client width gives the same signal, rounded
+// to the width; full-scale samples saturate instead of wrapping.
+TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
+{
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated(QStringLiteral("plat-src-48k-2-24.wav")));
+    for (uint32_t bytes : {1u, 2u, 3u, 4u}) {
+        auto reader = openGenerated("plat-src-48k-2-24.wav");
+        ASSERT_NE(reader, nullptr);
+        const AudioStreamBasicDescription client = integerFormat(48000, 2, bytes * 8, bytes);
+        ASSERT_EQ(reader->setClientDataFormat(client), noErr);
+        std::vector<uint8_t> bytesRead(size_t(48000) * client.mBytesPerFrame);
+        AudioBufferList list;
+        list.mNumberBuffers = 1;
+        list.mBuffers[0] = AudioBuffer{2, uint32_t(bytesRead.size()), bytesRead.data()};
+        uint32_t frames = 48000;
+        ASSERT_EQ(reader->read(frames, &list), noErr);
+        ASSERT_EQ(frames, 48000u);
+        const Pcm pcm = pcmFromBytes(bytesRead, client);
+        const int64_t halfStep = bytes == 4 ? 0 : int64_t(1) << (31 - 8 * bytes);
+        size_t far = 0;
+        for (size_t i = 0; i < pcm.samples.size(); ++i) {
+            far += std::llabs(int64_t(pcm.samples[i]) - source.samples[i]) > halfStep ? 1 : 0;
+        }
+        EXPECT_EQ(far, 0u) << bytes << " bytes";
+    }
+}
+
+} // namespace
