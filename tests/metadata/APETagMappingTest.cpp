@@ -1,0 +1,217 @@
+// The APE mapping against tags written and read by mutagen.
+
+#include "APETagMapping.h"
+#include "Fixtures.h"
+#include "NaturalLanguageDate.h"
+#include "TagDump.h"
+
+#include <QFile>
+#include <gtest/gtest.h>
+#include <taglib/apetag.h>
+#include <taglib/mpegfile.h>
+
+namespace {
+
+QString freshMp3(const ScratchDir& dir)
+{
+    const QString path = dir.file(QStringLiteral("tagged.mp3"));
+    QFile::copy(Fixtures::generated(QStringLiteral("tag-base.mp3")), path);
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+    return path;
+}
+
+void readAPE(const QString& path, AudioMetadata& metadata)
+{
+    TagLib::MPEG::File file(QFile::encodeName(path).constData(), false);
+    ASSERT_TRUE(file.APETag());
+    APETagMapping::addInfoFromAPETag(file.APETag(), metadata);
+}
+
+void writeAPE(const QString& path, const AudioMetadata& metadata, const std::optional<QString>& encodedBy,
+              const std::optional<QString>& comment)
+{
+    TagLib::MPEG::File file(QFile::encodeName(path).constData(), false);
+    APETagMapping::fillOutAPETag(metadata, file.APETag(true), encodedBy, comment);
+    file.save(TagLib::MPEG::File::APE, TagLib::File::StripNone, TagLib::ID3v2::v4,
+              TagLib::File::DoNotDuplicate);
+}
+
+} // namespace
+
+TEST(APETagMapping, readsWhatAnotherTaggerWrote)
+{
+    ScratchDir dir;
+    const QString path = freshMp3(dir);
+    runMutagen(QStringLiteral(R"PY(
+import sys
+from mutagen.apev2 import APEv2, APEValue, BINARY
+t = APEv2()
+t["Title"] = "Title"
+t["Artist"] = "Artist"
+t["Album"] = "Album"
+t["Genre"] = "Genre"
+t["Date"] = "2004-05-06"
+t["Comment"] = "Comment"
+t["Track"] = "3/12"
+t["TotalTracks"] = "14"
+t["DiscNum"] = "2"
+t["TotalDiscs"] = "3"
+t["Compilation"] = "1"
+t["Key"] = "Am"
+t["ISRC"] = "USRC17607839"
+t["Grouping"] = "Group"
+t["Composer"] = "Composer"
+t["AlbumArtist"] = "Album Artist"
+t["UnsyncedLyrics"] = "la la"
+t["Encoded By"] = "Encoder"
+t["Copyright"] = "(c)"
+t["Cover Art (Back)"] = APEValue(b"back.png\x00\x89PNG bytes", BINARY)
+t.save(sys.argv[1])
+)PY"),
+               path);
+    AudioMetadata metadata;
+    readAPE(path, metadata);
+    EXPECT_EQ(metadata.trackTitle(), QStringLiteral("Title"));
+    EXPECT_EQ(metadata.trackArtist(), QStringLiteral("Artist"));
+    EXPECT_EQ(metadata.albumTitle(), QStringLiteral("Album"));
+    EXPECT_EQ(metadata.trackGenre(), QStringLiteral("Genre"));
+    EXPECT_EQ(metadata.trackYear(), 2004);
+    EXPECT_EQ(metadata.trackComment(), QStringLiteral("Comment"));
+    EXPECT_EQ(metadata.trackNumber(), 3);
+    EXPECT_EQ(metadata.totalTracks(), 14) << "the slash of TRACK gives no total";
+    EXPECT_EQ(metadata.discNumber(), 2);
+    EXPECT_EQ(metadata.discTotal(), 3);
+    // The compilation item lands in the tempo, never in the flag.
+    EXPECT_EQ(metadata.bpm(), 1);
+    EXPECT_FALSE(metadata.partOfACompilation());
+    EXPECT_EQ(metadata.key(), QStringLiteral("Am"));
+    EXPECT_EQ(metadata.ISRC(), QStringLiteral("USRC17607839"));
+    EXPECT_EQ(metadata.grouping(), QStringLiteral("Group"));
+    EXPECT_EQ(metadata.trackComposer(), QStringLiteral("Composer"));
+    EXPECT_EQ(metadata.albumArtist(), QStringLiteral("Album Artist"));
+    EXPECT_EQ(metadata.lyrics(), QStringLiteral("la la"));
+    EXPECT_EQ(metadata.sourceEncodedWith(), QStringLiteral("Encoder"));
+    EXPECT_EQ(metadata.trackCopyright(), QStringLiteral("(c)"));
+    const AlbumArtworkPtr artwork = metadata.albumArtwork();
+    ASSERT_TRUE(artwork);
+    EXPECT_EQ(artwork->artworkType(), 3u) << "every APE cover reads as a front cover";
+    EXPECT_EQ(artwork->originalFilename(), QStringLiteral("back.png"));
+    EXPECT_EQ(artwork->data(), QByteArray("\x89PNG bytes"));
+}
+
+TEST(APETagMapping, presentFieldsWinAndYearBeatsDate)
+{
+    ScratchDir dir;
+    const QString path = freshMp3(dir);
+    runMutagen(QStringLiteral("import sys\nfrom mutagen.apev2 import APEv2\nt = APEv2()\n"
+                              "t['Year'] = '1999'\nt['Date'] = '2004'\nt['BPM'] = '120'\nt['Title'] = 'T'\n"
+                              "t['Compilation'] = '1'\nt['Cover Art (Front)'] = b'no nul byte'\n"
+                              "t.save(sys.argv[1])\n"),
+               path);
+    AudioMetadata metadata;
+    metadata.setTrackTitle(QStringLiteral("kept"));
+    metadata.setPartOfACompilation(0);
+    readAPE(path, metadata);
+    EXPECT_EQ(metadata.trackTitle(), QStringLiteral("kept"));
+    EXPECT_EQ(metadata.trackYear(), 1999);
+    EXPECT_EQ(metadata.bpm(), 120) << "a record with a compilation flag reads no COMPILATION item";
+    EXPECT_FALSE(metadata.albumArtwork()) << "a cover without a file name is no cover";
+}
+
+TEST(APETagMapping, writesItemsAndCoversAsTheLayoutSays)
+{
+    ScratchDir dir;
+    const QString path = freshMp3(dir);
+    // Another program's back cover and private item; an old spelling of the track total.
+    runMutagen(QStringLiteral("import sys\nfrom mutagen.apev2 import APEv2, APEValue, BINARY\nt = APEv2()\n"
+                              "t['Cover Art (Back)'] = APEValue(b'b.jpg\\x00old', BINARY)\n"
+                              "t['Private'] = 'stays'\nt['TotalTracks'] = '99'\nt['Encoder'] = 'old'\n"
+                              "t.save(sys.argv[1])\n"),
+               path);
+    AudioMetadata metadata;
+    metadata.setTrackTitle(QStringLiteral("Ünïcode ☃"));
+    metadata.setTrackNumber(3);
+    metadata.setTotalTracks(12);
+    metadata.setDiscNumber(1);
+    metadata.setBpm(97);
+    metadata.setPartOfACompilation(1);
+    metadata.setLyrics(QStringLiteral("words"));
+    metadata.setTrackYear(2001);
+    auto artwork = std::make_shared<AlbumArtwork>();
+    artwork->setData(QByteArray("\xFF\xD8\xFF image", 9));
+    metadata.setAlbumArtwork(artwork);
+    writeAPE(path, metadata, QStringLiteral("LAME via Sonabrik"), QStringLiteral("the comment"));
+
+    QJsonObject ape = mutagenTags(path)[QStringLiteral("ape")].toObject();
+    QStringList keys;
+    for (const QString& key : ape.keys()) {
+        keys << key.toUpper();
+    }
+    keys.sort();
+    EXPECT_EQ(keys, QStringList({"BPM", "COMMENT", "COMPILATION", "COVER ART (BACK)", "COVER ART (FRONT)",
+                                 "DISCNUMBER", "ENCODEDBY", "LYRICS", "PRIVATE", "TITLE", "TRACK",
+                                 "TRACKTOTAL", "YEAR"}));
+    auto text = [&](const char* key) -> QJsonValue {
+        for (auto it = ape.begin(); it != ape.end(); ++it) {
+            if (it.key().compare(QLatin1String(key), Qt::CaseInsensitive) == 0) {
+                return it.value();
+            }
+        }
+        return QJsonValue(QJsonValue::Undefined);
+    };
+    EXPECT_EQ(text("TITLE").toString(), QStringLiteral("Ünïcode ☃"));
+    EXPECT_EQ(text("TRACK").toString(), QStringLiteral("3"));
+    EXPECT_EQ(text("TRACKTOTAL").toString(), QStringLiteral("12"));
+    EXPECT_FALSE(text("TOTALTRACKS").isString()) << "old spellings are removed";
+    EXPECT_EQ(text("DISCNUMBER").toString(), QStringLiteral("1"));
+    EXPECT_EQ(text("BPM").toString(), QStringLiteral("97"));
+    EXPECT_EQ(text("COMPILATION").toString(), QStringLiteral("1"));
+    EXPECT_EQ(text("LYRICS").toString(), QStringLiteral("words"));
+    EXPECT_EQ(text("YEAR").toString(), QStringLiteral("2001"));
+    EXPECT_EQ(text("COMMENT").toString(), QStringLiteral("the comment"));
+    EXPECT_EQ(text("ENCODEDBY").toString(), QStringLiteral("LAME via Sonabrik"));
+    EXPECT_TRUE(text("ENCODER").isUndefined());
+    EXPECT_EQ(text("PRIVATE").toString(), QStringLiteral("stays"));
+    EXPECT_EQ(QByteArray::fromHex(text("Cover Art (front)")[QStringLiteral("binary")].toString().toLatin1()),
+              QByteArray("cover.jpg\0\xFF\xD8\xFF image", 19));
+    EXPECT_EQ(QByteArray::fromHex(text("Cover Art (back)")[QStringLiteral("binary")].toString().toLatin1()),
+              QByteArray("b.jpg\0old", 9))
+        << "a front cover leaves another program's back cover";
+
+    // A back cover of the record goes under its own key and reads back as a front cover.
+    artwork->setArtworkType(4);
+    artwork->setOriginalFilename(QStringLiteral("scan.jpg"));
+    writeAPE(path, metadata, std::nullopt, std::nullopt);
+    ape = mutagenTags(path)[QStringLiteral("ape")].toObject();
+    EXPECT_TRUE(text("Cover Art (front)").isUndefined());
+    EXPECT_EQ(QByteArray::fromHex(text("Cover Art (back)")[QStringLiteral("binary")].toString().toLatin1()),
+              QByteArray("scan.jpg\0\xFF\xD8\xFF image", 18));
+    EXPECT_TRUE(text("ENCODEDBY").isUndefined());
+    EXPECT_TRUE(text("COMMENT").isUndefined());
+    AudioMetadata back;
+    readAPE(path, back);
+    ASSERT_TRUE(back.albumArtwork());
+    EXPECT_EQ(back.albumArtwork()->artworkType(), 3u);
+    EXPECT_EQ(back.albumArtwork()->originalFilename(), QStringLiteral("scan.jpg"));
+    EXPECT_EQ(back.bpm(), 1) << "the written compilation flag reads back as a tempo of 1";
+}
+
+TEST(NaturalLanguageDate, yearsOfTheCommonForms)
+{
+    for (const auto& [text, year] : std::initializer_list<std::pair<const char*, std::optional<int>>>{
+             {"2004-05-06", 2004},
+             {"2004-05-06T10:20:30", 2004},
+             {"2004-05", 2004},
+             {" 1999 ", 1999},
+             {"6 May 2004", 2004},
+             {"May 6, 2004", 2004},
+             {"Thursday, May 6, 2004", 2004},
+             {"December 1971", 1971},
+             {"31/12/1980", 1980},
+             {"2004-13-40", std::nullopt},
+             {"someday", std::nullopt},
+             {"", std::nullopt},
+         }) {
+        EXPECT_EQ(NaturalLanguageDate::yearOf(QString::fromLatin1(text)), year) << text;
+    }
+}
