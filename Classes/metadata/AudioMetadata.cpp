@@ -1,5 +1,6 @@
 #include "AudioMetadata.h"
 
+#include "MetadataReader.h"
 #include "NamedException.h"
 
 #include <QFileInfo>
@@ -327,4 +328,9 @@ bool AudioMetadata::applyFilenameTitleFallback(const QString& path)
     }
     setTrackTitle(titleFromFilename(path));
     return true;
+}
+
+std::shared_ptr<AudioMetadata> AudioMetadata::metadataFromFile(const QString& path)
+{
+    return MetadataReader::metadataFromFile(path);
 }

@@ -118,6 +118,12 @@ public:
     static std::optional<Field> fieldNamed(QStringView name);
     static Kind kindOf(Field field);
 
+    // The record of a source file: its tags, cover and stream facts, read by
+    // the reader its extension calls for, with its location, size and date.
+    // Never null and never throws: a file that cannot be read gives a record
+    // with whatever could be found (MetadataReader.h tells the details).
+    static std::shared_ptr<AudioMetadata> metadataFromFile(const QString& path);
+
     // A record with every field absent.
     AudioMetadata();
     ~AudioMetadata() override;

@@ -1,0 +1,242 @@
+#include "ASFTagMapping.h"
+
+#include "TagText.h"
+
+#include <array>
+#include <taglib/asftag.h>
+
+namespace {
+
+using Field = AudioMetadata::Field;
+
+enum class Row
+{
+    TrackTotal,
+    Bpm,
+    Key,
+    ISRC,
+    Composer,
+    Copyright,
+    Lyrics,
+    AlbumArtist,
+    Grouping,
+    Compilation,
+    EncodedBy,
+    PartOfSet,
+    DiscTotal,
+    Count
+};
+
+enum class Kind
+{
+    Text,
+    Number,
+    PartOfSet,
+};
+
+struct ASFRow
+{
+    Row row;
+    std::array<const char*, 2> names; // read: the first that exists; written: the first, the second removed
+    Field field;
+    Kind kind;
+};
+
+constexpr std::array<ASFRow, size_t(Row::Count)> kRows{{
+    {Row::TrackTotal, {"WM/TrackTotal"}, Field::totalTracks, Kind::Number},
+    {Row::Bpm, {"WM/BeatsPerMinute", "WM/BPM"}, Field::bpm, Kind::Number},
+    {Row::Key, {"WM/InitialKey"}, Field::key, Kind::Text},
+    {Row::ISRC, {"WM/ISRC"}, Field::ISRC, Kind::Text},
+    {Row::Composer, {"WM/Composer"}, Field::trackComposer, Kind::Text},
+    {Row::Copyright, {"Copyright"}, Field::trackCopyright, Kind::Text},
+    {Row::Lyrics, {"WM/Lyrics"}, Field::lyrics, Kind::Text},
+    {Row::AlbumArtist, {"WM/AlbumArtist"}, Field::albumArtist, Kind::Text},
+    {Row::Grouping, {"WM/ContentGroupDescription"}, Field::grouping, Kind::Text},
+    {Row::Compilation, {"WM/IsCompilation"}, Field::partOfACompilation, Kind::Number},
+    {Row::EncodedBy, {"WM/EncodedBy"}, Field::sourceEncodedWith, Kind::Text},
+    {Row::PartOfSet, {"WM/PartOfSet"}, Field::discNumber, Kind::PartOfSet},
+    {Row::DiscTotal, {"WM/DiscTotal"}, Field::discTotal, Kind::Number},
+}};
+
+static_assert(
+    [] {
+        for (size_t i = 0; i < kRows.size(); ++i) {
+            if (kRows[i].row != Row(i)) {
+                return false;
+            }
+        }
+        return true;
+    }(),
+    "the rows follow their enum");
+
+bool has(const AudioMetadata& record, Field field)
+{
+    return record.value(field).isValid();
+}
+
+std::optional<TagLib::ASF::Attribute> firstAttribute(const TagLib::ASF::Tag& tag, const char* name)
+{
+    const TagLib::ASF::AttributeListMap& attributes = tag.attributeListMap();
+    const auto it = attributes.find(name);
+    if (it == attributes.end() || it->second.isEmpty()) {
+        return std::nullopt;
+    }
+    return it->second.front();
+}
+
+int numericValue(const TagLib::ASF::Attribute& attribute)
+{
+    if (attribute.type() == TagLib::ASF::Attribute::UnicodeType) {
+        return TagText::integerValue(TagText::fromTagLib(attribute.toString()));
+    }
+    return int(attribute.toULongLong());
+}
+
+void setIfAbsent(AudioMetadata& record, Field field, const TagLib::String& text)
+{
+    if (!has(record, field) && !text.isEmpty()) {
+        record.setValue(field, TagText::fromTagLib(text));
+    }
+}
+
+void readPartOfSet(const TagLib::ASF::Tag& tag, AudioMetadata& record)
+{
+    const std::optional<TagLib::ASF::Attribute> partOfSet = firstAttribute(tag, "WM/PartOfSet");
+    if (!partOfSet) {
+        return;
+    }
+    const QString text = TagText::fromTagLib(partOfSet->toString());
+    const qsizetype slash = text.indexOf(QLatin1Char('/'));
+    if (slash < 0) {
+        record.setDiscNumber(TagText::integerValue(text));
+        if (const std::optional<TagLib::ASF::Attribute> total = firstAttribute(tag, "WM/DiscTotal");
+            total && !record.discTotal()) {
+            record.setDiscTotal(numericValue(*total));
+        }
+        return;
+    }
+    if (!record.discNumber()) {
+        record.setDiscNumber(TagText::integerValue(QStringView(text).left(slash)));
+    }
+    if (!record.discTotal()) {
+        record.setDiscTotal(TagText::integerValue(QStringView(text).mid(slash + 1)));
+    }
+}
+
+void readPicture(const TagLib::ASF::Tag& tag, AudioMetadata& record)
+{
+    const std::optional<TagLib::ASF::Attribute> attribute = firstAttribute(tag, "WM/Picture");
+    if (record.albumArtwork() || !attribute) {
+        return;
+    }
+    const TagLib::ASF::Picture picture = attribute->toPicture();
+    if (!picture.isValid()) {
+        return;
+    }
+    const TagLib::ByteVector data = picture.picture();
+    auto artwork = std::make_shared<AlbumArtwork>();
+    artwork->setData(QByteArray(data.data(), qsizetype(data.size())));
+    artwork->setArtworkType(uint32_t(picture.type()));
+    artwork->setComments(TagText::fromTagLib(picture.description()));
+    artwork->setMimeType(TagText::fromTagLib(picture.mimeType()));
+    record.setAlbumArtwork(artwork);
+}
+
+} // namespace
+
+void ASFTagMapping::addInfoFromASFTag(const TagLib::ASF::Tag& tag, AudioMetadata& record)
+{
+    setIfAbsent(record, Field::albumTitle, tag.album());
+    setIfAbsent(record, Field::trackArtist, tag.artist());
+    setIfAbsent(record, Field::trackGenre, tag.genre());
+    if (!record.trackYear() && tag.year() != 0) {
+        record.setTrackYear(int(tag.year()));
+    }
+    setIfAbsent(record, Field::trackComment, tag.comment());
+    setIfAbsent(record, Field::trackTitle, tag.title());
+    if (!record.trackNumber() && tag.track() != 0) {
+        record.setTrackNumber(int(tag.track()));
+    }
+    for (const ASFRow& row : kRows) {
+        if (row.kind == Kind::PartOfSet) {
+            readPartOfSet(tag, record);
+            continue;
+        }
+        if (row.row == Row::DiscTotal && firstAttribute(tag, "WM/PartOfSet")) {
+            continue; // read with the part of set
+        }
+        if (has(record, row.field)) {
+            continue;
+        }
+        for (const char* name : row.names) {
+            if (name == nullptr) {
+                break;
+            }
+            if (const std::optional<TagLib::ASF::Attribute> attribute = firstAttribute(tag, name)) {
+                if (row.kind == Kind::Number) {
+                    record.setValue(row.field, numericValue(*attribute));
+                } else {
+                    record.setValue(row.field, TagText::fromTagLib(attribute->toString()));
+                }
+                break;
+            }
+        }
+        // Programs that write the copyright into the content description
+        // rather than as an attribute.
+        if (row.row == Row::Copyright) {
+            setIfAbsent(record, Field::trackCopyright, tag.copyright());
+        }
+    }
+    readPicture(tag, record);
+}
+
+void ASFTagMapping::fillOutASFTag(const AudioMetadata& record, TagLib::ASF::Tag& tag,
+                                  const std::optional<QString>& encodedBy,
+                                  const std::optional<QString>& commentText)
+{
+    auto text = [](const std::optional<QString>& value) {
+        return value ? TagText::toTagLib(*value) : TagLib::String();
+    };
+    tag.setTitle(text(record.trackTitle()));
+    tag.setArtist(text(record.trackArtist()));
+    tag.setAlbum(text(record.albumTitle()));
+    tag.setComment(text(commentText));
+    tag.setGenre(text(record.trackGenre()));
+    tag.setYear(unsigned(record.trackYear().value_or(0)));
+    tag.setTrack(unsigned(record.trackNumber().value_or(0)));
+
+    for (const ASFRow& row : kRows) {
+        for (const char* name : row.names) {
+            if (name != nullptr) {
+                tag.removeItem(name);
+            }
+        }
+        const TagLib::String name = row.names[0];
+        switch (row.kind) {
+        case Kind::Text: {
+            const QVariant value = row.row == Row::EncodedBy ? (encodedBy ? QVariant(*encodedBy) : QVariant())
+                                                             : record.value(row.field);
+            if (value.isValid()) {
+                tag.setAttribute(name, TagLib::ASF::Attribute(TagText::toTagLib(value.toString())));
+            }
+            break;
+        }
+        case Kind::Number:
+            if (const QVariant value = record.value(row.field); value.isValid()) {
+                tag.setAttribute(name, TagLib::ASF::Attribute(unsigned(value.toInt())));
+            }
+            break;
+        case Kind::PartOfSet: {
+            const std::optional<int> number = record.discNumber();
+            const std::optional<int> total = record.discTotal();
+            if (number && total) {
+                tag.setAttribute(name, TagLib::ASF::Attribute(TagText::toTagLib(
+                                           QStringLiteral("%1/%2").arg(*number).arg(*total))));
+            } else if (number) {
+                tag.setAttribute(name, TagLib::ASF::Attribute(TagText::toTagLib(QString::number(*number))));
+            }
+            break;
+        }
+        }
+    }
+}

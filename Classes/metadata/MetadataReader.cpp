@@ -1,0 +1,170 @@
+#include "MetadataReader.h"
+
+#include "DSDFileReader.h"
+#include "ErrorLogWindowController.h"
+#include "FFmpegMetadataReader.h"
+#include "ModuleFileReader.h"
+#include "NamedException.h"
+#include "UtilityFunctions.h"
+#include "WindowsMediaFileReader.h"
+#include "XiphFileReader.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <array>
+#include <initializer_list>
+
+namespace {
+
+using Reader = AudioMetadataPtr (*)(const QString& path);
+
+AudioMetadataPtr metadataFromOggFile(const QString& path)
+{
+    switch (oggStreamType(path)) {
+    case OggStreamTypeVorbis:
+        return XiphFileReader::metadataFromOggVorbisFile(path);
+    case OggStreamTypeFLAC:
+        return XiphFileReader::metadataFromOggFLACFile(path);
+    case OggStreamTypeSpeex:
+        return XiphFileReader::metadataFromOggSpeexFile(path);
+    case OggStreamTypeOpus:
+        return XiphFileReader::metadataFromOpusFile(path);
+    default:
+        return std::make_shared<AudioMetadata>();
+    }
+}
+
+AudioMetadataPtr emptyRecord(const QString&)
+{
+    return std::make_shared<AudioMetadata>();
+}
+
+struct ReaderRow
+{
+    std::initializer_list<const char*> extensions;
+    Reader reader;
+};
+
+// The first row that lists the extension decides; an extension in no row
+// goes to the platform's audio file services.
+const std::array kReaders{
+    ReaderRow{{"flac"}, XiphFileReader::metadataFromFLACFile},
+    ReaderRow{{"wma"}, WindowsMediaFileReader::metadataFromWMAFile},
+    ReaderRow{{"ra", "rm", "rmf", "rmj"}, FFmpegMetadataReader::metadataFromFFMPEGFile},
+    ReaderRow{{"mod", "s3m", "xm",  "it",  "669", "amf", "ams", "dbm", "dmf", "dsm", "far",
+               "mdl", "med", "mtm", "okt", "ptm", "stm", "ult", "umx", "mt2", "psm", "abc"},
+              ModuleFileReader::metadataFromModFile},
+    ReaderRow{{"dff", "dsf"}, DSDFileReader::metadataFromDSDFile},
+    ReaderRow{{"ogg", "oga", "oggflac", "spx", "opus"}, metadataFromOggFile},
+};
+
+AudioMetadataPtr readByExtension(const QString& path)
+{
+    const QString extension = QFileInfo(path).suffix().toLower();
+    for (const ReaderRow& row : kReaders) {
+        for (const char* candidate : row.extensions) {
+            if (extension == QLatin1String(candidate)) {
+                return row.reader(path);
+            }
+        }
+    }
+    return emptyRecord(path);
+}
+
+// Case- and accent-insensitive form of a file name: decomposed, without the
+// combining marks, folded to lower case.
+QString folded(const QString& name)
+{
+    const QString decomposed = name.normalized(QString::NormalizationForm_KD);
+    QString result;
+    result.reserve(decomposed.size());
+    for (const QChar c : decomposed) {
+        if (c.category() != QChar::Mark_NonSpacing && c.category() != QChar::Mark_SpacingCombining &&
+            c.category() != QChar::Mark_Enclosing) {
+            result += c;
+        }
+    }
+    return result.toCaseFolded();
+}
+
+// "*" any run of characters, "?" any one; everything else stands for itself
+// (brackets too, which occur in real file names).
+QString wildcardExpression(const QString& wildcard)
+{
+    QString expression = QStringLiteral("\\A");
+    for (const QChar c : wildcard) {
+        if (c == QLatin1Char('*')) {
+            expression += QStringLiteral(".*");
+        } else if (c == QLatin1Char('?')) {
+            expression += QLatin1Char('.');
+        } else {
+            expression += QRegularExpression::escape(QString(c));
+        }
+    }
+    return expression + QStringLiteral("\\z");
+}
+
+} // namespace
+
+AudioMetadataPtr MetadataReader::metadataFromFile(const QString& path)
+{
+    AudioMetadataPtr record;
+    try {
+        record = readByExtension(path);
+        record->setSourceLocation(path);
+        const QFileInfo info(path);
+        if (info.exists()) {
+            record->setSourceFileSize(info.size());
+            record->setSourceDateModified(info.lastModified());
+        }
+    } catch (const NamedException& exception) {
+        ErrorLogWindowController::logMessage(
+            QStringLiteral("Could Not Initialize Audio Metadata for: %1 Error: %2")
+                .arg(path, exception.reason()));
+    } catch (...) {
+        // Anything else is not ours to report; the record stays what it was.
+    }
+    if (!record) {
+        record = std::make_shared<AudioMetadata>();
+    }
+    return record;
+}
+
+void MetadataReader::readAlbumArtworkFromFilename(const QString& pathPattern, AudioMetadata& record)
+{
+    const QFileInfo patternInfo(pathPattern);
+    const QDir folder = patternInfo.dir();
+    if (!folder.exists()) {
+        return;
+    }
+    const QRegularExpression pattern(wildcardExpression(folded(patternInfo.fileName())));
+    const QStringList entries =
+        folder.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name);
+    for (const QString& entry : entries) {
+        if (pattern.match(folded(entry)).hasMatch()) {
+            if (AlbumArtworkPtr artwork = AlbumArtwork::albumArtworkFromFile(folder.filePath(entry))) {
+                record.setAlbumArtwork(std::move(artwork));
+            }
+            return;
+        }
+    }
+}
+
+AudioMetadataPtr MetadataReader::metadataFromShortenFile(const QString&)
+{
+    auto record = std::make_shared<AudioMetadata>();
+    record->setSourceKind(QStringLiteral("Shorten"));
+    return record;
+}
+
+QStringList MetadataReader::extensionsWithReaders()
+{
+    QStringList extensions;
+    for (const ReaderRow& row : kReaders) {
+        for (const char* extension : row.extensions) {
+            extensions << QString::fromLatin1(extension);
+        }
+    }
+    return extensions;
+}

@@ -1,0 +1,453 @@
+// Reading real files tagged by mutagen, metaflac and ffmpeg, checked field by
+// field; the dispatch, the fallbacks and the TagLib test files.
+
+#include "MetadataReader.h"
+#include "AudioMetadata.h"
+#include "ErrorLogWindowController.h"
+#include "FFmpegMetadataReader.h"
+#include "Fixtures.h"
+#include "Mutagen.h"
+#include "Tools.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <cmath>
+#include <functional>
+
+namespace {
+
+using Mutagen::entry;
+
+QString copyInto(const ScratchDir& dir, const QString& generatedName, const QString& name)
+{
+    const QString copy = dir.file(name);
+    EXPECT_TRUE(QFile::copy(Fixtures::generated(generatedName), copy)) << generatedName.toStdString();
+    QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
+    return copy;
+}
+
+QByteArray bytesOf(const QString& path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return file.readAll();
+}
+
+// ffprobe's view of the first audio stream.
+struct Probe
+{
+    int sampleRate = 0;
+    int channels = 0;
+    double duration = 0;
+};
+
+Probe probe(const QString& path)
+{
+    const ToolResult result =
+        runTool(QStringLiteral("ffprobe"),
+                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
+                 QStringLiteral("a:0"), QStringLiteral("-show_entries"),
+                 QStringLiteral("stream=sample_rate,channels:format=duration"), QStringLiteral("-of"),
+                 QStringLiteral("json"), path});
+    const QJsonObject json = QJsonDocument::fromJson(result.standardOutput).object();
+    const QJsonObject stream = json[QStringLiteral("streams")].toArray().first().toObject();
+    return {stream[QStringLiteral("sample_rate")].toString().toInt(),
+            stream[QStringLiteral("channels")].toInt(),
+            json[QStringLiteral("format")].toObject()[QStringLiteral("duration")].toString().toDouble()};
+}
+
+// The tags every family is given, in its own keys, and what they must read as.
+const QString kTitle = QStringLiteral("Título Ünö");
+const QString kArtist = QStringLiteral("Artist A");
+const QString kAlbum = QStringLiteral("Album B");
+const QString kAlbumArtist = QStringLiteral("Album Artist D");
+const QString kComposer = QStringLiteral("Composer C");
+const QString kGenre = QStringLiteral("Ambient");
+const QString kComment = QStringLiteral("A comment");
+const QString kGrouping = QStringLiteral("Group G");
+const QString kLyrics = QStringLiteral("Some lyrics");
+const QString kKey = QStringLiteral("D Major");
+const QString kISRC = QStringLiteral("USXYZ9900001");
+const QString kEncodedBy = QStringLiteral("Encoder E");
+const QString kCopyright = QStringLiteral("(c) 1999 F");
+
+QString art(const char* name)
+{
+    return Fixtures::generated(QString::fromLatin1(name));
+}
+
+QJsonArray xiphTags()
+{
+    return {entry("TITLE", kTitle),
+            entry("ARTIST", kArtist),
+            entry("ALBUM", kAlbum),
+            entry("DATE", "1999-04-01"),
+            entry("DESCRIPTION", kComment),
+            entry("TRACKNUMBER", "3"),
+            entry("TRACKTOTAL", "12"),
+            entry("DISCNUMBER", "1"),
+            entry("DISCTOTAL", "2"),
+            entry("GENRE", kGenre),
+            entry("GROUPING", kGrouping),
+            entry("COMPOSER", kComposer),
+            entry("ALBUMARTIST", kAlbumArtist),
+            entry("LYRICS", kLyrics),
+            entry("BPM", "120"),
+            entry("KEY", kKey),
+            entry("ISRC", kISRC),
+            entry("COMPILATION", "1"),
+            entry("ENCODEDBY", kEncodedBy),
+            entry("COPYRIGHT", kCopyright),
+            entry("METADATA_BLOCK_PICTURE", QJsonObject{{"flacpicture", art("art.png")},
+                                                        {"type", 4},
+                                                        {"mime", "image/png"},
+                                                        {"description", "Back"}})};
+}
+
+QJsonArray mp4Tags()
+{
+    return {entry("\u00a9nam", kTitle),
+            entry("\u00a9ART", kArtist),
+            entry("\u00a9alb", kAlbum),
+            entry("\u00a9day", "1999"),
+            entry("\u00a9cmt", kComment),
+            entry("trkn", QJsonObject{{"pair", QJsonArray{3, 12}}}),
+            entry("disk", QJsonObject{{"pair", QJsonArray{1, 2}}}),
+            entry("\u00a9gen", kGenre),
+            entry("\u00a9grp", kGrouping),
+            entry("\u00a9wrt", kComposer),
+            entry("aART", kAlbumArtist),
+            entry("\u00a9lyr", kLyrics),
+            entry("tmpo", QJsonObject{{"int", 120}}),
+            entry("----:com.apple.iTunes:KEY", QJsonObject{{"freeform", kKey}}),
+            entry("----:com.apple.iTunes:ISRC", QJsonObject{{"freeform", kISRC}}),
+            entry("cpil", QJsonObject{{"bool", true}}),
+            entry("\u00a9too", kEncodedBy),
+            entry("cprt", kCopyright),
+            entry("covr", QJsonObject{{"cover", art("art.png")}, {"format", "png"}})};
+}
+
+QJsonArray asfTags()
+{
+    return {entry("Title", kTitle),
+            entry("Author", kArtist),
+            entry("WM/AlbumTitle", kAlbum),
+            entry("WM/Year", "1999"),
+            entry("Description", kComment),
+            entry("WM/TrackNumber", QJsonObject{{"dword", 3}}),
+            entry("WM/TrackTotal", QJsonObject{{"dword", 12}}),
+            entry("WM/PartOfSet", "1/2"),
+            entry("WM/Genre", kGenre),
+            entry("WM/ContentGroupDescription", kGrouping),
+            entry("WM/Composer", kComposer),
+            entry("WM/AlbumArtist", kAlbumArtist),
+            entry("WM/Lyrics", kLyrics),
+            entry("WM/BeatsPerMinute", "120"),
+            entry("WM/InitialKey", kKey),
+            entry("WM/ISRC", kISRC),
+            entry("WM/IsCompilation", QJsonObject{{"dword", 1}}),
+            entry("WM/EncodedBy", kEncodedBy),
+            entry("Copyright", kCopyright),
+            entry("WM/Picture", QJsonObject{{"asfpicture", art("art.png")},
+                                            {"type", 4},
+                                            {"mime", "image/png"},
+                                            {"description", "Back"}})};
+}
+
+// The bit rate's unit differs by reader: bits per second for most, the
+// library's kilobits for Ogg FLAC, Speex and Windows Media.
+enum class BitrateUnit
+{
+    Bits,
+    Kilobits,
+    None,
+};
+
+struct FormatCase
+{
+    const char* name;
+    const char* fixture;
+    const char* extension;
+    const char* tagger;
+    std::function<QJsonArray()> tags;
+    const char* kind;
+    const char* format;
+    const char* tagFormat;
+    BitrateUnit bitrate;
+    int sampleSize; // 0: none expected
+    // Covers of MP4 files always read as front covers.
+    bool keepsPictureType;
+};
+
+class TaggedFileTest : public testing::TestWithParam<FormatCase>
+{
+};
+
+TEST_P(TaggedFileTest, ReadsEveryFieldAndTheStream)
+{
+    const FormatCase& c = GetParam();
+    ScratchDir dir;
+    const QString path =
+        copyInto(dir, QString::fromLatin1(c.fixture), QStringLiteral("tagged.") + c.extension);
+    Mutagen::tag(path, QString::fromLatin1(c.tagger), c.tags());
+
+    const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
+    EXPECT_EQ(record->trackTitle(), kTitle);
+    EXPECT_EQ(record->trackArtist(), kArtist);
+    EXPECT_EQ(record->albumTitle(), kAlbum);
+    EXPECT_EQ(record->albumArtist(), kAlbumArtist);
+    EXPECT_EQ(record->trackComposer(), kComposer);
+    EXPECT_EQ(record->trackYear(), 1999);
+    EXPECT_EQ(record->trackGenre(), kGenre);
+    EXPECT_EQ(record->trackComment(), kComment);
+    EXPECT_EQ(record->trackNumber(), 3);
+    EXPECT_EQ(record->totalTracks(), 12);
+    EXPECT_EQ(record->discNumber(), 1);
+    EXPECT_EQ(record->discTotal(), 2);
+    EXPECT_EQ(record->grouping(), kGrouping);
+    EXPECT_EQ(record->lyrics(), kLyrics);
+    EXPECT_EQ(record->bpm(), 120);
+    EXPECT_EQ(record->partOfACompilation(), 1);
+    EXPECT_EQ(record->trackCopyright(), kCopyright);
+    EXPECT_EQ(record->ISRC(), kISRC);
+    EXPECT_EQ(record->key(), kKey);
+    EXPECT_EQ(record->sourceEncodedWith(), kEncodedBy);
+
+    const AlbumArtworkPtr artwork = record->albumArtwork();
+    ASSERT_NE(artwork, nullptr);
+    EXPECT_EQ(artwork->data(), bytesOf(art("art.png")));
+    EXPECT_EQ(artwork->mimeType(), QStringLiteral("image/png"));
+    EXPECT_EQ(artwork->artworkType(), c.keepsPictureType ? 4u : 3u);
+    if (c.keepsPictureType) {
+        EXPECT_EQ(artwork->comments(), QStringLiteral("Back"));
+    }
+
+    EXPECT_EQ(record->sourceKind(), QString::fromLatin1(c.kind));
+    EXPECT_EQ(record->sourceFormat(), QString::fromLatin1(c.format));
+    EXPECT_EQ(record->sourceTagFormat(), QString::fromLatin1(c.tagFormat));
+    const Probe reference = probe(path);
+    EXPECT_EQ(record->sourceSampleRate(), reference.sampleRate);
+    EXPECT_EQ(record->sourceChannels(), reference.channels);
+    EXPECT_EQ(record->sourceLength(), std::floor(reference.duration));
+    EXPECT_EQ(record->sourceSampleSize(),
+              c.sampleSize == 0 ? std::nullopt : std::optional<int>(c.sampleSize));
+    switch (c.bitrate) {
+    case BitrateUnit::Bits:
+        EXPECT_GT(record->sourceBitrate().value_or(0), 8000);
+        break;
+    case BitrateUnit::Kilobits:
+        EXPECT_GT(record->sourceBitrate().value_or(0), 8);
+        EXPECT_LT(record->sourceBitrate().value_or(0), 2000);
+        break;
+    case BitrateUnit::None:
+        EXPECT_EQ(record->sourceBitrate(), std::nullopt);
+        break;
+    }
+
+    EXPECT_EQ(record->sourceLocation(), path);
+    EXPECT_EQ(record->sourceFileSize(), QFileInfo(path).size());
+    EXPECT_EQ(record->sourceDateModified(), QFileInfo(path).lastModified());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, TaggedFileTest,
+    testing::Values(FormatCase{"FLAC", "core.flac", "flac", "flac", xiphTags, "FLAC",
+                               "Free Lossless Audio Codec", "Vorbis", BitrateUnit::Bits, 16, true},
+                    FormatCase{"OggFLAC", "core.oggflac", "oga", "ogg", xiphTags, "OGG FLAC",
+                               "Free Lossless Audio Codec", "Vorbis", BitrateUnit::Kilobits, 16, true},
+                    FormatCase{"Vorbis", "core.ogg", "ogg", "ogg", xiphTags, "OGG Vorbis", "Vorbis", "Vorbis",
+                               BitrateUnit::Bits, 0, true},
+                    FormatCase{"Speex", "core.spx", "spx", "ogg", xiphTags, "OGG Speex", "Speex v1", "Vorbis",
+                               BitrateUnit::Kilobits, 0, true},
+                    FormatCase{"Opus", "core.opus", "opus", "ogg", xiphTags, "Ogg Opus", "Opus", "Vorbis",
+                               BitrateUnit::None, 0, true},
+                    FormatCase{"WindowsMedia", "reading.wma", "wma", "asf", asfTags, "Windows Media",
+                               "Windows Media Audio", "ASF", BitrateUnit::Kilobits, 0, true}),
+    [](const testing::TestParamInfo<FormatCase>& info) { return std::string(info.param.name); });
+
+} // namespace
+
+namespace {
+
+TEST(MetadataDispatch, ChoosesTheReaderByLowerCasedExtensionAndOggByItsFirstStream)
+{
+    EXPECT_EQ(AudioMetadata::metadataFromFile(Fixtures::generated("core-upper.FLAC"))->sourceKind(),
+              QStringLiteral("FLAC"));
+    EXPECT_EQ(AudioMetadata::metadataFromFile(Fixtures::generated("core-opus-named.ogg"))->sourceKind(),
+              QStringLiteral("Ogg Opus"));
+    EXPECT_EQ(AudioMetadata::metadataFromFile(Fixtures::generated("core-vorbis-named.opus"))->sourceKind(),
+              QStringLiteral("OGG Vorbis"));
+    EXPECT_EQ(AudioMetadata::metadataFromFile(Fixtures::generated("core-flac-named.oga"))->sourceKind(),
+              QStringLiteral("OGG FLAC"));
+
+    // An Ogg stream of another codec: only what the file system tells.
+    const QString theora = Fixtures::generated("core-theora.ogg");
+    const AudioMetadataPtr video = AudioMetadata::metadataFromFile(theora);
+    EXPECT_EQ(video->sourceKind(), std::nullopt);
+    EXPECT_EQ(video->sourceLength(), std::nullopt);
+    EXPECT_EQ(video->sourceLocation(), theora);
+    EXPECT_EQ(video->sourceFileSize(), QFileInfo(theora).size());
+    EXPECT_EQ(video->sourceDateModified(), QFileInfo(theora).lastModified());
+}
+
+TEST(MetadataDispatch, LogsWhatStopsTheReaderAndStillGivesARecord)
+{
+    ErrorLogCapture log;
+    const QString notOgg = Fixtures::generated("core-wav-named.ogg");
+    const AudioMetadataPtr record = AudioMetadata::metadataFromFile(notOgg);
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->sourceLocation(), std::nullopt);
+    ASSERT_EQ(log.messages().size(), 1);
+    EXPECT_TRUE(log.messages()[0].startsWith(QStringLiteral("Could Not Initialize Audio Metadata for: ") +
+                                             notOgg + QStringLiteral(" Error: ")))
+        << log.messages()[0].toStdString();
+
+    // A file that is not there: the reader's fixed texts and the location.
+    const AudioMetadataPtr missing =
+        AudioMetadata::metadataFromFile(QStringLiteral("/nonexistent/gone.flac"));
+    EXPECT_EQ(missing->sourceKind(), QStringLiteral("FLAC"));
+    EXPECT_EQ(missing->sourceLocation(), QStringLiteral("/nonexistent/gone.flac"));
+    EXPECT_EQ(missing->sourceFileSize(), std::nullopt);
+    EXPECT_EQ(missing->sourceLength(), std::nullopt);
+}
+
+TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
+{
+    ScratchDir dir;
+    const QString one = copyInto(dir, "reading-one-picture.flac", "one.flac");
+    const QString two = copyInto(dir, "reading-two-pictures.flac", "two.flac");
+    const QJsonArray tagPicture{
+        entry("METADATA_BLOCK_PICTURE",
+              QJsonObject{{"flacpicture", art("art.gif")}, {"type", 3}, {"mime", "image/gif"}})};
+    Mutagen::tag(one, "flac", tagPicture);
+    const AlbumArtworkPtr block = AudioMetadata::metadataFromFile(one)->albumArtwork();
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(block->data(), bytesOf(art("art.png")));
+    EXPECT_EQ(block->artworkType(), 4u);
+    EXPECT_EQ(block->comments(), QStringLiteral("one"));
+
+    EXPECT_EQ(AudioMetadata::metadataFromFile(two)->albumArtwork(), nullptr);
+    Mutagen::tag(two, "flac", tagPicture);
+    const AlbumArtworkPtr fromTag = AudioMetadata::metadataFromFile(two)->albumArtwork();
+    ASSERT_NE(fromTag, nullptr);
+    EXPECT_EQ(fromTag->data(), bytesOf(art("art.gif")));
+}
+
+TEST(MetadataDispatch, RealMediaIsReadByFFmpeg)
+{
+    const AudioMetadataPtr record = AudioMetadata::metadataFromFile(Fixtures::generated("reading.rm"));
+    EXPECT_EQ(record->sourceKind(), QStringLiteral("rm"));
+    EXPECT_EQ(record->sourceFormat(), QStringLiteral("RealMedia"));
+    EXPECT_EQ(record->trackTitle(), QStringLiteral("Real Title"));
+    EXPECT_EQ(record->trackArtist(), QStringLiteral("Real Author"));
+    EXPECT_EQ(record->trackCopyright(), QStringLiteral("Real Copyright"));
+    EXPECT_EQ(record->trackComment(), QStringLiteral("Real Comment"));
+    EXPECT_EQ(record->sourceSampleRate(), 44100);
+    EXPECT_EQ(record->sourceChannels(), 2);
+    EXPECT_EQ(record->sourceLength(), 2);
+    EXPECT_EQ(record->sourceBitrate(), 96000);
+}
+
+TEST(MetadataDispatch, FFmpegEntriesSplitNumbersAndOverwriteEarlierOnes)
+{
+    AudioMetadata record;
+    FFmpegMetadataReader::addMetadataEntry(QStringLiteral("TRACK"), QStringLiteral("7/12"), record);
+    EXPECT_EQ(record.trackNumber(), 7);
+    EXPECT_EQ(record.totalTracks(), 12);
+    FFmpegMetadataReader::addMetadataEntry(QStringLiteral("track"), QStringLiteral("8"), record);
+    EXPECT_EQ(record.trackNumber(), 8);
+    EXPECT_EQ(record.totalTracks(), 12);
+    FFmpegMetadataReader::addMetadataEntry(QStringLiteral("Date"), QStringLiteral("6 May 2004"), record);
+    EXPECT_EQ(record.trackYear(), 2004);
+    FFmpegMetadataReader::addMetadataEntry(QStringLiteral("date"), QStringLiteral("someday"), record);
+    EXPECT_EQ(record.trackYear(), 2004);
+}
+
+TEST(MetadataDispatch, DSFStreamFactsMatchWhatMutagenReads)
+{
+    const QString path = Fixtures::generated("reading.dsf");
+    const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
+    const ToolResult mutagen =
+        runTool(systemPython(), {QStringLiteral("-c"),
+                                 QStringLiteral("import sys, mutagen.dsf as d; i = d.DSF(sys.argv[1]).info; "
+                                                "print(i.sample_rate, i.channels, i.bits_per_sample, "
+                                                "int(i.length), i.bitrate)"),
+                                 path});
+    const QStringList facts = QString::fromUtf8(mutagen.standardOutput).split(QLatin1Char(' '));
+    ASSERT_EQ(facts.size(), 5) << mutagen.standardError.toStdString();
+    EXPECT_EQ(record->sourceKind(), QStringLiteral("DSD"));
+    EXPECT_EQ(record->sourceFormat(), QStringLiteral("DSF"));
+    EXPECT_EQ(record->sourceSampleRate(), facts[0].toInt());
+    EXPECT_EQ(record->sourceChannels(), facts[1].toInt());
+    EXPECT_EQ(record->sourceSampleSize(), facts[2].toInt());
+    EXPECT_EQ(record->sourceLength(), facts[3].toInt());
+    // Kilobits per second, rounded, stored times 1000 like the other readers.
+    EXPECT_EQ(record->sourceBitrate(), (facts[4].trimmed().toInt() + 500) / 1000 * 1000);
+}
+
+TEST(ArtworkFromFilename, MatchesTheWildcardIgnoringCaseAndAccents)
+{
+    ScratchDir dir;
+    ASSERT_TRUE(QFile::copy(art("art.png"), dir.file("Cövér [front].PNG")));
+    ASSERT_TRUE(QFile::copy(art("art-garbage.png"), dir.file("notes.png")));
+    AudioMetadata record;
+    MetadataReader::readAlbumArtworkFromFilename(dir.file("cover [FRONT].p?g"), record);
+    ASSERT_NE(record.albumArtwork(), nullptr);
+    EXPECT_EQ(record.albumArtwork()->originalFilename(), QStringLiteral("Cövér [front].PNG"));
+
+    AudioMetadata none;
+    MetadataReader::readAlbumArtworkFromFilename(dir.file("back*"), none);
+    MetadataReader::readAlbumArtworkFromFilename(QStringLiteral("/nonexistent/folder/*"), none);
+    EXPECT_EQ(none.albumArtwork(), nullptr);
+    // The first match is not an image: nothing is set.
+    MetadataReader::readAlbumArtworkFromFilename(dir.file("n*"), none);
+    EXPECT_EQ(none.albumArtwork(), nullptr);
+}
+
+// Every file of TagLib's test data, the broken ones included, gives a
+// record quickly and without a crash (the sanitizer build checks the rest).
+TEST(TagLibFiles, EveryFileGivesARecordWithinTwoSeconds)
+{
+    SONABRIK_REQUIRE_TAGLIB_FIXTURES();
+    const QFileInfoList files = QDir(Fixtures::taglibDir()).entryInfoList(QDir::Files, QDir::Name);
+    ASSERT_FALSE(files.isEmpty());
+    for (const QFileInfo& file : files) {
+        QElapsedTimer timer;
+        timer.start();
+        const AudioMetadataPtr record = AudioMetadata::metadataFromFile(file.absoluteFilePath());
+        const qint64 elapsed = timer.elapsed();
+        ASSERT_NE(record, nullptr) << file.fileName().toStdString();
+        EXPECT_LT(elapsed, 2000) << file.fileName().toStdString();
+    }
+}
+
+TEST(TagLibFiles, ModulesReadTheirTrackerFormatsAndTags)
+{
+    SONABRIK_REQUIRE_TAGLIB_FIXTURES();
+    struct Expected
+    {
+        const char* file;
+        const char* format;
+    };
+    for (const Expected& expected :
+         {Expected{"test.xm", "Fast Tracker 2 v260"}, Expected{"test.it", "Impulse Tracker v535"},
+          Expected{"test.s3m", "Scream Tracker 3 v4896"}, Expected{"test.mod", "Module File"}}) {
+        const QString path = Fixtures::taglib(QString::fromLatin1(expected.file));
+        const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
+        SCOPED_TRACE(expected.file);
+        EXPECT_EQ(record->sourceKind(), QStringLiteral("Module File"));
+        EXPECT_EQ(record->sourceFormat(), QString::fromLatin1(expected.format));
+        EXPECT_EQ(record->sourceTagFormat(), QStringLiteral("Module Tag"));
+        EXPECT_EQ(record->sourceSampleSize(), 16);
+        EXPECT_GT(record->sourceChannels().value_or(0), 0);
+        // TagLib's test modules are titled after their format's test.
+        EXPECT_TRUE(record->trackTitle().has_value());
+    }
+}
+
+} // namespace

@@ -1,0 +1,43 @@
+#include "Mutagen.h"
+
+#include "Tools.h"
+
+#include <QJsonDocument>
+#include <gtest/gtest.h>
+
+namespace Mutagen {
+
+namespace {
+
+QString script(const char* name)
+{
+    return QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/") + QLatin1String(name);
+}
+
+} // namespace
+
+void tag(const QString& path, const QString& format, const QJsonArray& tags, const QJsonObject& extra)
+{
+    QJsonObject request = extra;
+    request[QStringLiteral("path")] = path;
+    request[QStringLiteral("format")] = format;
+    request[QStringLiteral("tags")] = tags;
+    const ToolResult result =
+        runTool(systemPython(), {script("mutagen_tag.py"),
+                                 QString::fromUtf8(QJsonDocument(request).toJson(QJsonDocument::Compact))});
+    ASSERT_EQ(result.exitCode, 0) << result.standardError.toStdString();
+}
+
+QJsonObject dump(const QString& path)
+{
+    const ToolResult result = runTool(systemPython(), {script("mutagen_dump.py"), path});
+    EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
+    return QJsonDocument::fromJson(result.standardOutput).object();
+}
+
+QJsonArray entry(const QString& key, const QJsonValue& value)
+{
+    return QJsonArray{key, value};
+}
+
+} // namespace Mutagen

@@ -1,0 +1,25 @@
+#pragma once
+// Tags written and read by mutagen (Debian's python3-mutagen), so that the
+// metadata tests meet files tagged by a program no one here wrote, and check
+// what our writers produce with it. See mutagen_tag.py and mutagen_dump.py
+// beside this file for the request and answer formats.
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+
+namespace Mutagen {
+
+// Writes tags into path (in place); format is "flac", "ogg", "mp4", "asf",
+// "id3", "ape", "dsf", "aiff", "wave" or "tta". Fails the current test when
+// mutagen fails.
+void tag(const QString& path, const QString& format, const QJsonArray& tags,
+         const QJsonObject& extra = QJsonObject());
+
+// The tags mutagen finds in path, keyed as mutagen keys them.
+QJsonObject dump(const QString& path);
+
+// A tag entry: [key, value].
+QJsonArray entry(const QString& key, const QJsonValue& value);
+
+} // namespace Mutagen
