@@ -1,0 +1,161 @@
+#include "Preferences.h"
+
+#include "ErrorLogWindowController.h"
+#include "PropertyList.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QMutexLocker>
+#include <QStandardPaths>
+#include <QThread>
+
+// The defaults resource is compiled into the static core library. Without a
+// reference from code that is always linked, the linker may drop its
+// registration, so the store registers it itself before reading it.
+static void initDefaultsResource()
+{
+    Q_INIT_RESOURCE(SonabrikDefaults);
+}
+
+namespace {
+
+const QString kDefaultsResourcePath = QStringLiteral(":/Sonabrik-Defaults.plist");
+
+QString userPreferencesFile()
+{
+    // QStandardPaths honours XDG_CONFIG_HOME, so scripts and tests can point
+    // the store at a folder of their own.
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           QStringLiteral("/Sonabrik/Sonabrik.conf");
+}
+
+} // namespace
+
+Preferences& Preferences::shared()
+{
+    static Preferences* store = [] {
+        auto* preferences = new Preferences(userPreferencesFile());
+        preferences->registerDefaults(applicationDefaults());
+        return preferences;
+    }();
+    return *store;
+}
+
+Preferences::Preferences(const QString& fileName)
+    : m_settings(std::make_unique<QSettings>(fileName, QSettings::IniFormat))
+{
+    QDir().mkpath(QFileInfo(fileName).absolutePath());
+}
+
+Preferences::~Preferences() = default;
+
+QVariant Preferences::value(const QString& key) const
+{
+    QMutexLocker locker(&m_lock);
+    QVariant stored = m_settings->value(key);
+    return stored.isValid() ? stored : m_defaults.value(key);
+}
+
+bool Preferences::boolValue(const QString& key) const
+{
+    return value(key).toBool();
+}
+
+qint64 Preferences::integerValue(const QString& key) const
+{
+    const QVariant v = value(key);
+    bool ok = false;
+    const qint64 integer = v.toLongLong(&ok);
+    if (ok) {
+        return integer;
+    }
+    // "3.0" and other decimal texts count by their integer part.
+    const double d = v.toDouble(&ok);
+    return ok && d > -9.2e18 && d < 9.2e18 ? qint64(d) : 0;
+}
+
+double Preferences::doubleValue(const QString& key) const
+{
+    return value(key).toDouble();
+}
+
+QString Preferences::stringValue(const QString& key) const
+{
+    return value(key).toString();
+}
+
+QVariantMap Preferences::dictionaryValue(const QString& key) const
+{
+    return value(key).toMap();
+}
+
+void Preferences::setValue(const QString& key, const QVariant& value)
+{
+    if (!value.isValid()) {
+        removeValue(key);
+        return;
+    }
+    QMutexLocker locker(&m_lock);
+    m_settings->setValue(key, value);
+    m_settings->sync();
+}
+
+void Preferences::removeValue(const QString& key)
+{
+    QMutexLocker locker(&m_lock);
+    m_settings->remove(key);
+    m_settings->sync();
+}
+
+bool Preferences::hasStoredValue(const QString& key) const
+{
+    QMutexLocker locker(&m_lock);
+    return m_settings->contains(key);
+}
+
+void Preferences::removeAllValues()
+{
+    QMutexLocker locker(&m_lock);
+    m_settings->clear();
+    m_settings->sync();
+}
+
+void Preferences::registerDefaults(const QVariantMap& defaults)
+{
+    QMutexLocker locker(&m_lock);
+    m_defaults.insert(defaults);
+}
+
+QVariantMap Preferences::registeredDefaults() const
+{
+    QMutexLocker locker(&m_lock);
+    return m_defaults;
+}
+
+QString Preferences::fileName() const
+{
+    QMutexLocker locker(&m_lock);
+    return m_settings->fileName();
+}
+
+QVariantMap Preferences::defaultsResource()
+{
+    initDefaultsResource();
+    QString error;
+    const QVariant defaults = PropertyList::fromFile(kDefaultsResourcePath, &error);
+    if (defaults.typeId() != QMetaType::QVariantMap) {
+        // Only a broken build gets here; the program still runs on the
+        // built-in fallbacks of each reader.
+        ErrorLogWindowController::logMessage(QStringLiteral("Could not read the default preferences %1: %2")
+                                                 .arg(kDefaultsResourcePath, error));
+        return {};
+    }
+    return defaults.toMap();
+}
+
+QVariantMap Preferences::applicationDefaults()
+{
+    QVariantMap defaults = defaultsResource();
+    defaults.insert(QStringLiteral("numProcesses"), QString::number(QThread::idealThreadCount()));
+    return defaults;
+}

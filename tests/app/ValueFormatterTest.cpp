@@ -1,0 +1,135 @@
+#include "BitrateFormatter.h"
+#include "FileSizeFormatter.h"
+#include "QtPrinters.h"
+#include "SampleRateFormatter.h"
+#include "SecondsFormatter.h"
+
+#include <QDateTime>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace {
+
+const SecondsFormatter seconds;
+const FileSizeFormatter fileSize;
+const BitrateFormatter bitrate;
+const SampleRateFormatter sampleRate;
+
+struct TextCase
+{
+    const char* name;
+    const ValueFormatter* formatter;
+    QVariant value;
+    std::optional<QString> expected;
+};
+
+class ValueToText : public testing::TestWithParam<TextCase>
+{
+};
+
+TEST_P(ValueToText, WritesTheExactText)
+{
+    const std::optional<QString> text = GetParam().formatter->stringForObjectValue(GetParam().value);
+    ASSERT_EQ(text.has_value(), GetParam().expected.has_value()) << (text ? text->toStdString() : "no text");
+    if (text) {
+        EXPECT_EQ(*text, *GetParam().expected);
+    }
+}
+
+QString withZeroUnit(const char* number)
+{
+    return QString::fromLatin1(number) + QStringLiteral(" ") + QChar(u'\0') + QStringLiteral("B");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AllFour, ValueToText,
+    testing::Values(
+        TextCase{"SecondsZero", &seconds, 0, QStringLiteral("(0:00)")},
+        TextCase{"Seconds59", &seconds, 59, QStringLiteral("(0:59)")},
+        TextCase{"Seconds75", &seconds, 75, QStringLiteral("(1:15)")},
+        TextCase{"Seconds3599", &seconds, 3599, QStringLiteral("(59:59)")},
+        TextCase{"SecondsHourHasUnpaddedMinutes", &seconds, 3600, QStringLiteral("(1:0:00)")},
+        TextCase{"Seconds3725", &seconds, 3725, QStringLiteral("(1:2:05)")},
+        TextCase{"Seconds36000", &seconds, qint64(36000), QStringLiteral("(10:0:00)")},
+        TextCase{"SecondsFractionTruncated", &seconds, 75.9, QStringLiteral("(1:15)")},
+        TextCase{"SecondsAllBitsSetIsUnknown", &seconds, 4294967295u, std::nullopt},
+        TextCase{"SecondsMinusOneIsUnknown", &seconds, -1, std::nullopt},
+        TextCase{"SecondsWrapTo32Bits", &seconds, qint64(4294967296) + 61, QStringLiteral("(1:01)")},
+        TextCase{"SecondsOfText", &seconds, QStringLiteral("75"), std::nullopt},
+        TextCase{"SecondsOfNothing", &seconds, QVariant(), std::nullopt},
+        TextCase{"SecondsOfNaN", &seconds, std::nan(""), std::nullopt},
+        TextCase{"SizeBelow1KHasTheZeroUnit", &fileSize, 512, withZeroUnit("512.000")},
+        TextCase{"SizeZero", &fileSize, 0, withZeroUnit("0.000")},
+        TextCase{"SizeExactly1K", &fileSize, 1024, QStringLiteral("1.000 KB")},
+        TextCase{"Size1536", &fileSize, 1536, QStringLiteral("1.500 KB")},
+        TextCase{"SizeJustBelow1M", &fileSize, 1048575, QStringLiteral("1023.999 KB")},
+        TextCase{"SizeGigabytes", &fileSize, qint64(5) << 30, QStringLiteral("5.000 GB")},
+        TextCase{"SizeStopsAtY", &fileSize, std::pow(1024.0, 9), QStringLiteral("1024.000 YB")},
+        TextCase{"SizeBeyondYStaysY", &fileSize, std::pow(1024.0, 10), QStringLiteral("1048576.000 YB")},
+        TextCase{"SizeOfDate", &fileSize, QDateTime::fromSecsSinceEpoch(0), std::nullopt},
+        TextCase{"Bitrate128000", &bitrate, 128000, QStringLiteral("128.00 kbps")},
+        TextCase{"BitrateRoundsToTwoPlaces", &bitrate, 1411199.0, QStringLiteral("1411.20 kbps")},
+        TextCase{"BitrateOfText", &bitrate, QStringLiteral("128000"), std::nullopt},
+        TextCase{"SampleRate44100", &sampleRate, 44100, QStringLiteral("44.100 kHz")},
+        TextCase{"SampleRate2822400", &sampleRate, 2822400.0, QStringLiteral("2822.400 kHz")},
+        TextCase{"SampleRateOfNothing", &sampleRate, QVariant(), std::nullopt}),
+    [](const testing::TestParamInfo<TextCase>& info) { return std::string(info.param.name); });
+
+struct ParseCase
+{
+    const char* name;
+    const char* text;
+    std::optional<quint32> expected;
+};
+
+class SecondsFromText : public testing::TestWithParam<ParseCase>
+{
+};
+
+TEST_P(SecondsFromText, MultipliesEachPartBySixty)
+{
+    QVariant value(QStringLiteral("untouched"));
+    QString error;
+    const bool ok = seconds.getObjectValue(&value, QString::fromUtf8(GetParam().text), &error);
+    if (GetParam().expected) {
+        ASSERT_TRUE(ok) << error.toStdString();
+        EXPECT_EQ(value.typeId(), QMetaType::UInt);
+        EXPECT_EQ(value.toUInt(), *GetParam().expected);
+        EXPECT_TRUE(error.isEmpty());
+    } else {
+        EXPECT_FALSE(ok);
+        EXPECT_EQ(error, QStringLiteral("Couldn't convert to seconds"));
+        EXPECT_EQ(value, QVariant(QStringLiteral("untouched")));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, SecondsFromText,
+    testing::Values(ParseCase{"HoursMinutesSeconds", "1:02:03", 3723u}, ParseCase{"PlainSeconds", "90", 90u},
+                    ParseCase{"BlanksAroundParts", "  1 : 30 ", 90u},
+                    ParseCase{"DoubleColonSkipsAPart", "1::2", 62u}, ParseCase{"TrailingColon", "2:", 2u},
+                    ParseCase{"FourParts", "1:0:0:0", 216000u},
+                    ParseCase{"NegativeWrapsTo32Bits", "-1", 4294967295u},
+                    ParseCase{"ManyPartsWrapInsteadOfOverflowing", "59:59:59:59:59:59:59:59:59:59:59:59:59",
+                              1006632959u},
+                    ParseCase{"Letters", "abc", std::nullopt}, ParseCase{"Empty", "", std::nullopt},
+                    ParseCase{"OnlyBlanks", "   ", std::nullopt},
+                    ParseCase{"StopsOnAForeignCharacter", "1:30x", std::nullopt},
+                    ParseCase{"ParenthesesOfItsOwnText", "(1:15)", std::nullopt},
+                    ParseCase{"LoneSign", "-", std::nullopt}),
+    [](const testing::TestParamInfo<ParseCase>& info) { return std::string(info.param.name); });
+
+TEST(ValueFormatter, OnlySecondsParsesTheOthersRefuseEveryTextSilently)
+{
+    for (const ValueFormatter* formatter :
+         std::initializer_list<const ValueFormatter*>{&fileSize, &bitrate, &sampleRate}) {
+        QVariant value(7);
+        QString error(QStringLiteral("unchanged"));
+        EXPECT_FALSE(formatter->getObjectValue(&value, QStringLiteral("128"), &error));
+        EXPECT_EQ(value, QVariant(7));
+        EXPECT_EQ(error, QStringLiteral("unchanged"));
+    }
+}
+
+} // namespace

@@ -1,0 +1,420 @@
+#include "EncoderSettings.h"
+#include "CoreAudioTypes.h"
+#include "Fixtures.h"
+#include "Preferences.h"
+#include "QtPrinters.h"
+
+#include <QMetaProperty>
+#include <gtest/gtest.h>
+#include <set>
+#include <string>
+
+namespace {
+
+// A record with a different, non-zero value in every field.
+std::unique_ptr<EncoderSettings> everyFieldSet()
+{
+    auto s = std::make_unique<EncoderSettings>();
+    s->setEnabled(true);
+    s->setEncoderType(8);
+    s->setExtension(QStringLiteral("spx"));
+    s->setBitrate(24000);
+    s->setQuality(7);
+    s->setSampleRate(32000);
+    s->setBitrateMethod(1);
+    s->setChannelMode(3);
+    s->setBitDepth(24);
+    s->setVbrQuality(6);
+    s->setFramesPerPacket(2);
+    s->setEncoderAction(1);
+    s->setFileType(fourCC("WAVE"));
+    s->setFormatID(fourCC("lpcm"));
+    s->setFormatFlags(2);
+    s->setFlacCompressionLevel(5);
+    s->setFlacVerifyEncoding(true);
+    s->setMacCompressionLevel(4000);
+    s->setSpeexDenoise(true);
+    s->setSpeexAdaptiveGainControl(true);
+    s->setSpeexVoiceActivityDetection(true);
+    s->setSpeexDiscontinuousTransmission(true);
+    return s;
+}
+
+TEST(EncoderSettings, AnEmptyDictionaryGivesADisabledCBRMP3RecordWithoutExtension)
+{
+    const EncoderSettings s{QVariantMap()};
+    EXPECT_EQ(s.description(),
+              QStringLiteral(
+                  "\nEnabled: 0\nEncoder Type: 0\nExtension: (null)\nBitrate: 0\nQuality: 0\nSample Rate: 0\n"
+                  "Bitrate Method: 0\nChannel Mode: 0\nBit Depth: 0\nVBR Quality: 0\nFrames Per Packet: 0\n"
+                  "Encoder Action: 0\nFile Type: 0\nFormat ID: 0\nFormat Flags: 0\nFLAC Compress Level: 0\n"
+                  "FLAC Verify: 0\nMAC Compression Level: 0\nSpeex Denoise: 0\nSpeex Adaptive Gain Control: "
+                  "0\nSpeex Voice Activity Detection: 0\nSpeex Discontinuous Transmission: 0\n"));
+    EXPECT_EQ(s.completeDescription(), QStringLiteral("MP3 - 0.00 kbps CBR"));
+    EXPECT_TRUE(s.extension().isNull());
+}
+
+TEST(EncoderSettings, DictionaryUsesMethodAndModeKeysAndRoundTripsThroughThePreferencesFile)
+{
+    const auto original = everyFieldSet();
+    const QVariantMap dictionary = original->settingsDictionary();
+    EXPECT_EQ(dictionary.keys(), QStringList({"bitDepth",
+                                              "bitrate",
+                                              "enabled",
+                                              "encoderAction",
+                                              "encoderType",
+                                              "extension",
+                                              "fileType",
+                                              "flacCompressionLevel",
+                                              "flacVerifyEncoding",
+                                              "formatFlags",
+                                              "formatID",
+                                              "framesPerPacket",
+                                              "macCompressionLevel",
+                                              "method",
+                                              "mode",
+                                              "quality",
+                                              "sampleRate",
+                                              "speexAdaptiveGainControl",
+                                              "speexDenoise",
+                                              "speexDiscontinuousTransmission",
+                                              "speexVoiceActivityDetection",
+                                              "vbrQuality"}));
+    EXPECT_EQ(dictionary.value("method").toInt(), 1);
+    EXPECT_EQ(dictionary.value("mode").toInt(), 3);
+
+    // Through a settings file on disk and a second store reading it afresh,
+    // as a format saved with "use as default" comes back at the next start.
+    ScratchDir dir;
+    const QString file = dir.file(QStringLiteral("prefs.conf"));
+    Preferences(file).setValue(QStringLiteral("defaultEncoderSetting"), dictionary);
+    const EncoderSettings reloaded(
+        Preferences(file).dictionaryValue(QStringLiteral("defaultEncoderSetting")));
+    EXPECT_EQ(reloaded.description(), original->description());
+    EXPECT_TRUE(reloaded.isDuplicateOf(*original));
+    EXPECT_EQ(reloaded.settingsDictionary(), dictionary);
+}
+
+TEST(EncoderSettings, StoredNumbersAreReadAs32BitIntegers)
+{
+    const QVariantMap dictionary{
+        {"bitrate", QVariant::fromValue(qint64(1) << 32 | 192)}, // wraps to 192
+        {"vbrQuality", QVariant::fromValue(qint64(-5))},
+        {"fileType", QVariant::fromValue(qint64(-1))}, // all bits set
+        {"sampleRate", QStringLiteral("44100")},       // hand-edited files hold texts
+        {"quality", 7.9},                              // truncated like any integer read
+        {"enabled", QStringLiteral("true")},
+        {"extension", QStringLiteral("mp3")},
+    };
+    const EncoderSettings s(dictionary);
+    EXPECT_EQ(s.bitrate(), 192);
+    EXPECT_EQ(s.vbrQuality(), -5);
+    EXPECT_EQ(s.fileType(), 0xFFFFFFFFu);
+    EXPECT_EQ(s.sampleRate(), 44100);
+    EXPECT_EQ(s.quality(), 7);
+    EXPECT_TRUE(s.enabled());
+    EXPECT_EQ(s.extension(), QStringLiteral("mp3"));
+    EXPECT_EQ(s.encoderSetting(), 0);
+}
+
+TEST(EncoderSettings, ACopyHasEveryFieldButEncoderSetting)
+{
+    const auto original = everyFieldSet();
+    original->setEncoderSetting(99);
+    int announced = 0;
+    QObject::connect(original.get(), &EncoderSettings::encoderSettingChanged, [&] { ++announced; });
+    const auto copy = original->copy();
+    EXPECT_EQ(copy->encoderSetting(), 0);
+    EXPECT_EQ(copy->description(), original->description());
+    EXPECT_EQ(copy->settingsDictionary(), original->settingsDictionary());
+    copy->setBitrate(1); // the copy is not connected to the original's observers
+    EXPECT_EQ(announced, 0);
+    EXPECT_EQ(original->bitrate(), 24000);
+}
+
+// Writes every property through the meta-object and records which of them
+// announced the change, and how.
+TEST(EncoderSettings, ExactlyTheSixteenEncodingParametersAnnounceUnderEncoderSetting)
+{
+    EncoderSettings s;
+    std::string events;
+    QObject::connect(&s, &EncoderSettings::encoderSettingWillChange, [&] { events += 'w'; });
+    QObject::connect(&s, &EncoderSettings::encoderSettingChanged, [&] { events += 'd'; });
+
+    std::set<std::string> announcing;
+    const QMetaObject* meta = s.metaObject();
+    for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        events.clear();
+        const QVariant value =
+            property.typeId() == QMetaType::QString
+                ? QVariant(QStringLiteral("x"))
+                : QVariant(property.typeId() == QMetaType::Bool ? QVariant(true) : QVariant(1));
+        ASSERT_TRUE(property.write(&s, value)) << property.name();
+        if (!events.empty()) {
+            EXPECT_EQ(events, "wd") << property.name();
+            announcing.insert(property.name());
+        }
+    }
+    EXPECT_EQ(announcing,
+              (std::set<std::string>{"encoderType", "extension", "bitrate", "quality", "sampleRate",
+                                     "bitrateMethod", "channelMode", "bitDepth", "vbrQuality", "fileType",
+                                     "formatID", "formatFlags", "framesPerPacket", "flacCompressionLevel",
+                                     "flacVerifyEncoding", "macCompressionLevel"}));
+    // Setting a parameter to the value it already has is announced too.
+    events.clear();
+    s.setBitrate(s.bitrate());
+    EXPECT_EQ(events, "wd");
+}
+
+struct DescriptionCase
+{
+    qint32 encoderType;
+    const char* fileType; // four-character code or nullptr
+    const char* formatID;
+    qint32 method;
+    qint64 bitrate;
+    qint64 vbrQuality;
+    qint64 sampleRate;
+    quint32 bitDepth;
+    quint32 formatFlags;
+    quint32 flacLevel;
+    qint32 macLevel;
+    const char* expected; // completeDescription, UTF-8
+};
+
+class EncoderSettingsDescription : public testing::TestWithParam<DescriptionCase>
+{
+};
+
+TEST_P(EncoderSettingsDescription, IsFormatDashEncoding)
+{
+    const DescriptionCase& c = GetParam();
+    EncoderSettings s;
+    s.setEncoderType(c.encoderType);
+    auto code = [](const char* text) {
+        return text ? quint32(quint8(text[0])) << 24 | quint32(quint8(text[1])) << 16 |
+                          quint32(quint8(text[2])) << 8 | quint32(quint8(text[3]))
+                    : 0u;
+    };
+    s.setFileType(code(c.fileType));
+    s.setFormatID(code(c.formatID));
+    s.setBitrateMethod(c.method);
+    s.setBitrate(c.bitrate);
+    s.setVbrQuality(c.vbrQuality);
+    s.setSampleRate(c.sampleRate);
+    s.setBitDepth(c.bitDepth);
+    s.setFormatFlags(c.formatFlags);
+    s.setFlacCompressionLevel(c.flacLevel);
+    s.setMacCompressionLevel(c.macLevel);
+    EXPECT_EQ(s.completeDescription(), QString::fromUtf8(c.expected));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryEncoderType, EncoderSettingsDescription,
+    testing::Values(
+        // MP3
+        DescriptionCase{0, nullptr, nullptr, 0, 192, 0, 0, 0, 0, 0, 0, "MP3 - 192.00 kbps CBR"},
+        DescriptionCase{0, nullptr, nullptr, 2, 192, 8, 0, 0, 0, 0, 0, "MP3 - VBR Quality 8"},
+        DescriptionCase{0, nullptr, nullptr, 1, 160, 0, 0, 0, 0, 0, 0, "MP3 - 160.00 kbps ABR"},
+        DescriptionCase{0, nullptr, nullptr, 3, 320, 0, 0, 0, 0, 0, 0, "MP3 - 320.00 kbps CBR"},
+        // Vorbis and Speex: bit/s shown as whole kbps
+        DescriptionCase{4, nullptr, nullptr, 0, 128000, 0, 0, 0, 0, 0, 0, "Ogg Vorbis - 128 kbps CBR"},
+        DescriptionCase{4, nullptr, nullptr, 1, 96400, 0, 0, 0, 0, 0, 0, "Ogg Vorbis - 96 kbps ABR"},
+        DescriptionCase{8, nullptr, nullptr, 2, 0, 5, 0, 0, 0, 0, 0, "Ogg Speex - VBR Quality 5"},
+        DescriptionCase{8, nullptr, nullptr, 3, 0, 5, 0, 0, 0, 0, 0, "Ogg Speex - *Unknown Settings*"},
+        // Opus
+        DescriptionCase{9, nullptr, nullptr, 0, 64000, 0, 0, 0, 0, 0, 0, "Opus - 64 kbps CBR"},
+        DescriptionCase{9, nullptr, nullptr, 2, 64000, 0, 0, 0, 0, 0, 0, "Opus - 64 kbps VBR"},
+        DescriptionCase{9, nullptr, nullptr, 3, 64000, 0, 0, 0, 0, 0, 0, "Opus - 64 kbps VBR Constrained"},
+        DescriptionCase{9, nullptr, nullptr, 1, 64000, 0, 0, 0, 0, 0, 0, "Opus - *Unknown Settings*"},
+        // FLAC, Monkey's Audio, True Audio
+        DescriptionCase{2, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 8, 0, "FLAC - Compression Level 8"},
+        DescriptionCase{3, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 9, 0, "Ogg FLAC - Uncompressed"},
+        DescriptionCase{6, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 0, 4000,
+                        "Monkeys Audio - Compression Level Extra High"},
+        DescriptionCase{6, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 0, 1500,
+                        "Monkeys Audio - Compression Level ?"},
+        DescriptionCase{7, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 0, 0, "True Audio - TTA"},
+        // Core Audio file types and formats
+        DescriptionCase{1, "m4af", "aac ", 0, 256000, 0, 0, 0, 0, 0, 0, "AAC - 256.00 kbps"},
+        DescriptionCase{1, "caff", "aac ", 0, 256000, 0, 0, 0, 0, 0, 0,
+                        "Core Audio Format - AAC 256.00 kbps"},
+        DescriptionCase{1, "mp4f", "alac", 0, 0, 0, 0, 0, 0, 0, 0, "Apple Lossless - m4a"},
+        DescriptionCase{1, "caff", "alac", 0, 0, 0, 0, 0, 0, 0, 0, "Core Audio Format - Apple Lossless"},
+        DescriptionCase{1, "3gp2", "aace", 0, 0, 0, 0, 0, 0, 0, 0, "3GP2 - MPEG-4 AAC Enhanced Low Delay"},
+        DescriptionCase{1, "3gpp", "aacf", 0, 0, 0, 0, 0, 0, 0, 0, "3GP - MPEG-4 AAC Enhanced Low Delay SBR"},
+        DescriptionCase{1, "m4af", "aach", 0, 0, 0, 0, 0, 0, 0, 0, "AAC - MPEG-4 High Efficiency AAC"},
+        DescriptionCase{1, "m4af", "aacl", 0, 0, 0, 0, 0, 0, 0, 0, "AAC - MPEG-4 AAC Low Delay"},
+        DescriptionCase{1, "m4af", "aacp", 0, 0, 0, 0, 0, 0, 0, 0,
+                        "AAC - MPEG-4 High Efficiency AAC Version 2"},
+        DescriptionCase{1, "AIFC", "Qclp", 0, 0, 0, 0, 0, 0, 0, 0, "AIFC - Qualcomm PureVoice™"},
+        DescriptionCase{1, "WAVE", "alaw", 0, 0, 0, 0, 0, 0, 0, 0, "WAV - A-Law 2:1"},
+        DescriptionCase{1, "NeXT", "ulaw", 0, 0, 0, 0, 0, 0, 0, 0, "NeXt/SUN - μ-Law 2:1"},
+        DescriptionCase{1, "caff", "ilbc", 0, 0, 0, 0, 0, 0, 0, 0, "Core Audio Format - iLBC"},
+        DescriptionCase{1, "3gpp", "samr", 0, 0, 0, 0, 0, 0, 0, 0, "3GP - AMR Narrowband"},
+        DescriptionCase{1, "AIFC", "ima4", 0, 0, 0, 0, 0, 0, 0, 0, "AIFC - IMA 4:1"},
+        DescriptionCase{1, "AIFF", "lpcm", 0, 0, 0, 0, 0, 2, 0, 0, "AIFF - LPCM"},
+        DescriptionCase{1, "WAVE", "lpcm", 0, 0, 0, 44100, 0, 0, 0, 0, "WAV - LPCM - 44.1kHz"},
+        DescriptionCase{1, "AIFF", "lpcm", 0, 0, 0, 0, 16, 2, 0, 0, "AIFF - LPCM - 16 bit BE"},
+        DescriptionCase{1, "WAVE", "lpcm", 0, 0, 0, 96000, 24, 0, 0, 0, "WAV - LPCM - 96.0kHz 24 bit LE"},
+        DescriptionCase{1, "Sd2f", "lpcm", 0, 0, 0, 0, 0, 0, 0, 0, "Sound Designer II - LPCM"},
+        DescriptionCase{1, "WAVE", "zzzz", 0, 0, 0, 0, 0, 0, 0, 0, "WAV - "},
+        DescriptionCase{1, "zzzz", "lpcm", 0, 0, 0, 0, 0, 0, 0, 0, " - LPCM"},
+        // Type 5 alone knows the old numeric Sound Designer II code.
+        DescriptionCase{5, "\x00\x16\x00\x00", "lpcm", 0, 0, 0, 0, 0, 0, 0, 0, "Sound Designer II - LPCM"},
+        DescriptionCase{1, "\x00\x16\x00\x00", "lpcm", 0, 0, 0, 0, 0, 0, 0, 0, " - LPCM"},
+        DescriptionCase{5, "WAVE", "ulaw", 0, 0, 0, 0, 0, 0, 0, 0, "WAV - μ-Law 2:1"},
+        // Unknown types describe as nothing.
+        DescriptionCase{12, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 0, 0, " - "},
+        DescriptionCase{-1, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 0, 0, " - "}));
+
+// A mutation applied to a copy of a base record, and whether the base then
+// still counts as a duplicate of the copy.
+struct DuplicateCase
+{
+    const char* name;
+    void (*base)(EncoderSettings&);
+    void (*change)(EncoderSettings&);
+    bool duplicate;
+};
+
+class EncoderSettingsDuplicate : public testing::TestWithParam<DuplicateCase>
+{
+};
+
+TEST_P(EncoderSettingsDuplicate, FollowsTheRulesOfTheEncoderType)
+{
+    EncoderSettings base;
+    base.setBitrate(192);
+    base.setVbrQuality(4);
+    base.setExtension(QStringLiteral("mp3"));
+    GetParam().base(base);
+    const auto other = base.copy();
+    ASSERT_TRUE(base.isDuplicateOf(*other));
+    GetParam().change(*other);
+    EXPECT_EQ(base.isDuplicateOf(*other), GetParam().duplicate);
+}
+
+using S = EncoderSettings;
+void mp3Cbr(S&) {}
+void mp3Vbr(S& s)
+{
+    s.setBitrateMethod(2);
+}
+void flac(S& s)
+{
+    s.setEncoderType(2);
+}
+void vorbisVbr(S& s)
+{
+    s.setEncoderType(4), s.setBitrateMethod(2);
+}
+void mac(S& s)
+{
+    s.setEncoderType(6);
+}
+void tta(S& s)
+{
+    s.setEncoderType(7);
+}
+void speex(S& s)
+{
+    s.setEncoderType(8);
+}
+void opus(S& s)
+{
+    s.setEncoderType(9);
+}
+void aac(S& s)
+{
+    s.setEncoderType(1), s.setFileType(fourCC("m4af")), s.setFormatID(fourCC("aac "));
+}
+void lpcm(S& s)
+{
+    s.setEncoderType(5), s.setFileType(fourCC("WAVE")), s.setFormatID(fourCC("lpcm"));
+}
+void ilbc(S& s)
+{
+    s.setEncoderType(1), s.setFileType(fourCC("caff")), s.setFormatID(fourCC("ilbc"));
+}
+void samr(S& s)
+{
+    s.setEncoderType(1), s.setFileType(fourCC("3gpp")), s.setFormatID(fourCC("samr"));
+}
+void aace(S& s)
+{
+    s.setEncoderType(1), s.setFileType(fourCC("m4af")), s.setFormatID(fourCC("aace"));
+}
+void type12(S& s)
+{
+    s.setEncoderType(12);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rules, EncoderSettingsDuplicate,
+    testing::Values(
+        DuplicateCase{"Mp3IgnoresExtension", mp3Cbr, [](S& s) { s.setExtension(QStringLiteral("MP3")); },
+                      true},
+        DuplicateCase{"Mp3IgnoresEnabledAndAction", mp3Cbr,
+                      [](S& s) { s.setEnabled(true), s.setEncoderAction(2); }, true},
+        DuplicateCase{"Mp3CbrComparesBitrate", mp3Cbr, [](S& s) { s.setBitrate(128); }, false},
+        DuplicateCase{"Mp3CbrIgnoresVbrQuality", mp3Cbr, [](S& s) { s.setVbrQuality(0); }, true},
+        DuplicateCase{"Mp3VbrIgnoresBitrate", mp3Vbr, [](S& s) { s.setBitrate(128); }, true},
+        DuplicateCase{"Mp3VbrComparesVbrQuality", mp3Vbr, [](S& s) { s.setVbrQuality(0); }, false},
+        DuplicateCase{"Mp3ComparesChannelMode", mp3Cbr, [](S& s) { s.setChannelMode(3); }, false},
+        DuplicateCase{"Mp3ComparesQuality", mp3Cbr, [](S& s) { s.setQuality(2); }, false},
+        DuplicateCase{"Mp3ComparesSampleRate", mp3Cbr, [](S& s) { s.setSampleRate(22050); }, false},
+        DuplicateCase{"TypesMustMatch", mp3Cbr, [](S& s) { s.setEncoderType(2); }, false},
+        DuplicateCase{"FlacComparesExtension", flac, [](S& s) { s.setExtension(QStringLiteral("oga")); },
+                      false},
+        DuplicateCase{"FlacIgnoresBitrate", flac, [](S& s) { s.setBitrate(1); }, true},
+        DuplicateCase{"FlacComparesBitDepth", flac, [](S& s) { s.setBitDepth(24); }, false},
+        DuplicateCase{"VorbisVbrIgnoresBitrate", vorbisVbr, [](S& s) { s.setBitrate(1); }, true},
+        DuplicateCase{"VorbisIgnoresSampleRate", vorbisVbr, [](S& s) { s.setSampleRate(8000); }, true},
+        DuplicateCase{"MacComparesLevel", mac, [](S& s) { s.setMacCompressionLevel(5000); }, false},
+        DuplicateCase{"MacIgnoresExtension", mac, [](S& s) { s.setExtension(QStringLiteral("x")); }, true},
+        DuplicateCase{"TtaComparesBitDepth", tta, [](S& s) { s.setBitDepth(8); }, false},
+        DuplicateCase{"SpeexComparesEachFlag", speex, [](S& s) { s.setSpeexDiscontinuousTransmission(true); },
+                      false},
+        DuplicateCase{"SpeexComparesFramesPerPacket", speex, [](S& s) { s.setFramesPerPacket(3); }, false},
+        DuplicateCase{"OpusComparesBitrateEvenWhenVbr", [](S& s) { opus(s), s.setBitrateMethod(2); },
+                      [](S& s) { s.setBitrate(1); }, false},
+        DuplicateCase{"OpusGoesOnToFileTypeAndFormat", opus, [](S& s) { s.setFileType(1); }, false},
+        DuplicateCase{"AacComparesLikeMp3", aac, [](S& s) { s.setBitrate(1); }, false},
+        DuplicateCase{"AacComparesExtension", aac, [](S& s) { s.setExtension(QStringLiteral("m4a")); },
+                      false},
+        DuplicateCase{"CoreAudioComparesFileType", aac, [](S& s) { s.setFileType(fourCC("caff")); }, false},
+        DuplicateCase{"LpcmComparesFlags", lpcm, [](S& s) { s.setFormatFlags(2); }, false},
+        DuplicateCase{"LpcmIgnoresBitrate", lpcm, [](S& s) { s.setBitrate(1); }, true},
+        DuplicateCase{"IlbcEndsBeforeChannelMode", ilbc, [](S& s) { s.setChannelMode(3); }, true},
+        DuplicateCase{"IlbcComparesExtension", ilbc, [](S& s) { s.setExtension(QStringLiteral("x")); },
+                      false},
+        DuplicateCase{"SamrEndsBeforeExtension", samr, [](S& s) { s.setExtension(QStringLiteral("x")); },
+                      true},
+        DuplicateCase{"SamrComparesFramesPerPacket", samr, [](S& s) { s.setFramesPerPacket(9); }, false},
+        DuplicateCase{"FormatWithoutRulesIsDuplicate", aace,
+                      [](S& s) { s.setBitrate(1), s.setChannelMode(2); }, true},
+        DuplicateCase{"UnknownTypeIsDuplicate", type12, [](S& s) { s.setBitrate(1), s.setExtension("z"); },
+                      true}),
+    [](const testing::TestParamInfo<DuplicateCase>& info) { return std::string(info.param.name); });
+
+TEST(EncoderSettings, TheDuplicateTestReadsOnlyThisRecordsMethod)
+{
+    // 'Qclp' compares vbrQuality or bitrate, chosen by this record's method
+    // alone, and does not compare the methods themselves.
+    EncoderSettings vbr, cbr;
+    for (EncoderSettings* s : {&vbr, &cbr}) {
+        s->setEncoderType(1);
+        s->setFileType(fourCC("caff"));
+        s->setFormatID(fourCC("Qclp"));
+        s->setVbrQuality(3);
+    }
+    vbr.setBitrateMethod(2);
+    vbr.setBitrate(13000);
+    cbr.setBitrate(8000);
+    EXPECT_TRUE(vbr.isDuplicateOf(cbr));
+    EXPECT_FALSE(cbr.isDuplicateOf(vbr));
+}
+
+} // namespace

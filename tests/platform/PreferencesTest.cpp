@@ -1,0 +1,172 @@
+#include "Preferences.h"
+#include "EncoderSettings.h"
+#include "Fixtures.h"
+#include "PropertyList.h"
+#include "QtPrinters.h"
+#include "Tools.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QThread>
+#include <gtest/gtest.h>
+
+namespace {
+
+// The same JSON shape that the Python side below prints: data as base64
+// text, dates as ISO text in UTC.
+QJsonValue toJson(const QVariant& value)
+{
+    switch (value.typeId()) {
+    case QMetaType::QVariantMap: {
+        QJsonObject object;
+        const QVariantMap map = value.toMap();
+        for (auto it = map.begin(); it != map.end(); ++it) {
+            object.insert(it.key(), toJson(it.value()));
+        }
+        return object;
+    }
+    case QMetaType::QVariantList: {
+        QJsonArray array;
+        for (const QVariant& item : value.toList()) {
+            array.append(toJson(item));
+        }
+        return array;
+    }
+    case QMetaType::QByteArray:
+        return QString::fromLatin1(value.toByteArray().toBase64());
+    case QMetaType::QDateTime:
+        return value.toDateTime().toUTC().toString(Qt::ISODate);
+    case QMetaType::LongLong:
+        return value.toLongLong();
+    default:
+        return QJsonValue::fromVariant(value);
+    }
+}
+
+// Python's own plistlib reads the same file; its reading, turned to JSON,
+// must equal ours.
+QJsonValue plistlibReading(const QString& path)
+{
+    const ToolResult result = runTool(systemPython(), {QStringLiteral("-c"), QStringLiteral(R"(
+import base64, datetime, json, plistlib, sys
+def plain(v):
+    if isinstance(v, dict): return {k: plain(x) for k, x in v.items()}
+    if isinstance(v, list): return [plain(x) for x in v]
+    if isinstance(v, bytes): return base64.b64encode(v).decode()
+    if isinstance(v, datetime.datetime): return v.strftime('%Y-%m-%dT%H:%M:%SZ')
+    return v
+with open(sys.argv[1], 'rb') as f:
+    print(json.dumps(plain(plistlib.load(f))))
+)"),
+                                                       path});
+    EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
+    const QJsonDocument document = QJsonDocument::fromJson(result.standardOutput);
+    return document.isObject() ? QJsonValue(document.object()) : QJsonValue(document.array());
+}
+
+TEST(PropertyList, ReadsWhatPlistlibWritesAsPlistlibReadsIt)
+{
+    ScratchDir dir;
+    const QString path = dir.file(QStringLiteral("all.plist"));
+    const ToolResult written = runTool(systemPython(), {QStringLiteral("-c"), QStringLiteral(R"(
+import datetime, plistlib, sys
+value = {'text': 'Caf\u00e9 & <tags> \U0001F3B5', 'empty': '', 'int': -42, 'big': 2**40, 'real': 0.25,
+         'yes': True, 'no': False, 'bytes': bytes(range(256)), 'when': datetime.datetime(2004, 5, 6, 7, 8, 9),
+         'list': [1, 'two', [3.5], {}], 'nested': {'a': {'b': []}}}
+with open(sys.argv[1], 'wb') as f:
+    plistlib.dump(value, f, fmt=plistlib.FMT_XML)
+)"),
+                                                        path});
+    ASSERT_EQ(written.exitCode, 0) << written.standardError.toStdString();
+    QString error;
+    const QVariant ours = PropertyList::fromFile(path, &error);
+    ASSERT_TRUE(ours.isValid()) << error.toStdString();
+    EXPECT_EQ(toJson(ours), plistlibReading(path));
+}
+
+TEST(PropertyList, MalformedInputGivesNothingAndSaysWhere)
+{
+    const char* broken[] = {
+        "",
+        "<plist><dict><key>a</key></dict></plist>",              // key without value
+        "<plist><dict><string>a</string></dict></plist>",        // value without key
+        "<plist><integer>12x</integer></plist>",                 // bad number
+        "<plist><dict><key>a</key><integer>1</integer></plist>", // unclosed
+        "<plist><string>a</string><string>b</string></plist>",   // two roots
+        "<plist><unknown/></plist>",                             // no such element
+        "<notaplist/>",                                          // wrong root
+    };
+    for (const char* xml : broken) {
+        QString error;
+        EXPECT_FALSE(PropertyList::fromXml(QByteArray(xml), &error).isValid()) << xml;
+        EXPECT_TRUE(error.startsWith(QStringLiteral("line "))) << xml << " -> " << error.toStdString();
+    }
+}
+
+TEST(Preferences, TheCompiledInDefaultsAreRegisteredWithTheProcessorCount)
+{
+    // The resource lives in the static core library; this program reaching
+    // it shows that linking the core brings it along.
+    const QVariantMap resource = Preferences::defaultsResource();
+    ASSERT_FALSE(resource.isEmpty());
+    EXPECT_EQ(toJson(resource), plistlibReading(QStringLiteral(
+                                    SONABRIK_SOURCE_DIR "/Classes/resources/Sonabrik-Defaults.plist")));
+
+    const Preferences& preferences = Preferences::shared();
+    const QVariantMap registered = preferences.registeredDefaults();
+    EXPECT_EQ(registered.value("numProcesses"), QVariant(QString::number(QThread::idealThreadCount())));
+    EXPECT_EQ(preferences.integerValue("numProcesses"), QThread::idealThreadCount());
+    EXPECT_TRUE(preferences.boolValue("firstRun"));
+    EXPECT_EQ(preferences.integerValue("runNumber"), 0);
+    EXPECT_EQ(preferences.stringValue("customNamingScheme"),
+              QStringLiteral("{albumArtist}/{albumTitle}/{trackNumber - }{trackTitle}"));
+    EXPECT_EQ(preferences.stringValue("replaceInvalidCharactersWith"), QStringLiteral("_"));
+    EXPECT_EQ(preferences.integerValue("WriteMP3ID3v2TagVersion"), 2);
+    EXPECT_EQ(preferences.doubleValue("dsd_gain"), 0.0);
+
+    // The stored formats are whole records: every key of settingsDictionary,
+    // nothing else, and they describe the first output format.
+    for (const char* key : {"defaultEncoderSetting", "previousMP3Settings"}) {
+        const QVariantMap dictionary = preferences.dictionaryValue(QString::fromLatin1(key));
+        const EncoderSettings settings(dictionary);
+        EXPECT_EQ(dictionary.keys(), settings.settingsDictionary().keys()) << key;
+        EXPECT_TRUE(settings.enabled()) << key;
+        EXPECT_EQ(settings.extension(), QStringLiteral("mp3")) << key;
+        EXPECT_EQ(settings.completeDescription(), QStringLiteral("MP3 - VBR Quality 8")) << key;
+        EXPECT_EQ(settings.bitrate(), preferences.integerValue("bitrate")) << key;
+        EXPECT_EQ(settings.quality(), preferences.integerValue("quality")) << key;
+        EXPECT_EQ(settings.bitrateMethod(), preferences.integerValue("method")) << key;
+    }
+}
+
+TEST(Preferences, StoredValuesLiveInTheXdgConfigFolderAndWinOverDefaultsAtOnce)
+{
+    Preferences& preferences = Preferences::shared();
+    const QString expected =
+        QString::fromLocal8Bit(qgetenv("XDG_CONFIG_HOME")) + QStringLiteral("/Sonabrik/Sonabrik.conf");
+    EXPECT_EQ(preferences.fileName(), expected);
+
+    preferences.setValue("useTwoDigitNumbers", false);
+    preferences.setValue("numProcesses", 3);
+    EXPECT_FALSE(preferences.boolValue("useTwoDigitNumbers"));
+    EXPECT_TRUE(preferences.hasStoredValue("useTwoDigitNumbers"));
+
+    // Written through to disk: a second store on the file sees the values,
+    // as they come back on disk (texts) and typed by the reader.
+    ASSERT_TRUE(QFile::exists(expected));
+    Preferences other(expected);
+    EXPECT_FALSE(other.boolValue("useTwoDigitNumbers"));
+    EXPECT_EQ(other.integerValue("numProcesses"), 3);
+    EXPECT_FALSE(other.value("firstRun").isValid()); // no defaults registered there
+
+    preferences.removeValue("useTwoDigitNumbers");
+    EXPECT_TRUE(preferences.boolValue("useTwoDigitNumbers"));
+    preferences.removeAllValues();
+    EXPECT_EQ(preferences.integerValue("numProcesses"), QThread::idealThreadCount());
+    EXPECT_EQ(Preferences(expected).value("numProcesses"), QVariant());
+}
+
+} // namespace
