@@ -45,7 +45,6 @@ QString withZeroUnit(const char* number)
 INSTANTIATE_TEST_SUITE_P(
     AllFour, ValueToText,
     testing::Values(
-        TextCase{"SecondsZero", &seconds, 0, QStringLiteral("(0:00)")},
         TextCase{"Seconds59", &seconds, 59, QStringLiteral("(0:59)")},
         TextCase{"Seconds75", &seconds, 75, QStringLiteral("(1:15)")},
         TextCase{"Seconds3599", &seconds, 3599, QStringLiteral("(59:59)")},
@@ -60,11 +59,9 @@ INSTANTIATE_TEST_SUITE_P(
         TextCase{"SecondsOfNothing", &seconds, QVariant(), std::nullopt},
         TextCase{"SecondsOfNaN", &seconds, std::nan(""), std::nullopt},
         TextCase{"SizeBelow1KHasTheZeroUnit", &fileSize, 512, withZeroUnit("512.000")},
-        TextCase{"SizeZero", &fileSize, 0, withZeroUnit("0.000")},
         TextCase{"SizeExactly1K", &fileSize, 1024, QStringLiteral("1.000 KB")},
         TextCase{"Size1536", &fileSize, 1536, QStringLiteral("1.500 KB")},
         TextCase{"SizeJustBelow1M", &fileSize, 1048575, QStringLiteral("1023.999 KB")},
-        TextCase{"SizeGigabytes", &fileSize, qint64(5) << 30, QStringLiteral("5.000 GB")},
         TextCase{"SizeStopsAtY", &fileSize, std::pow(1024.0, 9), QStringLiteral("1024.000 YB")},
         TextCase{"SizeBeyondYStaysY", &fileSize, std::pow(1024.0, 10), QStringLiteral("1048576.000 YB")},
         TextCase{"SizeOfDate", &fileSize, QDateTime::fromSecsSinceEpoch(0), std::nullopt},
@@ -72,7 +69,6 @@ INSTANTIATE_TEST_SUITE_P(
         TextCase{"BitrateRoundsToTwoPlaces", &bitrate, 1411199.0, QStringLiteral("1411.20 kbps")},
         TextCase{"BitrateOfText", &bitrate, QStringLiteral("128000"), std::nullopt},
         TextCase{"SampleRate44100", &sampleRate, 44100, QStringLiteral("44.100 kHz")},
-        TextCase{"SampleRate2822400", &sampleRate, 2822400.0, QStringLiteral("2822.400 kHz")},
         TextCase{"SampleRateOfNothing", &sampleRate, QVariant(), std::nullopt}),
     [](const testing::TestParamInfo<TextCase>& info) { return std::string(info.param.name); });
 
@@ -109,12 +105,10 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(ParseCase{"HoursMinutesSeconds", "1:02:03", 3723u}, ParseCase{"PlainSeconds", "90", 90u},
                     ParseCase{"BlanksAroundParts", "  1 : 30 ", 90u},
                     ParseCase{"DoubleColonSkipsAPart", "1::2", 62u}, ParseCase{"TrailingColon", "2:", 2u},
-                    ParseCase{"FourParts", "1:0:0:0", 216000u},
                     ParseCase{"NegativeWrapsTo32Bits", "-1", 4294967295u},
                     ParseCase{"ManyPartsWrapInsteadOfOverflowing", "59:59:59:59:59:59:59:59:59:59:59:59:59",
                               1006632959u},
                     ParseCase{"Letters", "abc", std::nullopt}, ParseCase{"Empty", "", std::nullopt},
-                    ParseCase{"OnlyBlanks", "   ", std::nullopt},
                     ParseCase{"StopsOnAForeignCharacter", "1:30x", std::nullopt},
                     ParseCase{"ParenthesesOfItsOwnText", "(1:15)", std::nullopt},
                     ParseCase{"LoneSign", "-", std::nullopt}),
