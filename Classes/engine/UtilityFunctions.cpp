@@ -4,7 +4,10 @@
 
 #include <ogg/ogg.h>
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -94,4 +97,66 @@ OggStreamType oggStreamType(const QString& path)
     const int fd = file.release();
     ZT_ASSERT(::close(fd) == 0, QStringLiteral("Closing Input File Failed: %1.").arg(systemErrorText(errno)));
     return type;
+}
+
+QString uniqueFilePath(const QString& path)
+{
+    if (!QFileInfo::exists(path)) {
+        return path;
+    }
+    const QFileInfo info(path);
+    const QString folder = info.path();
+    const QString suffix = info.suffix();
+    const QString base = suffix.isEmpty() ? info.fileName() : info.completeBaseName();
+    for (unsigned long n = 2;; ++n) {
+        QString name = QStringLiteral("%1 %2").arg(base).arg(n);
+        if (!suffix.isEmpty()) {
+            name += u'.' + suffix;
+        }
+        const QString candidate = folder + u'/' + name;
+        if (!QFileInfo::exists(candidate)) {
+            return candidate;
+        }
+    }
+}
+
+QString getTemporaryFilePath()
+{
+    const QString directory = QDir::tempPath();
+    ZT_ASSERT(!directory.isEmpty(), parameterAssertionReason(QStringLiteral("nil != directory")));
+
+    const pid_t session = getsid(0);
+    if (session == pid_t(-1)) {
+        // The error number as four characters, the way session errors read.
+        const uint32_t code = uint32_t(errno);
+        QString text;
+        for (int shift = 24; shift >= 0; shift -= 8) {
+            const char c = char((code >> shift) & 0xFF);
+            text += QChar::fromLatin1(c >= 32 && c < 127 ? c : '?');
+        }
+        ZT_FAIL(QStringLiteral("SessionGetInfo failed: %1").arg(text));
+    }
+
+    // mkstemps fills the last six X; the two before them are filled here so
+    // that all eight are random.
+    static const char kCharacters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+    QString pattern = QStringLiteral("%1/%2-%3-")
+                          .arg(directory, QStringLiteral("Wavecrate"))
+                          .arg(uint32_t(session), 8, 16, QLatin1Char('0'));
+    for (int i = 0; i < 2; ++i) {
+        pattern += QLatin1Char(kCharacters[QRandomGenerator::global()->bounded(int(sizeof kCharacters - 1))]);
+    }
+    pattern += QStringLiteral("XXXXXX");
+
+    char path[1024];
+    const QByteArray encoded = QFile::encodeName(pattern);
+    qstrncpy(path, encoded.constData(), sizeof path);
+    const int fd = mkstemps(path, 0);
+    if (fd < 0) {
+        ZT_FAIL(QStringLiteral("Unable to create a temporary file: %1").arg(systemErrorText(errno)));
+    }
+    if (::close(fd) != 0) {
+        ZT_FAIL(QStringLiteral("Unable to close the temporary file: %1").arg(systemErrorText(errno)));
+    }
+    return QFile::decodeName(path);
 }

@@ -4,7 +4,8 @@
 #include <QString>
 
 // The codec of an Ogg file's first logical stream.
-enum OggStreamType {
+enum OggStreamType
+{
     OggStreamTypeInvalid = 0, // never returned by oggStreamType(); for the factory's switch
     OggStreamTypeUnknown = 1,
     OggStreamTypeVorbis = 2,
@@ -18,3 +19,15 @@ enum OggStreamType {
 // cannot be opened, read or closed, is not an Ogg stream, or its first page
 // does not yield exactly one packet.
 OggStreamType oggStreamType(const QString& path);
+
+// The unique form of a path: path itself when nothing exists there, else the
+// first free "name N.ext" (N = 2, 3, ...) in the same folder; a name without
+// an extension gets none ("notes" gives "notes 2").
+QString uniqueFilePath(const QString& path);
+
+// A new, empty, closed file in the temporary folder, named
+// "<tmp>/Wavecrate-<session id as %.8x>-<eight random characters>", and its
+// path. Raises an assertion failure (NamedException) with "nil != directory",
+// "SessionGetInfo failed: <code>", "Unable to create a temporary file: <error>"
+// or "Unable to close the temporary file: <error>". Any thread.
+QString getTemporaryFilePath();

@@ -1,0 +1,447 @@
+#include "EncodeOperation.h"
+
+#include "EncodeOperationDelegate.h"
+#include "ErrorLogWindowController.h"
+#include "MainThread.h"
+#include "NamingScheme.h"
+#include "OutputFiles.h"
+#include "Preferences.h"
+#include "TaggingThread.h"
+#include "UtilityFunctions.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <array>
+
+const QString EncodeOperation::kITunesFolderMessage =
+    QStringLiteral("Tracks can not be written to your iTunes library folder.  Please choose an alternate "
+                   "destination folder in "
+                   "the preferences.");
+const QString EncodeOperation::kITunesMetadataMessage =
+    QStringLiteral("The Metadata Of Music In Your iTunes Library Can Not Be Edited");
+const QString EncodeOperation::kCouldNotMoveToFolderMessage =
+    QStringLiteral("Could Not Move Encoded File To Folder %1.  Error:%2");
+const QString EncodeOperation::kCouldNotMoveToLocationMessage =
+    QStringLiteral("Could Not Move File To Output Location %1.  Error:%2");
+
+namespace {
+
+bool preference(const char* key)
+{
+    return Preferences::shared().boolValue(QString::fromLatin1(key));
+}
+
+QString stringPreference(const char* key)
+{
+    return Preferences::shared().stringValue(QString::fromLatin1(key));
+}
+
+// Cover files are named by the image's MIME type; anything unknown is saved
+// as a JPEG name, as it always was.
+struct ArtworkExtensionRow
+{
+    const char* mimeType;
+    const char* extension;
+};
+constexpr std::array<ArtworkExtensionRow, 5> kArtworkExtensions{{
+    {"image/jpeg", "jpg"},
+    {"image/png", "png"},
+    {"image/gif", "gif"},
+    {"image/tiff", "tiff"},
+    {"image/bmp", "bmp"},
+}};
+constexpr const char* kDefaultArtworkExtension = "jpg";
+
+QString artworkExtension(const std::optional<QString>& mimeType)
+{
+    for (const ArtworkExtensionRow& row : kArtworkExtensions) {
+        if (mimeType == QLatin1String(row.mimeType)) {
+            return QString::fromLatin1(row.extension);
+        }
+    }
+    return QString::fromLatin1(kDefaultArtworkExtension);
+}
+
+QString displayName(const QString& path)
+{
+    return QFileInfo(path).fileName();
+}
+
+} // namespace
+
+EncodeOperation::EncodeOperation(const QString& inFilePath, const QString& topLevelPath)
+    : m_inFilePath(inFilePath), m_topLevelPath(topLevelPath)
+{
+}
+
+EncodeOperation::~EncodeOperation()
+{
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+    if (m_outFile) {
+        std::fclose(m_outFile);
+    }
+}
+
+void EncodeOperation::start()
+{
+    if (m_cancelled) {
+        m_finished = true;
+        Q_EMIT isFinishedChanged();
+        m_success = true;
+        return;
+    }
+    // A run after the user's answer: the first run's thread has ended its main.
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+    if (m_waitingUserInput) {
+        m_waitingUserInput = false;
+        Q_EMIT waitingUserInputChanged();
+    }
+    m_executing = true;
+    m_thread = std::thread([this] { main(); });
+    Q_EMIT isExecutingChanged();
+}
+
+void EncodeOperation::completeOperation()
+{
+    MainThread::runAndWait([this] {
+        m_executing = false;
+        m_finished = true;
+        Q_EMIT isExecutingChanged();
+        Q_EMIT isFinishedChanged();
+    });
+}
+
+QString EncodeOperation::outFilePath() const
+{
+    std::lock_guard lock(m_lock);
+    return m_outFilePath;
+}
+
+QString EncodeOperation::tempFilePath() const
+{
+    std::lock_guard lock(m_lock);
+    return m_tempFilePath;
+}
+
+QString EncodeOperation::decodeFilePath() const
+{
+    std::lock_guard lock(m_lock);
+    return m_decodeFilePath;
+}
+
+QString EncodeOperation::currentStatus() const
+{
+    std::lock_guard lock(m_lock);
+    return m_currentStatus;
+}
+
+void EncodeOperation::setOutFilePath(const QString& path)
+{
+    std::lock_guard lock(m_lock);
+    m_outFilePath = path;
+}
+
+void EncodeOperation::setTempFilePath(const QString& path)
+{
+    std::lock_guard lock(m_lock);
+    m_tempFilePath = path;
+}
+
+void EncodeOperation::setDecodeFilePath(const QString& path)
+{
+    std::lock_guard lock(m_lock);
+    m_decodeFilePath = path;
+}
+
+void EncodeOperation::setCurrentFrame(qint64 frame)
+{
+    m_currentFrame = frame;
+    Q_EMIT currentFrameChanged();
+}
+
+void EncodeOperation::setCurrentStatus(const QString& status)
+{
+    {
+        std::lock_guard lock(m_lock);
+        m_currentStatus = status;
+    }
+    Q_EMIT currentStatusChanged();
+}
+
+AudioMetadataPtr EncodeOperation::metadata()
+{
+    {
+        std::lock_guard lock(m_lock);
+        if (m_metadata) {
+            return m_metadata;
+        }
+    }
+    // No reader of source tags is wired in yet: an operation that was handed
+    // no record works with an empty one.
+    auto metadata = std::make_shared<AudioMetadata>();
+    {
+        std::lock_guard lock(m_lock);
+        if (!m_metadata) {
+            m_metadata = metadata;
+        }
+        metadata = m_metadata;
+    }
+    Q_EMIT metadataChanged();
+    return metadata;
+}
+
+void EncodeOperation::setMetadata(AudioMetadataPtr metadata)
+{
+    {
+        std::lock_guard lock(m_lock);
+        m_metadata = std::move(metadata);
+    }
+    Q_EMIT metadataChanged();
+}
+
+void EncodeOperation::decoderDidUpdateProgressPercent(ZTDecoder* decoder, double fraction)
+{
+    m_totalFrames = 100;
+    setCurrentFrame(qint64(fraction * 100));
+    if (m_cancelled && decoder) {
+        decoder->cancel();
+    }
+}
+
+bool EncodeOperation::isInITunesFolder(const QString& path) const
+{
+    return path.contains(QDir::homePath() + QStringLiteral("/Music/iTunes"));
+}
+
+bool EncodeOperation::createdOutputPathsContains(const QString& path)
+{
+    bool contains = false;
+    MainThread::runAndWait([&] { contains = m_delegate && m_delegate->createdOutputPaths().contains(path); });
+    return contains;
+}
+
+void EncodeOperation::pauseForUserInput()
+{
+    m_executing = false;
+    m_waitingUserInput = true;
+    Q_EMIT isExecutingChanged();
+    Q_EMIT waitingUserInputChanged();
+}
+
+bool EncodeOperation::determineOutputPath()
+{
+    if (!outFilePath().isEmpty()) {
+        return true; // run again after the user's answer
+    }
+
+    Preferences& preferences = Preferences::shared();
+    const bool sameAsSource = preference("outputSameAsSource");
+    const QFileInfo source(m_inFilePath);
+    const QString baseFolder = sameAsSource ? source.path() : stringPreference("destinationDirectory");
+    const QString extension = m_settings ? m_settings->extension() : QString();
+
+    QString candidate;
+    if (preference("preserveInputFileDirectoryStructure") && !sameAsSource) {
+        // From the added folder's own name down to the file.
+        QString relative = source.fileName();
+        if (m_inFilePath.size() != m_topLevelPath.size()) {
+            const qsizetype n = QFileInfo(m_topLevelPath).path().size();
+            relative = m_inFilePath.mid(n);
+        }
+        const QFileInfo relativeInfo(relative);
+        const QString stem = relativeInfo.suffix().isEmpty()
+                                 ? relative
+                                 : relative.left(relative.size() - relativeInfo.suffix().size() - 1);
+        candidate = QDir::cleanPath(baseFolder + u'/' + stem + u'.' + extension);
+    } else if (preference("useCustomNamingScheme")) {
+        QString scheme = preferences.stringValue(QStringLiteral("customNamingScheme"));
+        if (scheme.isEmpty()) {
+            scheme = QStringLiteral("{sourceFilename}");
+        }
+        const AudioMetadataPtr record = metadata();
+        const QString relative =
+            NamingScheme::evaluate(scheme, record.get(), m_settings.get(), m_inFilePath, true);
+        candidate = NamingScheme::pathBelow(baseFolder, relative) + u'.' + extension;
+    } else {
+        candidate = QDir::cleanPath(baseFolder + u'/' + source.completeBaseName() + u'.' + extension);
+    }
+
+    if (isInITunesFolder(candidate)) {
+        ErrorLogWindowController::logMessage(tr(kITunesFolderMessage.toUtf8().constData()));
+        m_success = false;
+        completeOperation();
+        return false;
+    }
+
+    if (!QFileInfo::exists(candidate)) {
+        setOutFilePath(uniqueFilePath(candidate));
+        return true;
+    }
+
+    m_outputFileExistedBeforeEncode = true;
+    // outFilePath is still empty here, so this never finds it: every existing
+    // file counts as one not made during this run. Kept as it always was.
+    const bool createdThisRun = createdOutputPathsContains(outFilePath());
+
+    if (preference("overwriteOutputFiles")) {
+        setOutFilePath(candidate);
+        if (preference("promptBeforeOverwriting") && !createdThisRun) {
+            pauseForUserInput();
+            return false;
+        }
+        return true;
+    }
+    if (sameAsSource && source.suffix().compare(extension, Qt::CaseInsensitive) == 0) {
+        setOutFilePath(candidate); // the output is the source's own path
+    } else {
+        setOutFilePath(uniqueFilePath(candidate));
+    }
+    return true;
+}
+
+void EncodeOperation::moveEncodedFileToOutputLocation()
+{
+    const QString temporary = tempFilePath();
+    if (!temporary.isEmpty() && QFileInfo::exists(temporary)) {
+        applyAppleDoubleCompanion(temporary);
+        QFile::setPermissions(temporary, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                             QFileDevice::ReadGroup | QFileDevice::ReadOther); // 0644
+
+        const QString outPath = outFilePath();
+        const QFileInfo destination(uniqueFilePath(outPath));
+        QString error;
+        const QString folder = OutputFiles::createFolderWithSafeNames(destination.path(), &error);
+        QString written;
+        if (!folder.isEmpty()) {
+            written =
+                OutputFiles::copyWithoutReplacing(temporary, folder + u'/' + destination.fileName(), &error);
+        }
+        if (written.isEmpty()) {
+            // Nothing was put in place, so nothing may be replaced either.
+            ErrorLogWindowController::logMessage(tr(kCouldNotMoveToFolderMessage.toUtf8().constData())
+                                                     .arg(displayName(destination.path()), error));
+            m_success = false;
+        } else {
+            const bool replace = (QFileInfo::exists(outPath) && preference("overwriteOutputFiles") &&
+                                  m_outputFileExistedBeforeEncode && !createdOutputPathsContains(outPath)) ||
+                                 (preference("deleteOriginal") && m_inFilePath == outPath);
+            if (replace && written != outPath) {
+                OutputFiles::moveToTrashOrDelete(outPath);
+                if (!OutputFiles::replace(written, outPath, &error)) {
+                    ErrorLogWindowController::logMessage(
+                        tr(kCouldNotMoveToLocationMessage.toUtf8().constData())
+                            .arg(displayName(outPath), error));
+                    m_success = false;
+                }
+            }
+            releaseFromQuarantine(outPath);
+            MainThread::runAndWait([&] {
+                if (m_delegate) {
+                    m_delegate->createdOutputPaths().append(outPath);
+                }
+            });
+        }
+    }
+
+    QFile::remove(temporary);
+    const QString decodePath = decodeFilePath();
+    if (!decodePath.isEmpty()) {
+        QFile::remove(decodePath);
+    }
+}
+
+void EncodeOperation::updateMetadataOnly()
+{
+    m_success = true;
+    setTempFilePath(m_inFilePath);
+
+    if (isInITunesFolder(m_inFilePath)) {
+        ErrorLogWindowController::logMessage(tr(kITunesMetadataMessage.toUtf8().constData()));
+        m_success = false;
+        completeOperation();
+        return;
+    }
+
+    if (preference("useCustomNamingScheme") && preference("renameAfterUpdatingMetadata")) {
+        if (!determineOutputPath()) {
+            return;
+        }
+        const QFileInfo out(outFilePath());
+        setOutFilePath(out.path() + u'/' + out.completeBaseName() + u'.' + QFileInfo(m_inFilePath).suffix());
+    } else {
+        setOutFilePath(m_inFilePath);
+    }
+
+    writeMetadataOnTaggingThread();
+
+    const QString outPath = outFilePath();
+    if (tempFilePath() != outPath) {
+        const QFileInfo destination(outPath);
+        QString error;
+        const QString folder = OutputFiles::createFolderWithSafeNames(destination.path(), &error);
+        const QString target = folder.isEmpty() ? QString() : folder + u'/' + destination.fileName();
+        if (!target.isEmpty()) {
+            QFile::remove(target);
+        }
+        if (target.isEmpty() || !OutputFiles::replace(m_inFilePath, target, &error)) {
+            ErrorLogWindowController::logMessage(tr(kCouldNotMoveToFolderMessage.toUtf8().constData())
+                                                     .arg(displayName(destination.path()), error));
+            m_success = false;
+        } else {
+            setOutFilePath(target);
+        }
+    }
+    completeOperation();
+}
+
+void EncodeOperation::deletePartiallyEncodedFileIfCancelled()
+{
+    if (!m_cancelled) {
+        return;
+    }
+    QProcess rm;
+    rm.start(QStringLiteral("/bin/rm"), {tempFilePath()});
+    rm.waitForFinished(-1);
+}
+
+void EncodeOperation::saveAlbumArtworkToFile()
+{
+    const AudioMetadataPtr record = metadata();
+    const AlbumArtworkPtr artwork = record ? record->albumArtwork() : nullptr;
+    if (!artwork) {
+        return;
+    }
+    const QString name = NamingScheme::evaluate(stringPreference("albumArtworkFileName"), record.get(),
+                                                m_settings.get(), m_inFilePath, true);
+    const QString path = NamingScheme::pathBelow(QFileInfo(outFilePath()).path(), name) + u'.' +
+                         artworkExtension(artwork->mimeType());
+    if (artwork->writeToFile(path)) {
+        releaseFromQuarantine(path);
+    }
+}
+
+bool EncodeOperation::addToiTunes()
+{
+    return false;
+}
+
+bool EncodeOperation::addToMusic()
+{
+    return false;
+}
+
+void EncodeOperation::writeMetadataOnTaggingThread()
+{
+    if (m_delegate) {
+        m_delegate->taggingThread()->runAndWait([this] { writeMetadata(); });
+    } else {
+        writeMetadata();
+    }
+}

@@ -1,0 +1,427 @@
+#include "MP3EncodeOperation.h"
+
+#include "CoreAudioTypes.h"
+#include "ErrorLogWindowController.h"
+#include "MP3TagWriter.h"
+#include "MainThread.h"
+#include "NamedException.h"
+#include "Preferences.h"
+#include "UtilityFunctions.h"
+#include "ZTDecoder.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <vector>
+
+const QString MP3EncodeOperation::kFailedToEncodeMessage =
+    QStringLiteral("MP3 Encode Operation Failed To Encode File: %1.  Error:%2");
+
+namespace {
+
+QString exceptionsTr(const char* text)
+{
+    return QCoreApplication::translate("Exceptions", text);
+}
+
+// Output rates LAME is told; any other value leaves the choice to LAME.
+constexpr std::array<int64_t, 9> kOutputSampleRates{8000,  11025, 12000, 16000, 22050,
+                                                    24000, 32000, 44100, 48000};
+
+struct ChannelModeRow
+{
+    qint32 channelMode;
+    MPEG_mode mode;
+    bool forceMS;
+};
+constexpr std::array<ChannelModeRow, 3> kChannelModes{{
+    {1, STEREO, false},
+    {2, JOINT_STEREO, true},
+    {3, MONO, false},
+}};
+
+struct ChunkSizeRow
+{
+    uint32_t bitsPerChannel;
+    uint32_t bytes;
+};
+// 24-bit shares the 8-bit size on purpose: fewer frames per chunk, not more bytes.
+constexpr std::array<ChunkSizeRow, 4> kChunkSizes{{{8, 32768}, {16, 65536}, {24, 32768}, {32, 131072}}};
+
+// LAME's worst case for a chunk of that many samples.
+size_t mp3BufferSize(uint32_t channels, uint32_t frames)
+{
+    return size_t(1.25 * double(channels) * double(frames)) + 7200;
+}
+
+template <typename T> std::vector<T> allocateZeroed(size_t count, const char* failure)
+{
+    try {
+        return std::vector<T>(count);
+    } catch (const std::bad_alloc&) {
+        ZT_FAIL(QString::fromLatin1(failure));
+    }
+}
+
+} // namespace
+
+MP3EncodeOperation::~MP3EncodeOperation() = default;
+
+uint32_t MP3EncodeOperation::chunkBufferSize(uint32_t bitsPerChannel)
+{
+    for (const ChunkSizeRow& row : kChunkSizes) {
+        if (row.bitsPerChannel == bitsPerChannel) {
+            return row.bytes;
+        }
+    }
+    return 0;
+}
+
+void MP3EncodeOperation::main()
+{
+    const std::shared_ptr<const EncoderSettings> format = settings();
+
+    if (format->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction) {
+        if (QFileInfo(inFilePath()).suffix().toLower() != QLatin1String("mp3")) {
+            ErrorLogWindowController::logMessage(
+                tr("Could Not Write Metadata To: %1.  Sonabrik Only Supports Writing Metadata To MP3 Files.")
+                    .arg(inFilePath()));
+            setSuccess(false);
+            completeOperation();
+        } else {
+            updateMetadataOnly();
+        }
+        return;
+    }
+    if (format->encoderAction() == EncoderSettings::SkipAction) {
+        setSkipped(true);
+        setSuccess(true);
+        completeOperation();
+        return;
+    }
+
+    setCurrentStatus(tr("Preparing To Encode %1").arg(format->outputFormatDescription()));
+    if (!determineOutputPath()) {
+        return;
+    }
+    setCurrentFrame(-1);
+
+    try {
+        encode();
+    } catch (const NamedException& exception) {
+        setSuccess(false);
+        ErrorLogWindowController::logMessage(
+            tr(kFailedToEncodeMessage.toUtf8().constData())
+                .arg(QFileInfo(inFilePath()).fileName(), exception.reason()));
+    } catch (const std::exception& exception) {
+        setSuccess(false);
+        ErrorLogWindowController::logMessage(
+            tr(kFailedToEncodeMessage.toUtf8().constData())
+                .arg(QFileInfo(inFilePath()).fileName(), QString::fromLocal8Bit(exception.what())));
+    }
+    if (m_outFile) {
+        // Left open by a failure: close it without looking, the file stays.
+        std::fclose(m_outFile);
+        m_outFile = nullptr;
+    }
+    completeOperation();
+}
+
+void MP3EncodeOperation::encode()
+{
+    const std::shared_ptr<const EncoderSettings> format = settings();
+    const QString formatName = format->outputFormatDescription();
+
+    std::unique_ptr<ZTDecoder> decoder;
+    try {
+        decoder = ZTDecoder::decoderWithFilename(inFilePath());
+    } catch (const NamedException& exception) {
+        ErrorLogWindowController::logMessage(
+            tr("MP3 Encode Operation Aborting. Could Not Initialize Any Decoder For File: %1. Exception: %2")
+                .arg(inFilePath(), exception.reason()));
+        return;
+    }
+    if (!decoder) {
+        ErrorLogWindowController::logMessage(
+            tr("MP3 Encode Operation Aborting. Could Not Initialize Any Decoder For File: %1.")
+                .arg(inFilePath()));
+        return;
+    }
+
+    if (!decoder->decodesInRealTime()) {
+        setDecodeFilePath(getTemporaryFilePath() + QStringLiteral(".wav"));
+        decoder->setDelegate(this);
+        if (decoder->decodeToFile(decodeFilePath())) {
+            if (std::unique_ptr<ZTDecoder> wav = ZTDecoder::decoderWithFilename(decodeFilePath())) {
+                decoder = std::move(wav);
+            }
+        }
+    }
+
+    m_gfp.reset(lame_init());
+    if (!m_gfp) {
+        ErrorLogWindowController::logMessage(tr("Failed To Initialize LAME Encoder"));
+        return;
+    }
+
+    const AudioStreamBasicDescription outputFormat = decoder->decodeFormat();
+    configureLame(outputFormat.mSampleRate, outputFormat.mChannelsPerFrame);
+
+    m_sourceBitsPerChannel = outputFormat.mBitsPerChannel;
+    setTotalFrames(decoder->totalFrames());
+    int64_t framesRemaining = totalFrames();
+
+    const uint32_t bufferSize = chunkBufferSize(m_sourceBitsPerChannel);
+    if (bufferSize == 0) {
+        NamedException::raise(
+            kIllegalInputException,
+            QStringLiteral("Sample Size Of %1 bit Not Supported!  Lame Supports 8, 16, 24, and 32 "
+                           "Bit Sample Sizes.  Aborting Operation")
+                .arg(m_sourceBitsPerChannel));
+    }
+    std::vector<uint8_t> buffer = allocateZeroed<uint8_t>(bufferSize, "Unable to allocate Buffer memory.");
+
+    lame_set_num_channels(m_gfp.get(), int(outputFormat.mChannelsPerFrame));
+    lame_set_in_samplerate(m_gfp.get(), int(outputFormat.mSampleRate));
+    if (lame_init_params(m_gfp.get()) == -1) {
+        ZT_FAIL(exceptionsTr("Unable to initialize the LAME encoder."));
+    }
+
+    setTempFilePath(getTemporaryFilePath());
+    m_outFile = std::fopen(QFile::encodeName(tempFilePath()).constData(), "w");
+    if (!m_outFile) {
+        ZT_FAIL(QStringLiteral("Could Not Open The Output File"));
+    }
+    setCurrentStatus(tr("Encoding %1").arg(formatName));
+
+    AudioBufferList bufferList;
+    bufferList.mNumberBuffers = 1;
+    bufferList.mBuffers[0].mData = buffer.data();
+    for (uint64_t chunk = 1;; ++chunk) {
+        bufferList.mBuffers[0].mNumberChannels = outputFormat.mChannelsPerFrame;
+        bufferList.mBuffers[0].mDataByteSize = bufferSize;
+        if (outputFormat.mBytesPerFrame == 0) {
+            ZT_FAIL(QStringLiteral("Invalid Audio Input (0 Bytes Per Frame)"));
+        }
+        uint32_t frames = 0;
+        // A read of nothing before the end is not counted: read again.
+        do {
+            frames = decoder->readAudio(&bufferList, bufferSize / outputFormat.mBytesPerFrame);
+            if (frames == 0 && decoder->isEndOfFile()) {
+                break;
+            }
+        } while (frames == 0);
+        if (frames == 0) {
+            break;
+        }
+        encodeChunk(&bufferList, frames);
+        framesRemaining -= frames;
+
+        if (chunk % 8 == 0) {
+            if (isCancelled()) {
+                break;
+            }
+            setCurrentFrame(totalFrames() - framesRemaining);
+            setCurrentStatus(
+                tr("Encoding %1 - %2%")
+                    .arg(formatName)
+                    .arg(double(float(currentFrame()) / float(totalFrames()) * 100.0f), 0, 'f', 1));
+        }
+    }
+
+    if (!isCancelled()) {
+        finishEncode();
+        FILE* stream = m_outFile;
+        m_outFile = nullptr;
+        if (std::fclose(stream) != 0) {
+            ZT_FAIL(QStringLiteral("Could Not Close The Output File."));
+        }
+        m_outFile = std::fopen(QFile::encodeName(tempFilePath()).constData(), "r+");
+        if (!m_outFile) {
+            ZT_FAIL(QStringLiteral("Could Not Open The Output File"));
+        }
+        lame_mp3_tags_fid(m_gfp.get(), m_outFile);
+    }
+
+    setSuccess(true);
+    if (m_outFile && !closeOutFile()) {
+        const NamedException failure(kIOException, QStringLiteral("Unable to close the output file."));
+        ErrorLogWindowController::logMessage(failure.reason());
+        setSuccess(false);
+    }
+    buffer = {};
+
+    if (!success()) {
+        return;
+    }
+    deletePartiallyEncodedFileIfCancelled();
+    const Preferences& preferences = Preferences::shared();
+    if (preferences.boolValue(QStringLiteral("writeMetadata"))) {
+        setCurrentStatus(tr("%1 - Writing Metadata").arg(formatName));
+        writeMetadataOnTaggingThread();
+    }
+    setCurrentStatus(tr("%1 - Moving To Output Location").arg(formatName));
+    moveEncodedFileToOutputLocation();
+    if (preferences.boolValue(QStringLiteral("saveAlbumArtworkToFile"))) {
+        saveAlbumArtworkToFile();
+    }
+    if (preferences.boolValue(QStringLiteral("addToiTunesLibrary"))) {
+        MainThread::runAndWait([this] { addToiTunes(); });
+        MainThread::runAndWait([this] { addToMusic(); });
+    }
+}
+
+void MP3EncodeOperation::configureLame(double inputSampleRate, uint32_t channels)
+{
+    lame_global_flags* gfp = m_gfp.get();
+    const EncoderSettings& format = *settings();
+
+    lame_set_bWriteVbrTag(gfp, 1);
+
+    MPEG_mode mode = NOT_SET;
+    bool forceMS = false;
+    for (const ChannelModeRow& row : kChannelModes) {
+        if (row.channelMode == format.channelMode()) {
+            mode = row.mode;
+            forceMS = row.forceMS;
+        }
+    }
+    lame_set_mode(gfp, mode);
+    if (forceMS) {
+        lame_set_force_ms(gfp, 1);
+    }
+
+    if (std::find(kOutputSampleRates.begin(), kOutputSampleRates.end(), format.sampleRate()) !=
+        kOutputSampleRates.end()) {
+        lame_set_out_samplerate(gfp, int(format.sampleRate()));
+    }
+
+    lame_set_quality(gfp, int(10 - format.quality()));
+
+    switch (format.bitrateMethod()) {
+    case EncoderSettings::ABR:
+        lame_set_VBR(gfp, vbr_abr);
+        lame_set_VBR_mean_bitrate_kbps(gfp, int(format.bitrate()));
+        break;
+    case EncoderSettings::VBR:
+        lame_set_VBR(gfp, vbr_mtrh);
+        lame_set_VBR_q(gfp, int(10 - format.vbrQuality()));
+        break;
+    default:
+        lame_set_brate(gfp, int(format.bitrate()));
+        lame_set_VBR(gfp, vbr_off);
+        break;
+    }
+
+    lame_set_findReplayGain(gfp, 0);
+}
+
+void MP3EncodeOperation::encodeChunk(const AudioBufferList* bufferList, uint32_t frameCount)
+{
+    const uint32_t channels = bufferList->mBuffers[0].mNumberChannels;
+    const size_t samples = size_t(frameCount);
+    std::vector<unsigned char> mp3 =
+        allocateZeroed<unsigned char>(mp3BufferSize(channels, frameCount), "Unable to allocate memory.");
+
+    const bool wide = m_sourceBitsPerChannel == 24 || m_sourceBitsPerChannel == 32;
+    std::vector<std::vector<int16_t>> narrow;
+    std::vector<std::vector<int32_t>> wideChannels;
+    for (uint32_t c = 0; c < channels; ++c) {
+        if (wide) {
+            wideChannels.push_back(allocateZeroed<int32_t>(samples, "Unable to allocate memory."));
+        } else {
+            narrow.push_back(allocateZeroed<int16_t>(samples, "Unable to allocate memory."));
+        }
+    }
+
+    const uint8_t* data = static_cast<const uint8_t*>(bufferList->mBuffers[0].mData);
+    switch (m_sourceBitsPerChannel) {
+    case 8:
+        // The byte in both halves, with no sign or offset change: how 8-bit
+        // sources have always been widened.
+        for (size_t i = 0; i < samples; ++i) {
+            for (uint32_t c = 0; c < channels; ++c) {
+                const uint16_t b = data[i * channels + c];
+                narrow[c][i] = int16_t(uint16_t((b << 8) | b));
+            }
+        }
+        break;
+    case 16:
+        for (size_t i = 0; i < samples; ++i) {
+            for (uint32_t c = 0; c < channels; ++c) {
+                int16_t value;
+                std::memcpy(&value, data + (i * channels + c) * 2, 2);
+                narrow[c][i] = value;
+            }
+        }
+        break;
+    case 24:
+        for (size_t i = 0; i < samples; ++i) {
+            for (uint32_t c = 0; c < channels; ++c) {
+                const uint8_t* p = data + (i * channels + c) * 3;
+                wideChannels[c][i] =
+                    int32_t((uint32_t(p[0]) << 8) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 24));
+            }
+        }
+        break;
+    case 32:
+        for (size_t i = 0; i < samples; ++i) {
+            for (uint32_t c = 0; c < channels; ++c) {
+                int32_t value;
+                std::memcpy(&value, data + (i * channels + c) * 4, 4);
+                wideChannels[c][i] = value;
+            }
+        }
+        break;
+    default:
+        NamedException::raise(kIllegalInputException, QStringLiteral("Sample size not supported"));
+    }
+
+    int written;
+    if (wide) {
+        const int* left = wideChannels[0].data();
+        const int* right = channels > 1 ? wideChannels[1].data() : left;
+        written =
+            lame_encode_buffer_int(m_gfp.get(), left, right, int(frameCount), mp3.data(), int(mp3.size()));
+    } else {
+        const short* left = narrow[0].data();
+        const short* right = channels > 1 ? narrow[1].data() : left;
+        written = lame_encode_buffer(m_gfp.get(), left, right, int(frameCount), mp3.data(), int(mp3.size()));
+    }
+    if (written < 0) {
+        ZT_FAIL(QStringLiteral("LAME encoding error."));
+    }
+    if (std::fwrite(mp3.data(), 1, size_t(written), m_outFile) != size_t(written)) {
+        ZT_FAIL(QStringLiteral("Unable to write to the output file."));
+    }
+}
+
+void MP3EncodeOperation::finishEncode()
+{
+    std::vector<unsigned char> mp3 = allocateZeroed<unsigned char>(7200, "Could Not Allocate LAME Buffer.");
+    const int written = lame_encode_flush(m_gfp.get(), mp3.data(), int(mp3.size()));
+    if (written == -1) {
+        ZT_FAIL(QStringLiteral("lame_encode_flush Failed."));
+    }
+    if (std::fwrite(mp3.data(), 1, size_t(written), m_outFile) != size_t(written)) {
+        ZT_FAIL(QStringLiteral("Could Not Write Frames To Output File."));
+    }
+}
+
+bool MP3EncodeOperation::closeOutFile()
+{
+    FILE* stream = m_outFile;
+    m_outFile = nullptr;
+    return std::fclose(stream) == 0;
+}
+
+void MP3EncodeOperation::writeMetadata()
+{
+    const AudioMetadataPtr record = metadata();
+    MP3TagWriter::writeMetadata(tempFilePath(), *record, settings().get(), inFilePath());
+}

@@ -1,0 +1,70 @@
+#pragma once
+// The MP3 encoder: converts one source into one MP3 file with LAME, following
+// one output format, then hands over to the base class for tagging, moving
+// into place, the cover file and the music library.
+//
+// main() opens the source through the decoder factory, configures LAME from
+// the settings (always with the VBR/LAME information frame and without
+// ReplayGain analysis), pulls interleaved PCM in chunks of 32 KiB (8- and
+// 24-bit sources), 64 KiB (16-bit) or 128 KiB (32-bit), splits each chunk
+// into per-channel buffers in a width LAME takes (8-bit bytes doubled into
+// 16 bits, 24-bit samples left-justified in 32 bits), writes LAME's output to
+// a temporary file, flushes, and rewrites the information frame with the
+// final counts, delay and padding. Cancellation is noticed every eighth
+// chunk; a cancelled run writes no flush and no information frame, and its
+// temporary file is removed.
+//
+// Failures are logged to the error log and leave success() false; anything
+// raised while encoding is caught once in main() and logged as "MP3 Encode
+// Operation Failed To Encode File: <name>.  Error:<reason>". On that path the
+// temporary file is left where it is, as it always was.
+//
+// Threads: main() and encodeChunk() on the operation's own thread; tags are
+// written on the tagging thread (writeMetadata()).
+
+#include "EncodeOperation.h"
+
+#include <cstdint>
+#include <lame/lame.h>
+#include <memory>
+
+struct AudioBufferList;
+
+class MP3EncodeOperation : public EncodeOperation
+{
+    Q_OBJECT
+public:
+    using EncodeOperation::EncodeOperation;
+    ~MP3EncodeOperation() override;
+
+    bool isItunesCompatible() const override { return true; }
+
+    // Bytes of one chunk for a sample width; 0 for a width LAME is not given.
+    static uint32_t chunkBufferSize(uint32_t bitsPerChannel);
+
+    static const QString kFailedToEncodeMessage; // "MP3 Encode Operation Failed To Encode File: %1. Error:%2"
+
+protected:
+    void main() override;
+    void writeMetadata() override;
+
+    // Converts and encodes frameCount frames of bufferList and appends LAME's
+    // output to the open output file. Raises NamedException on failure.
+    void encodeChunk(const AudioBufferList* bufferList, uint32_t frameCount);
+    // Flushes LAME and appends the last bytes.
+    void finishEncode();
+
+private:
+    struct LameDeleter
+    {
+        void operator()(lame_global_flags* gfp) const { lame_close(gfp); }
+    };
+
+    void encode();
+    void configureLame(double inputSampleRate, uint32_t channels);
+    // Closes m_outFile; false (errno set) when the close failed.
+    bool closeOutFile();
+
+    std::unique_ptr<lame_global_flags, LameDeleter> m_gfp;
+    uint32_t m_sourceBitsPerChannel = 0;
+};

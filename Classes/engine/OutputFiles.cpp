@@ -1,0 +1,136 @@
+#include "OutputFiles.h"
+
+#include "SafeFilename.h"
+#include "UtilityFunctions.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryFile>
+#include <QUrl>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+QString errorText(int error)
+{
+    return QString::fromLocal8Bit(strerror(error));
+}
+
+// rename() that fails with EEXIST instead of replacing; falls back to a
+// plain rename where the file system does not support the flag.
+int renameWithoutReplacing(const QByteArray& from, const QByteArray& to)
+{
+    const int result = renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE);
+    if (result == 0 || (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP)) {
+        return result;
+    }
+    if (QFileInfo::exists(QFile::decodeName(to))) {
+        errno = EEXIST;
+        return -1;
+    }
+    return ::rename(from.constData(), to.constData());
+}
+
+} // namespace
+
+QString OutputFiles::createFolderWithSafeNames(const QString& folder, QString* error)
+{
+    const QString cleaned = QDir::cleanPath(folder);
+    const QStringList components = cleaned.split(u'/', Qt::SkipEmptyParts);
+    QString current = cleaned.startsWith(u'/') ? QString() : QStringLiteral(".");
+    if (components.isEmpty()) {
+        return cleaned.startsWith(u'/') ? QStringLiteral("/") : current;
+    }
+    for (const QString& component : components) {
+        const QString existing = current + u'/' + component;
+        if (QFileInfo(existing).isDir()) {
+            current = existing;
+            continue;
+        }
+        const QString made = current + u'/' + SafeFilename::make(component);
+        if (!QFileInfo(made).isDir() && !QDir().mkdir(made)) {
+            if (error) {
+                *error = QStringLiteral("The folder “%1” could not be created.").arg(made);
+            }
+            return QString();
+        }
+        current = made;
+    }
+    return current;
+}
+
+QString OutputFiles::copyWithoutReplacing(const QString& source, const QString& destination, QString* error)
+{
+    QFile input(source);
+    if (!input.open(QIODevice::ReadOnly)) {
+        *error = input.errorString();
+        return QString();
+    }
+    const QFileInfo target(destination);
+    QTemporaryFile hidden(target.path() + QStringLiteral("/.") + target.fileName() +
+                          QStringLiteral("-XXXXXX"));
+    if (!hidden.open()) {
+        *error = hidden.errorString();
+        return QString();
+    }
+    // Large blocks: the file may be hundreds of megabytes, memory stays flat.
+    constexpr qint64 kBlockSize = 1 << 20;
+    QByteArray block;
+    while (!input.atEnd()) {
+        block = input.read(kBlockSize);
+        if (block.isEmpty() && input.error() != QFileDevice::NoError) {
+            *error = input.errorString();
+            return QString();
+        }
+        if (hidden.write(block) != block.size()) {
+            *error = hidden.errorString();
+            return QString();
+        }
+    }
+    if (!hidden.flush() || ::fsync(hidden.handle()) != 0) {
+        *error = hidden.errorString();
+        return QString();
+    }
+    hidden.setPermissions(input.permissions());
+
+    QString finalPath = destination;
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        if (renameWithoutReplacing(QFile::encodeName(hidden.fileName()), QFile::encodeName(finalPath)) == 0) {
+            hidden.setAutoRemove(false);
+            return finalPath;
+        }
+        if (errno != EEXIST) {
+            *error = errorText(errno);
+            return QString();
+        }
+        // Another operation took the name since it was chosen.
+        finalPath = uniqueFilePath(finalPath);
+    }
+    *error = errorText(EEXIST);
+    return QString();
+}
+
+bool OutputFiles::moveToTrashOrDelete(const QString& path)
+{
+    // Only a path that reads as itself when taken as a URL goes to the Trash;
+    // one that decodes to another name is deleted, never mistaken for it.
+    const QUrl url(path, QUrl::StrictMode);
+    if (url.isValid() && url.path(QUrl::FullyDecoded) == path && QFile::moveToTrash(path)) {
+        return true;
+    }
+    return QFile::remove(path);
+}
+
+bool OutputFiles::replace(const QString& source, const QString& destination, QString* error)
+{
+    if (::rename(QFile::encodeName(source).constData(), QFile::encodeName(destination).constData()) != 0) {
+        *error = errorText(errno);
+        return false;
+    }
+    return true;
+}

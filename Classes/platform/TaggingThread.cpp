@@ -1,0 +1,50 @@
+#include "TaggingThread.h"
+
+#include <QMetaObject>
+#include <QObject>
+#include <exception>
+
+TaggingThread::TaggingThread()
+    : m_thread(std::make_unique<QThread>()), m_receiver(std::make_unique<QObject>())
+{
+    m_thread->setObjectName(QStringLiteral("Sonabrik tagging"));
+    m_receiver->moveToThread(m_thread.get());
+    m_thread->start();
+}
+
+TaggingThread::~TaggingThread()
+{
+    m_thread->quit();
+    m_thread->wait();
+    // The receiver belongs to a thread that has finished; deleting it from
+    // here is safe because no event can reach it any more.
+    m_receiver.reset();
+}
+
+bool TaggingThread::isCurrentThread() const
+{
+    return QThread::currentThread() == m_thread.get();
+}
+
+void TaggingThread::runAndWait(const std::function<void()>& fn)
+{
+    if (isCurrentThread()) {
+        fn();
+        return;
+    }
+    // Exceptions cannot cross the event loop: caught there, rethrown here.
+    std::exception_ptr failure;
+    QMetaObject::invokeMethod(
+        m_receiver.get(),
+        [&] {
+            try {
+                fn();
+            } catch (...) {
+                failure = std::current_exception();
+            }
+        },
+        Qt::BlockingQueuedConnection);
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
