@@ -186,9 +186,12 @@ void MP3EncodeOperation::encode()
     }
     std::vector<uint8_t> buffer = allocateZeroed<uint8_t>(bufferSize, "Unable to allocate Buffer memory.");
 
-    lame_set_num_channels(m_gfp.get(), int(outputFormat.mChannelsPerFrame));
-    lame_set_in_samplerate(m_gfp.get(), int(outputFormat.mSampleRate));
-    if (lame_init_params(m_gfp.get()) == -1) {
+    // LAME refuses more than two channels already when told the count, and
+    // would then go on with its default of two: a refusal of any of the three
+    // is a refusal of the parameters.
+    const bool channelsTaken = lame_set_num_channels(m_gfp.get(), int(outputFormat.mChannelsPerFrame)) >= 0;
+    const bool rateTaken = lame_set_in_samplerate(m_gfp.get(), int(outputFormat.mSampleRate)) >= 0;
+    if (!channelsTaken || !rateTaken || lame_init_params(m_gfp.get()) == -1) {
         ZT_FAIL(exceptionsTr("Unable to initialize the LAME encoder."));
     }
 

@@ -1,0 +1,212 @@
+// Whole conversions from WAV sources of every sample width, checked with
+// FFmpeg: a valid MP3 of the right rate, channels and bit rate, exactly the
+// source's length (the information frame carries delay and padding), the
+// source's waveform, and the Xing/Info and LAME headers in the first frame.
+
+#include "MP3EncodeOperation.h"
+#include "Encoding.h"
+#include "ErrorLogWindowController.h"
+#include "Fixtures.h"
+#include "Pcm.h"
+#include "Tools.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <gtest/gtest.h>
+
+namespace {
+
+QJsonObject probeStream(const QString& path)
+{
+    const ToolResult result =
+        runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_streams", "-of", "json", path});
+    EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
+    return QJsonDocument::fromJson(result.standardOutput)["streams"][0].toObject();
+}
+
+// The first MPEG frame after any ID3v2 tag.
+QByteArray firstFrame(const QString& path)
+{
+    const QByteArray bytes = fileBytes(path);
+    qsizetype offset = 0;
+    if (bytes.startsWith("ID3") && bytes.size() > 10) {
+        offset = 10 + ((bytes[6] & 0x7F) << 21 | (bytes[7] & 0x7F) << 14 | (bytes[8] & 0x7F) << 7 |
+                       (bytes[9] & 0x7F));
+    }
+    return bytes.mid(offset, 1500);
+}
+
+// The channel-mode bits of the first frame's header (the information frame
+// carries the stream's mode).
+int firstFrameMode(const QString& path)
+{
+    const QByteArray frame = firstFrame(path);
+    return frame.size() > 3 ? (uchar(frame[3]) >> 6) & 3 : -1;
+}
+
+struct ConversionCase
+{
+    const char* source;
+    int method; // 0 CBR, 1 ABR, 2 VBR
+};
+
+std::string caseName(const testing::TestParamInfo<ConversionCase>& info)
+{
+    static const char* const kMethods[] = {"CBR", "ABR", "VBR"};
+    return testNameOf(QString::fromLatin1(info.param.source).section(u'.', 0, 0)) + "_" +
+           kMethods[info.param.method];
+}
+
+} // namespace
+
+class Conversion : public testing::TestWithParam<ConversionCase>
+{
+};
+
+TEST_P(Conversion, matchesTheSourceInFFmpeg)
+{
+    const ConversionCase c = GetParam();
+    ScratchDir out;
+    PreferencesScope preferences({{"destinationDirectory", out.path()}});
+    ErrorLogCapture log;
+    BasicEncodeDelegate delegate;
+    const QString source = Fixtures::generated(QString::fromLatin1(c.source));
+    MP3EncodeOperation operation(source, source);
+    operation.setDelegate(&delegate);
+    operation.setSettings(mp3Format(c.method));
+    runOperation(operation);
+
+    ASSERT_TRUE(operation.success()) << log.messages().join(u'\n').toStdString();
+    const QString output = out.file(QFileInfo(source).completeBaseName() + QStringLiteral(".mp3"));
+    ASSERT_EQ(operation.outFilePath(), output);
+    ASSERT_TRUE(QFileInfo::exists(output));
+    EXPECT_FALSE(QFileInfo::exists(operation.tempFilePath())) << "the temporary file is gone";
+    EXPECT_EQ(delegate.createdOutputPaths(), QStringList{output});
+
+    const Pcm original = decodeWithFFmpeg(source);
+    const QJsonObject stream = probeStream(output);
+    EXPECT_EQ(stream["codec_name"].toString(), QStringLiteral("mp3"));
+    EXPECT_EQ(stream["sample_rate"].toString().toDouble(), original.sampleRate);
+    EXPECT_EQ(stream["channels"].toInt(), original.channels);
+    const double bitrate = stream["bit_rate"].toString().toDouble();
+    if (c.method == 0) {
+        EXPECT_EQ(bitrate, 128000);
+    } else {
+        EXPECT_GT(bitrate, 32000);
+        EXPECT_LT(bitrate, 256000);
+    }
+
+    const QByteArray frame = firstFrame(output);
+    EXPECT_TRUE(frame.contains(c.method == 0 ? "Info" : "Xing")) << frame.left(64).toHex().toStdString();
+    EXPECT_TRUE(frame.contains("LAME"));
+
+    const Pcm encoded = decodeWithFFmpeg(output);
+    EXPECT_EQ(encoded.frames(), original.frames()) << "delay and padding are honoured";
+    for (int channel = 0; channel < original.channels; ++channel) {
+        const Alignment alignment = bestAlignment(original, encoded, 1200, channel);
+        EXPECT_GT(alignment.correlation, 0.99) << "channel " << channel;
+        EXPECT_LE(std::abs(alignment.lag), 1) << "channel " << channel;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(WavSources, Conversion,
+                         testing::ValuesIn(std::vector<ConversionCase>{
+                             {"encode-8-mono-22050.wav", 0},
+                             {"encode-8-stereo-44100.wav", 1},
+                             {"encode-16-mono-48000.wav", 2},
+                             {"encode-16-stereo-44100.wav", 0},
+                             {"encode-16-stereo-44100.wav", 1},
+                             {"encode-16-stereo-44100.wav", 2},
+                             {"encode-24-mono-44100.wav", 1},
+                             {"encode-24-stereo-48000.wav", 2},
+                             {"encode-24-stereo-48000.wav", 0},
+                             {"encode-32-mono-44100.wav", 2},
+                             {"encode-32-stereo-22050.wav", 0},
+                             {"encode-32-stereo-22050.wav", 1},
+                             {"encode-8-stereo-44100.wav", 2},
+                             {"encode-16-mono-48000.wav", 0},
+                         }),
+                         caseName);
+
+// The output format's channel mode and sample rate reach LAME.
+TEST(MP3EncodeOperation, channelModeAndOutputRate)
+{
+    struct Case
+    {
+        int channelMode;
+        int sampleRate;
+        int headerMode; // MPEG header: 0 stereo, 1 joint stereo, 3 mono
+        double outputRate;
+        int channels;
+    };
+    const QString source = Fixtures::generated(QStringLiteral("encode-16-stereo-44100.wav"));
+    for (const Case& c :
+         {Case{1, 44100, 0, 44100, 2}, Case{2, 22050, 1, 22050, 2}, Case{3, 96000, 3, 44100, 1}}) {
+        ScratchDir out;
+        PreferencesScope preferences({{"destinationDirectory", out.path()}});
+        BasicEncodeDelegate delegate;
+        MP3EncodeOperation operation(source, source);
+        operation.setDelegate(&delegate);
+        operation.setSettings(mp3Format(0, 96, 8, c.channelMode, c.sampleRate));
+        runOperation(operation);
+        ASSERT_TRUE(operation.success());
+        const QJsonObject stream = probeStream(operation.outFilePath());
+        EXPECT_EQ(stream["sample_rate"].toString().toDouble(), c.outputRate) << c.channelMode;
+        EXPECT_EQ(stream["channels"].toInt(), c.channels) << c.channelMode;
+        EXPECT_EQ(firstFrameMode(operation.outFilePath()), c.headerMode) << c.channelMode;
+    }
+}
+
+TEST(MP3EncodeOperation, chunkSizesBySampleWidth)
+{
+    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(8), 32768u);
+    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(16), 65536u);
+    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(24), 32768u);
+    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(32), 131072u);
+    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(20), 0u);
+}
+
+// Sources LAME cannot take, and sources nothing can open, fail with their
+// message and leave nothing behind, neither output nor temporary file.
+TEST(MP3EncodeOperation, failuresLeaveNoFiles)
+{
+    ScratchDir in;
+    const QString notAudio = in.file(QStringLiteral("notes.wav"));
+    QFile text(notAudio);
+    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
+    text.write("not a sound");
+    text.close();
+    const QString threeChannels = Fixtures::generated(QStringLiteral("encode-3-channels.wav"));
+
+    struct Case
+    {
+        QString source;
+        QString message;
+    };
+    for (const Case& c : {
+             Case{threeChannels,
+                  QStringLiteral("MP3 Encode Operation Failed To Encode File: encode-3-channels.wav.  "
+                                 "Error:Unable to initialize the LAME encoder.")},
+             Case{notAudio,
+                  QStringLiteral("MP3 Encode Operation Aborting. Could Not Initialize Any Decoder For "
+                                 "File: %1.")
+                      .arg(notAudio)},
+         }) {
+        ScratchDir out;
+        PreferencesScope preferences({{"destinationDirectory", out.path()}});
+        ErrorLogCapture log;
+        BasicEncodeDelegate delegate;
+        MP3EncodeOperation operation(c.source, c.source);
+        operation.setDelegate(&delegate);
+        operation.setSettings(mp3Format(2));
+        runOperation(operation);
+        EXPECT_TRUE(operation.isFinished());
+        EXPECT_FALSE(operation.success());
+        EXPECT_TRUE(log.contains(c.message)) << log.messages().join(u'\n').toStdString();
+        EXPECT_TRUE(QDir(out.path()).isEmpty()) << "no output";
+        EXPECT_TRUE(operation.tempFilePath().isEmpty() || !QFileInfo::exists(operation.tempFilePath()));
+    }
+}
