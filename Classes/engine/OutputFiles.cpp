@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStandardPaths>
 #include <QTemporaryFile>
 #include <QUrl>
 #include <cerrno>
@@ -119,6 +120,9 @@ bool OutputFiles::moveToTrashOrDelete(const QString& path)
 {
     // Only a path that reads as itself when taken as a URL goes to the Trash;
     // one that decodes to another name is deleted, never mistaken for it.
+    // The Trash lives in the data folder, which a fresh account may lack; the
+    // Trash will not make it, and a failed trash means deleting.
+    QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
     const QUrl url(path, QUrl::StrictMode);
     if (url.isValid() && url.path(QUrl::FullyDecoded) == path && QFile::moveToTrash(path)) {
         return true;

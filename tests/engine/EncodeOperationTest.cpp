@@ -1,0 +1,275 @@
+// Where a finished file goes and what happens to what was there: collisions,
+// the iTunes folder, the overwrite question, the Trash, cancellation, kept
+// folder structure and cover files. Real encodes of a short source.
+
+#include "Encoding.h"
+#include "ErrorLogWindowController.h"
+#include "Fixtures.h"
+#include "MP3EncodeOperation.h"
+#include "Tools.h"
+#include "UtilityFunctions.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+QString shortSource()
+{
+    return Fixtures::generated(QStringLiteral("encode-16-mono-48000.wav"));
+}
+
+// A copy of the short source under another name.
+QString sourceNamed(const ScratchDir& dir, const QString& relativePath)
+{
+    const QString path = dir.file(relativePath);
+    QDir().mkpath(QFileInfo(path).path());
+    QFile::copy(shortSource(), path);
+    return path;
+}
+
+void writeFile(const QString& path, const QByteArray& bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+QStringList filesBelow(const QString& folder)
+{
+    QStringList files;
+    QDirIterator it(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        files << QDir(folder).relativeFilePath(it.next());
+    }
+    files.sort();
+    return files;
+}
+
+QString trashFolder()
+{
+    return QDir::homePath() + QStringLiteral("/.local/share/Trash/files");
+}
+
+// Temporary files of this process's session.
+QStringList temporaryFiles()
+{
+    return QDir(QDir::tempPath())
+        .entryList({QStringLiteral("Wavecrate-%1-*").arg(uint32_t(getsid(0)), 8, 16, QLatin1Char('0'))},
+                   QDir::Files);
+}
+
+struct Encode
+{
+    BasicEncodeDelegate& delegate;
+    std::unique_ptr<MP3EncodeOperation> operation;
+
+    Encode(BasicEncodeDelegate& delegate, const QString& source, const QString& topLevel = QString())
+        : delegate(delegate),
+          operation(std::make_unique<MP3EncodeOperation>(source, topLevel.isEmpty() ? source : topLevel))
+    {
+        operation->setDelegate(&delegate);
+        operation->setSettings(mp3Format(0, 64));
+    }
+    MP3EncodeOperation* operator->() { return operation.get(); }
+    void run() { runOperation(*operation); }
+};
+
+} // namespace
+
+TEST(EncodeOperation, temporaryFilesAreUniqueEmptyAndNamedForTheSession)
+{
+    const QString first = getTemporaryFilePath();
+    const QString second = getTemporaryFilePath();
+    const QRegularExpression name(QStringLiteral("^%1/Wavecrate-%2-[A-Za-z0-9]{8}$")
+                                      .arg(QRegularExpression::escape(QDir::tempPath()))
+                                      .arg(uint32_t(getsid(0)), 8, 16, QLatin1Char('0')));
+    EXPECT_TRUE(name.match(first).hasMatch()) << first.toStdString();
+    EXPECT_NE(first, second);
+    EXPECT_EQ(QFileInfo(first).size(), 0);
+    EXPECT_TRUE(QFileInfo::exists(second));
+    QFile::remove(first);
+    QFile::remove(second);
+}
+
+TEST(EncodeOperation, existingOutputsGetNumberedNames)
+{
+    ScratchDir in, out;
+    PreferencesScope preferences({{"destinationDirectory", out.path()}});
+    BasicEncodeDelegate delegate;
+    const QString source = sourceNamed(in, QStringLiteral("song.wav"));
+    const QStringList names{"song.mp3", "song 2.mp3", "song 3.mp3"};
+    for (const QString& name : names) {
+        Encode encode(delegate, source);
+        encode.run();
+        ASSERT_TRUE(encode->success());
+        EXPECT_EQ(encode->outFilePath(), out.file(name));
+    }
+    EXPECT_EQ(filesBelow(out.path()), QStringList({"song 2.mp3", "song 3.mp3", "song.mp3"}));
+    EXPECT_EQ(uniqueFilePath(in.file(QStringLiteral("no-extension"))),
+              in.file(QStringLiteral("no-extension")));
+    writeFile(in.file(QStringLiteral("README")), "x");
+    EXPECT_EQ(uniqueFilePath(in.file(QStringLiteral("README"))), in.file(QStringLiteral("README 2")));
+}
+
+TEST(EncodeOperation, refusesTheITunesFolder)
+{
+    const QString iTunes = QDir::homePath() + QStringLiteral("/Music/iTunes/iTunes Media");
+    PreferencesScope preferences({{"destinationDirectory", iTunes}});
+    ErrorLogCapture log;
+    BasicEncodeDelegate delegate;
+    Encode encode(delegate, shortSource());
+    encode.run();
+    EXPECT_TRUE(encode->isFinished());
+    EXPECT_FALSE(encode->success());
+    EXPECT_EQ(log.messages(), QStringList{EncodeOperation::kITunesFolderMessage});
+    EXPECT_FALSE(QFileInfo::exists(iTunes));
+}
+
+// With overwriting and prompting on, an existing output pauses the operation.
+// Run again with the answer, the finished file replaces the old one through a
+// sibling copy, and the old one goes to the Trash.
+TEST(EncodeOperation, overwritePausesThenReplacesThroughTheTrash)
+{
+    ScratchDir in, out;
+    PreferencesScope preferences({{"destinationDirectory", out.path()},
+                                  {"overwriteOutputFiles", true},
+                                  {"promptBeforeOverwriting", true}});
+    QDir(trashFolder()).removeRecursively();
+    BasicEncodeDelegate delegate;
+    const QString source = sourceNamed(in, QStringLiteral("song.wav"));
+    const QString existing = out.file(QStringLiteral("song.mp3"));
+    writeFile(existing, "the user's old file");
+
+    Encode encode(delegate, source);
+    encode.run();
+    EXPECT_TRUE(encode->waitingUserInput());
+    EXPECT_FALSE(encode->isExecuting());
+    EXPECT_FALSE(encode->isFinished());
+    EXPECT_EQ(fileBytes(existing), QByteArray("the user's old file")) << "nothing touched while asking";
+    EXPECT_TRUE(encode->outputFileExistedBeforeEncode());
+
+    // The user said "replace".
+    encode.run();
+    ASSERT_TRUE(encode->isFinished());
+    ASSERT_TRUE(encode->success());
+    EXPECT_FALSE(encode->waitingUserInput());
+    EXPECT_EQ(encode->outFilePath(), existing);
+    EXPECT_EQ(filesBelow(out.path()), QStringList{"song.mp3"}) << "no sibling copy and no hidden file left";
+    EXPECT_TRUE(fileBytes(existing).contains("LAME"));
+    EXPECT_EQ(fileBytes(trashFolder() + QStringLiteral("/song.mp3")), QByteArray("the user's old file"));
+
+    // The replaced path now counts as made in this run.
+    EXPECT_EQ(delegate.createdOutputPaths(), QStringList{existing});
+}
+
+TEST(EncodeOperation, cancelledEncodeRemovesItsTemporaryFile)
+{
+    ScratchDir out;
+    PreferencesScope preferences({{"destinationDirectory", out.path()}});
+    BasicEncodeDelegate delegate;
+    Encode encode(delegate, Fixtures::generated(QStringLiteral("encode-long-stereo.wav")));
+    QString temporary;
+    bool sawTemporaryFile = false;
+    // Cancel as soon as encoding starts: the loop notices at the eighth chunk.
+    QObject::connect(
+        encode.operation.get(), &EncodeOperation::currentStatusChanged, encode.operation.get(),
+        [&] {
+            if (encode->currentStatus().startsWith(QStringLiteral("Encoding")) && !encode->isCancelled()) {
+                temporary = encode->tempFilePath();
+                sawTemporaryFile = QFileInfo::exists(temporary);
+                encode->cancel();
+            }
+        },
+        Qt::DirectConnection);
+    const QStringList before = temporaryFiles();
+    encode.run();
+    EXPECT_TRUE(encode->isFinished());
+    EXPECT_TRUE(encode->success());
+    EXPECT_TRUE(sawTemporaryFile);
+    EXPECT_FALSE(QFileInfo::exists(temporary)) << "removed by /bin/rm";
+    EXPECT_TRUE(filesBelow(out.path()).isEmpty());
+    EXPECT_EQ(temporaryFiles(), before);
+    EXPECT_TRUE(delegate.createdOutputPaths().isEmpty());
+}
+
+// The added folder's own name and the sub-folders below it are repeated
+// under the output folder; folders that have to be made get safe names.
+TEST(EncodeOperation, keepsTheFolderStructureWithSafeNewFolders)
+{
+    ScratchDir in, out;
+    PreferencesScope preferences(
+        {{"destinationDirectory", out.path()}, {"preserveInputFileDirectoryStructure", true}});
+    BasicEncodeDelegate delegate;
+    const QString source = sourceNamed(in, QStringLiteral("Best: Of/CD1/01.wav"));
+    Encode encode(delegate, source, in.file(QStringLiteral("Best: Of")));
+    encode.run();
+    ASSERT_TRUE(encode->success());
+    EXPECT_EQ(encode->outFilePath(), out.file(QStringLiteral("Best: Of/CD1/01.mp3")));
+    EXPECT_EQ(filesBelow(out.path()), QStringList{"Best_ Of/CD1/01.mp3"});
+}
+
+TEST(EncodeOperation, savesTheCoverWithAnExtensionByItsType)
+{
+    struct Case
+    {
+        const char* image;
+        const char* file;
+    };
+    for (const Case& c :
+         {Case{"art.png", "cover.png"}, Case{"art.webp", "cover.jpg"}, Case{"art.gif", "cover.gif"}}) {
+        ScratchDir out;
+        PreferencesScope preferences(
+            {{"destinationDirectory", out.path()}, {"saveAlbumArtworkToFile", true}});
+        BasicEncodeDelegate delegate;
+        Encode encode(delegate, shortSource());
+        auto metadata = std::make_shared<AudioMetadata>();
+        const QByteArray image = fileBytes(Fixtures::generated(QString::fromLatin1(c.image)));
+        auto artwork = std::make_shared<AlbumArtwork>();
+        artwork->setData(image);
+        metadata->setAlbumArtwork(artwork);
+        encode->setMetadata(metadata);
+        encode.run();
+        ASSERT_TRUE(encode->success());
+        EXPECT_EQ(fileBytes(out.file(QString::fromLatin1(c.file))), image) << c.image;
+    }
+}
+
+// Writing metadata only into an MP3 source: the file keeps its audio and
+// place and gets the record's tags; other sources are refused.
+TEST(EncodeOperation, metadataOnlyRewritesAnMP3InPlace)
+{
+    ScratchDir in;
+    PreferencesScope preferences;
+    ErrorLogCapture log;
+    BasicEncodeDelegate delegate;
+    const QString mp3 = in.file(QStringLiteral("tagged.mp3"));
+    QFile::copy(Fixtures::generated(QStringLiteral("tag-base.mp3")), mp3);
+    QFile::setPermissions(mp3, QFile::ReadOwner | QFile::WriteOwner);
+    const QString wav = sourceNamed(in, QStringLiteral("plain.wav"));
+
+    for (const QString& source : {mp3, wav}) {
+        Encode encode(delegate, source);
+        auto format = mp3Format(0);
+        format->setEncoderAction(EncoderSettings::UpdateMetadataOnlyAction);
+        encode->setSettings(format);
+        auto metadata = std::make_shared<AudioMetadata>();
+        metadata->setTrackTitle(QStringLiteral("New Title"));
+        encode->setMetadata(metadata);
+        encode.run();
+        EXPECT_TRUE(encode->isFinished());
+        EXPECT_EQ(encode->success(), source == mp3);
+    }
+    EXPECT_TRUE(fileBytes(mp3).contains("New Title"));
+    EXPECT_EQ(filesBelow(in.path()), QStringList({"plain.wav", "tagged.mp3"}));
+    EXPECT_EQ(log.messages(),
+              QStringList{QStringLiteral("Could Not Write Metadata To: %1.  Sonabrik Only Supports "
+                                         "Writing Metadata To MP3 Files.")
+                              .arg(wav)});
+}

@@ -1,0 +1,163 @@
+// Tags of encoded files as mutagen and TagLib read them, for each ID3v2
+// version choice, with ID3v1 and APE tags beside.
+
+#include "MP3TagWriter.h"
+#include "Encoding.h"
+#include "ErrorLogWindowController.h"
+#include "Fixtures.h"
+#include "MP3EncodeOperation.h"
+#include "TagDump.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <gtest/gtest.h>
+#include <lame/lame.h>
+#include <taglib/fileref.h>
+#include <taglib/mpegfile.h>
+#include <taglib/tpropertymap.h>
+
+namespace {
+
+AudioMetadataPtr fullRecord()
+{
+    auto metadata = std::make_shared<AudioMetadata>();
+    metadata->setTrackTitle(QStringLiteral("Ελληνικά ♫"));
+    metadata->setTrackArtist(QStringLiteral("Artist"));
+    metadata->setAlbumTitle(QStringLiteral("Album"));
+    metadata->setTotalTracks(12);
+    metadata->setTrackYear(2010);
+    metadata->setTrackComment(QStringLiteral("own comment"));
+    metadata->setLyrics(QStringLiteral("sing\nalong"));
+    auto artwork = std::make_shared<AlbumArtwork>();
+    artwork->setData(fileBytes(Fixtures::generated(QStringLiteral("art.jpg"))));
+    metadata->setAlbumArtwork(artwork);
+    return metadata;
+}
+
+QString encodeWithTags(const ScratchDir& out, const AudioMetadataPtr& metadata)
+{
+    BasicEncodeDelegate delegate;
+    const QString source = Fixtures::generated(QStringLiteral("encode-16-mono-48000.wav"));
+    MP3EncodeOperation operation(source, source);
+    operation.setDelegate(&delegate);
+    operation.setSettings(mp3Format(0, 64));
+    operation.setMetadata(metadata);
+    runOperation(operation);
+    EXPECT_TRUE(operation.success());
+    return operation.outFilePath();
+}
+
+struct VersionCase
+{
+    int preference;
+    int version;
+    int encoding; // as mutagen reports it
+};
+
+} // namespace
+
+class ID3v2Versions : public testing::TestWithParam<VersionCase>
+{
+};
+
+TEST_P(ID3v2Versions, readBackInMutagenAndTagLib)
+{
+    const VersionCase c = GetParam();
+    ScratchDir out;
+    PreferencesScope preferences({{"destinationDirectory", out.path()},
+                                  {"WriteMP3ID3v2TagVersion", c.preference},
+                                  {"writeMP3ApeTag", true}});
+    const QString path = encodeWithTags(out, fullRecord());
+    const bool latin1 = c.encoding == 0;
+    const QString title = latin1 ? QStringLiteral("???????? ?") : QStringLiteral("Ελληνικά ♫");
+
+    const QJsonObject tags = mutagenTags(path);
+    const QJsonObject id3 = tags["id3v2"].toObject();
+    EXPECT_EQ(id3["version"].toArray()[1].toInt(), c.version);
+    const QJsonObject frames = id3["frames"].toObject();
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), title);
+    EXPECT_EQ(frames["TIT2"][0]["encoding"].toInt(), c.encoding);
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TRCK")), QStringLiteral("/12"));
+    EXPECT_EQ(frames["COMM"][0]["text"][0].toString(), QStringLiteral("own comment"));
+    EXPECT_EQ(frames["USLT"][0]["text"][0].toString(), QStringLiteral("sing\nalong"));
+    EXPECT_EQ(frames["APIC"][0]["mime"].toString(), QStringLiteral("image/jpeg"));
+    EXPECT_EQ(QByteArray::fromHex(frames["APIC"][0]["data"].toString().toLatin1()),
+              fileBytes(Fixtures::generated(QStringLiteral("art.jpg"))));
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TENC")),
+              QStringLiteral("LAME %1 via Sonabrik %2").arg(get_lame_short_version(), SONABRIK_VERSION));
+
+    const QJsonObject v1 = tags["id3v1"].toObject();
+    EXPECT_EQ(v1["TPE1"].toString(), QStringLiteral("Artist"));
+    EXPECT_EQ(v1["TDRC"].toString(), QStringLiteral("2010"));
+    const QJsonObject ape = tags["ape"].toObject();
+    EXPECT_EQ(ape["TITLE"].toString(), QStringLiteral("Ελληνικά ♫"))
+        << "APE keeps UTF-8 whatever the ID3 choice";
+    EXPECT_EQ(ape["TRACKTOTAL"].toString(), QStringLiteral("12"));
+    EXPECT_TRUE(ape["Cover Art (front)"].isObject());
+
+    // TagLib's own reading of the same file agrees.
+    TagLib::FileRef file(QFile::encodeName(path).constData());
+    ASSERT_FALSE(file.isNull());
+    EXPECT_EQ(QString::fromStdString(file.tag()->title().to8Bit(true)), title);
+    EXPECT_EQ(QString::fromStdString(file.file()->properties()["LYRICS"].toString().to8Bit(true)),
+              QStringLiteral("sing\nalong"));
+    EXPECT_GT(file.audioProperties()->lengthInMilliseconds(), 900);
+}
+
+INSTANTIATE_TEST_SUITE_P(Choices, ID3v2Versions,
+                         testing::Values(VersionCase{1, 4, 3}, VersionCase{2, 3, 1}, VersionCase{3, 3, 0},
+                                         VersionCase{4, 4, 1}, VersionCase{5, 4, 0}, VersionCase{0, 4, 3}),
+                         [](const testing::TestParamInfo<VersionCase>& info) {
+                             return "preference_" + std::to_string(info.param.preference);
+                         });
+
+// Strip first: with every kind off the file ends with no tag at all, also
+// when it had some.
+TEST(MP3TagWriter, noTagKindLeavesNoTag)
+{
+    ScratchDir dir;
+    PreferencesScope preferences(
+        {{"writeMP3ID3v2Tag", false}, {"writeMP3ID3v1Tag", false}, {"writeMP3ApeTag", false}});
+    const QString path = dir.file(QStringLiteral("old.mp3"));
+    QFile::copy(Fixtures::generated(QStringLiteral("tag-base.mp3")), path);
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+    runMutagen(
+        QStringLiteral("import sys\nfrom mutagen.id3 import ID3, TIT2\nfrom mutagen.apev2 import APEv2\n"
+                       "a = APEv2()\na['Title'] = 'old'\na.save(sys.argv[1])\n"
+                       "t = ID3()\nt.add(TIT2(encoding=3, text='old'))\nt.save(sys.argv[1], v1=2)\n"),
+        path);
+    const QJsonObject before = mutagenTags(path);
+    ASSERT_TRUE(before.contains("ape") && before.contains("id3v2"));
+    ASSERT_TRUE(fileBytes(path).contains("TAGold"));
+    auto format = mp3Format(0);
+    MP3TagWriter::writeMetadata(path, *fullRecord(), format.get(), QStringLiteral("/music/source.flac"));
+    EXPECT_TRUE(mutagenTags(path).isEmpty());
+    EXPECT_FALSE(fileBytes(path).contains("TAGold")) << "no ID3v1 tag left";
+}
+
+TEST(MP3TagWriter, commentFromTheFormatStringAndNoEncodedBy)
+{
+    ScratchDir dir;
+    PreferencesScope preferences({{"writeEncodedByMetadataTag", false},
+                                  {"writeFormatStringToComments", true},
+                                  {"commentsFormatString", "{trackArtist}: converted to {outputFormat}"},
+                                  {"writeMP3ApeTag", true}});
+    const QString path = dir.file(QStringLiteral("out.mp3"));
+    QFile::copy(Fixtures::generated(QStringLiteral("tag-base.mp3")), path);
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+    auto format = mp3Format(0);
+    MP3TagWriter::writeMetadata(path, *fullRecord(), format.get(), QStringLiteral("/music/source.flac"));
+    const QJsonObject tags = mutagenTags(path);
+    const QString expected = QStringLiteral("Artist: converted to MP3");
+    EXPECT_EQ(tags["id3v2"]["frames"]["COMM"][0]["text"][0].toString(), expected);
+    EXPECT_EQ(tags["id3v1"]["COMM"].toString(), expected);
+    EXPECT_EQ(tags["ape"]["COMMENT"].toString(), expected);
+    EXPECT_FALSE(tags["id3v2"]["frames"].toObject().contains("TENC"));
+    EXPECT_FALSE(tags["ape"].toObject().contains("ENCODEDBY"));
+
+    // An MP3 source under the skip action is never touched.
+    const QByteArray before = fileBytes(path);
+    format->setEncoderAction(EncoderSettings::SkipAction);
+    MP3TagWriter::writeMetadata(path, AudioMetadata(), format.get(), path);
+    EXPECT_EQ(fileBytes(path), before);
+}
