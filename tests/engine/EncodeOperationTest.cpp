@@ -83,21 +83,6 @@ struct Encode
 
 } // namespace
 
-TEST(EncodeOperation, temporaryFilesAreUniqueEmptyAndNamedForTheSession)
-{
-    const QString first = getTemporaryFilePath();
-    const QString second = getTemporaryFilePath();
-    const QRegularExpression name(QStringLiteral("^%1/Wavecrate-%2-[A-Za-z0-9]{8}$")
-                                      .arg(QRegularExpression::escape(QDir::tempPath()))
-                                      .arg(uint32_t(getsid(0)), 8, 16, QLatin1Char('0')));
-    EXPECT_TRUE(name.match(first).hasMatch()) << first.toStdString();
-    EXPECT_NE(first, second);
-    EXPECT_EQ(QFileInfo(first).size(), 0);
-    EXPECT_TRUE(QFileInfo::exists(second));
-    QFile::remove(first);
-    QFile::remove(second);
-}
-
 TEST(EncodeOperation, existingOutputsGetNumberedNames)
 {
     ScratchDir in, out;

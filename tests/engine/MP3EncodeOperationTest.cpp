@@ -160,15 +160,6 @@ TEST(MP3EncodeOperation, channelModeAndOutputRate)
     }
 }
 
-TEST(MP3EncodeOperation, chunkSizesBySampleWidth)
-{
-    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(8), 32768u);
-    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(16), 65536u);
-    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(24), 32768u);
-    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(32), 131072u);
-    EXPECT_EQ(MP3EncodeOperation::chunkBufferSize(20), 0u);
-}
-
 // Sources LAME cannot take, and sources nothing can open, fail with their
 // message and leave nothing behind, neither output nor temporary file.
 TEST(MP3EncodeOperation, failuresLeaveNoFiles)

@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# Times Sonabrik's encode of a 60-second 44.1 kHz stereo WAV beside the lame
+# tool on the same file with the same settings (ReplayGain analysis off in
+# both), and measures the peak memory of converting a long file.
+#
+#   bash benchmarks/encode-vs-lame.sh [BUILD_DIR] [LONG_MINUTES]
+#
+# BUILD_DIR defaults to build/ (it must hold benchmarks/sonabrik-encode-driver);
+# LONG_MINUTES (default 60) is the length of the file for the memory check,
+# 0 to skip it. Times are CPU seconds (user + system), the best of three runs;
+# the machine is shared, so read the ratios, not the absolute numbers.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=${1:-$root/build}
+long_minutes=${2:-60}
+driver=$build/benchmarks/sonabrik-encode-driver
+[ -x "$driver" ] || { echo "build $driver first (cmake --build $build --target sonabrik-encode-driver)" >&2; exit 1; }
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# Music-like content: a sweep on the left, pink noise on the right, fixed seed.
+sox -R -D -V1 -n -r 44100 -c 2 -b 16 "$work/in.wav" synth 60 sine 100-8000 pinknoise gain -6
+
+# cpu_and_peak COMMAND...: prints "cpu_seconds peak_kb" of one run.
+cpu_and_peak() {
+    /usr/bin/time -f '%U %S %M' -o "$work/time" "$@" > /dev/null
+    awk '{ printf "%.3f %d\n", $1 + $2, $3 }' "$work/time"
+}
+
+# best_of_three COMMAND...: the lowest CPU time of three runs.
+best_of_three() {
+    local best=""
+    for _ in 1 2 3; do
+        rm -rf "$work/out" && mkdir -p "$work/out"
+        local t
+        t=$(cpu_and_peak "$@" | cut -d' ' -f1)
+        if [ -z "$best" ] || awk -v a="$t" -v b="$best" 'BEGIN { exit !(a < b) }'; then best=$t; fi
+    done
+    echo "$best"
+}
+
+compare() {
+    local label=$1 driver_args=$2 lame_args=$3
+    # shellcheck disable=SC2086
+    local ours theirs
+    ours=$(best_of_three "$driver" $driver_args "$work/in.wav" "$work/out")
+    # shellcheck disable=SC2086
+    theirs=$(best_of_three lame --quiet --noreplaygain $lame_args "$work/in.wav" "$work/out/lame.mp3")
+    awk -v l="$label" -v o="$ours" -v t="$theirs" \
+        'BEGIN { printf "%-10s sonabrik %7.3f s   lame %7.3f s   ratio %.3f\n", l, o, t, o / t }'
+}
+
+echo "60 s of 44.1 kHz stereo, CPU seconds, best of three:"
+compare "VBR V2" "vbr 8" "-V 2 -q 2"
+compare "CBR 192" "cbr 192" "-b 192 -q 2"
+
+idle=$(cpu_and_peak "$driver" idle | cut -d' ' -f2)
+rm -rf "$work/out" && mkdir -p "$work/out"
+short_peak=$(cpu_and_peak "$driver" cbr 192 "$work/in.wav" "$work/out" | cut -d' ' -f2)
+echo "peak memory: idle ${idle} KiB, 60 s file $((short_peak - idle)) KiB above idle"
+
+if [ "$long_minutes" -gt 0 ]; then
+    rm -f "$work/in.wav"
+    sox -R -D -V1 -n -r 44100 -c 2 -b 16 "$work/long.wav" synth $((long_minutes * 60)) sine 100-8000 pinknoise gain -6
+    rm -rf "$work/out" && mkdir -p "$work/out"
+    long_peak=$(cpu_and_peak "$driver" cbr 192 "$work/long.wav" "$work/out" | cut -d' ' -f2)
+    echo "peak memory: ${long_minutes} min file $((long_peak - idle)) KiB above idle"
+fi
