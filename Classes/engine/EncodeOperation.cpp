@@ -183,9 +183,8 @@ AudioMetadataPtr EncodeOperation::metadata()
             return m_metadata;
         }
     }
-    // No reader of source tags is wired in yet: an operation that was handed
-    // no record works with an empty one.
-    auto metadata = std::make_shared<AudioMetadata>();
+    // Read outside the lock: reading may take a while and never fails.
+    AudioMetadataPtr metadata = AudioMetadata::metadataFromFile(m_inFilePath);
     {
         std::lock_guard lock(m_lock);
         if (!m_metadata) {

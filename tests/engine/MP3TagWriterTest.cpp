@@ -7,6 +7,7 @@
 #include "Fixtures.h"
 #include "MP3EncodeOperation.h"
 #include "TagDump.h"
+#include "Tools.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -160,4 +161,26 @@ TEST(MP3TagWriter, commentFromTheFormatStringAndNoEncodedBy)
     format->setEncoderAction(EncoderSettings::SkipAction);
     MP3TagWriter::writeMetadata(path, AudioMetadata(), format.get(), path);
     EXPECT_EQ(fileBytes(path), before);
+}
+
+// An operation handed no record reads the source's own tags.
+TEST(MP3TagWriter, tagsComeFromTheSourceWhenNoneAreGiven)
+{
+    ScratchDir in, out;
+    PreferencesScope preferences({{"destinationDirectory", out.path()}});
+    const QString source = in.file(QStringLiteral("tagged.flac"));
+    const ToolResult flac =
+        runTool(QStringLiteral("flac"),
+                {"-s", "-f", "-T", "TITLE=Source Title", "-T", "TRACKNUMBER=4", "-T", "TRACKTOTAL=9", "-o",
+                 source, Fixtures::generated(QStringLiteral("encode-16-mono-48000.wav"))});
+    ASSERT_EQ(flac.exitCode, 0) << flac.standardError.toStdString();
+    BasicEncodeDelegate delegate;
+    MP3EncodeOperation operation(source, source);
+    operation.setDelegate(&delegate);
+    operation.setSettings(mp3Format(0, 64));
+    runOperation(operation);
+    ASSERT_TRUE(operation.success());
+    const QJsonObject tags = mutagenTags(operation.outFilePath());
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), QStringLiteral("Source Title"));
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TRCK")), QStringLiteral("4/9"));
 }
