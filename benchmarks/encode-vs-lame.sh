@@ -56,6 +56,8 @@ echo "60 s of 44.1 kHz stereo, CPU seconds, best of three:"
 compare "VBR V2" "vbr 8" "-V 2 -q 2"
 compare "CBR 192" "cbr 192" "-b 192 -q 2"
 
+startup=$(best_of_three "$driver" idle)
+echo "of which the driver's start-up alone (loading Qt, FFmpeg, TagLib, LAME): ${startup} s"
 idle=$(cpu_and_peak "$driver" idle | cut -d' ' -f2)
 rm -rf "$work/out" && mkdir -p "$work/out"
 short_peak=$(cpu_and_peak "$driver" cbr 192 "$work/in.wav" "$work/out" | cut -d' ' -f2)
