@@ -4,8 +4,7 @@
 #include <QString>
 
 // The codec of an Ogg file's first logical stream.
-enum OggStreamType
-{
+enum OggStreamType {
     OggStreamTypeInvalid = 0, // never returned by oggStreamType(); for the factory's switch
     OggStreamTypeUnknown = 1,
     OggStreamTypeVorbis = 2,
