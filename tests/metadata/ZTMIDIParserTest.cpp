@@ -1,0 +1,112 @@
+// Tempo and key from Standard MIDI Files, built byte by byte after the
+// published file format (no program on this machine writes MIDI files).
+
+#include "ZTMIDIParser.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QByteArray bytes(std::initializer_list<int> values)
+{
+    QByteArray result;
+    for (int v : values) {
+        result.append(char(v));
+    }
+    return result;
+}
+
+QByteArray header(int trackCount, int division = 480)
+{
+    return QByteArray("MThd") + bytes({0, 0, 0, 6, 0, 1, 0, trackCount, division >> 8, division & 0xFF});
+}
+
+// A track chunk of the given events, with its end-of-track event.
+QByteArray track(const QByteArray& events)
+{
+    const QByteArray body = events + bytes({0x00, 0xFF, 0x2F, 0x00});
+    const int n = int(body.size());
+    return QByteArray("MTrk") + bytes({n >> 24, (n >> 16) & 0xFF, (n >> 8) & 0xFF, n & 0xFF}) + body;
+}
+
+const QByteArray kTempo120 = bytes({0x00, 0xFF, 0x51, 0x03, 0x07, 0xA1, 0x20});
+
+TEST(ZTMIDIParser, ReadsTempoAndKeyOfEachTrackAmongOtherEvents)
+{
+    const QByteArray noteOnOff = bytes({0x00, 0x90, 0x3C, 0x40, 0x60, 0x3C, 0x00, 0x00, 0xC0, 0x05});
+    const QByteArray sysex = bytes({0x00, 0xF0, 0x03, 0x7E, 0x51, 0xF7});
+    const QByteArray data =
+        header(2) + track(noteOnOff + kTempo120 + sysex + bytes({0x00, 0xFF, 0x59, 0x02, 0x02, 0x00})) +
+        track(bytes({0x00, 0xFF, 0x51, 0x03, 0x0F, 0x42, 0x40}) + // 60 bpm
+              bytes({0x00, 0xFF, 0x51, 0x03, 0x09, 0x27, 0xC0}) + // 100 bpm, the later one
+              bytes({0x00, 0xFF, 0x59, 0x02, 0x00, 0x01}));
+    const auto parser = ZTMIDIParser::initWithData(data);
+    ASSERT_NE(parser, nullptr);
+    EXPECT_EQ(parser->format(), 1);
+    EXPECT_EQ(parser->trackCount(), 2);
+    EXPECT_EQ(parser->ticksPerBeat(), 480);
+    EXPECT_FALSE(parser->timeFormat());
+    ASSERT_EQ(parser->tracks().size(), 2u);
+    EXPECT_EQ(parser->tracks()[0]->bpm(), 120);
+    EXPECT_EQ(parser->tracks()[0]->key(), QStringLiteral("D Major"));
+    EXPECT_EQ(parser->tracks()[1]->bpm(), 100);
+    // No sharps, minor: named after the major signature's tonic.
+    EXPECT_EQ(parser->tracks()[1]->key(), QStringLiteral("C Minor"));
+}
+
+TEST(ZTMIDIParser, FlatKeysAndZeroTempoGiveNothing)
+{
+    for (int flats : {0xFD, 0xF9, 0xFF}) {
+        const auto parser =
+            ZTMIDIParser::initWithData(header(1) + track(bytes({0x00, 0xFF, 0x59, 0x02, flats, 0x00})));
+        ASSERT_NE(parser, nullptr);
+        ASSERT_EQ(parser->tracks().size(), 1u);
+        EXPECT_EQ(parser->tracks()[0]->key(), std::nullopt) << flats;
+    }
+    const auto sharps =
+        ZTMIDIParser::initWithData(header(1) + track(bytes({0x00, 0xFF, 0x59, 0x02, 0x06, 0x01})));
+    EXPECT_EQ(sharps->tracks()[0]->key(), QStringLiteral("F# Minor"));
+    const auto zero = ZTMIDIParser::initWithData(header(1) + track(bytes({0x00, 0xFF, 0x51, 0x03, 0, 0, 0})));
+    EXPECT_EQ(zero->tracks()[0]->bpm(), 0);
+}
+
+TEST(ZTMIDIParser, SMPTEDivisionAndRejectedBuffers)
+{
+    const auto smpte = ZTMIDIParser::initWithData(header(0, 0xE728)); // -25 fps, 40 ticks
+    ASSERT_NE(smpte, nullptr);
+    EXPECT_TRUE(smpte->timeFormat());
+    EXPECT_EQ(smpte->framesPerSecond(), 0x67);
+    EXPECT_EQ(smpte->ticksPerFrame(), 0x28);
+    EXPECT_EQ(smpte->ticksPerBeat(), 0);
+
+    EXPECT_EQ(ZTMIDIParser::initWithData(QByteArray("RIFF\0\0\0\0WAVE", 12)), nullptr);
+    EXPECT_EQ(ZTMIDIParser::initWithData(QByteArray("MThd\0", 5)), nullptr);
+    EXPECT_EQ(ZTMIDITrack::initWithData(QByteArray("MThd")), nullptr);
+}
+
+// Lengths that point past the end, cut buffers and a chunk that is no
+// track: parsing stops at the end of the buffer (the sanitizer build would
+// catch a read past it) and keeps what parsed.
+TEST(ZTMIDIParser, NeverReadsPastTheBuffer)
+{
+    const QByteArray whole =
+        header(3) + track(kTempo120) + QByteArray("XTrk") + bytes({0, 0, 0, 0}) + track(kTempo120);
+    for (qsizetype cut = 6; cut <= whole.size(); ++cut) {
+        // A copy of exactly cut bytes, so that nothing past it is addressable.
+        const QByteArray buffer(whole.constData(), cut);
+        const auto parser = ZTMIDIParser::initWithData(buffer);
+        ASSERT_NE(parser, nullptr);
+        EXPECT_LE(parser->tracks().size(), 2u);
+    }
+    const auto all = ZTMIDIParser::initWithData(whole);
+    ASSERT_EQ(all->tracks().size(), 2u);
+    EXPECT_EQ(all->tracks()[1]->bpm(), 120);
+
+    const QByteArray lying =
+        header(200) + QByteArray("MTrk") + bytes({0x7F, 0xFF, 0xFF, 0xFF, 0x00, 0xFF, 0x51, 0x7F});
+    const auto parser = ZTMIDIParser::initWithData(lying);
+    ASSERT_NE(parser, nullptr);
+    EXPECT_EQ(parser->tracks().size(), 1u);
+}
+
+} // namespace
