@@ -3,6 +3,7 @@
 #include "DSDFileReader.h"
 #include "ErrorLogWindowController.h"
 #include "FFmpegMetadataReader.h"
+#include "MP4FileReader.h"
 #include "ModuleFileReader.h"
 #include "NamedException.h"
 #include "UtilityFunctions.h"
@@ -51,6 +52,7 @@ struct ReaderRow
 const std::array kReaders{
     ReaderRow{{"flac"}, XiphFileReader::metadataFromFLACFile},
     ReaderRow{{"wma"}, WindowsMediaFileReader::metadataFromWMAFile},
+    ReaderRow{{"mp4", "m4a", "aac"}, MP4FileReader::metadataFromMP4File},
     ReaderRow{{"ra", "rm", "rmf", "rmj"}, FFmpegMetadataReader::metadataFromFFMPEGFile},
     ReaderRow{{"mod", "s3m", "xm",  "it",  "669", "amf", "ams", "dbm", "dmf", "dsm", "far",
                "mdl", "med", "mtm", "okt", "ptm", "stm", "ult", "umx", "mt2", "psm", "abc"},

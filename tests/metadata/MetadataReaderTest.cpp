@@ -321,9 +321,10 @@ TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
     ScratchDir dir;
     const QString one = copyInto(dir, "reading-one-picture.flac", "one.flac");
     const QString two = copyInto(dir, "reading-two-pictures.flac", "two.flac");
-    const QJsonArray tagPicture{
-        entry("METADATA_BLOCK_PICTURE",
-              QJsonObject{{"flacpicture", art("art.gif")}, {"type", 3}, {"mime", "image/gif"}})};
+    const QJsonArray tagPicture =
+        QJsonArray() << QJsonValue(
+            entry("METADATA_BLOCK_PICTURE",
+                  QJsonObject{{"flacpicture", art("art.gif")}, {"type", 3}, {"mime", "image/gif"}}));
     Mutagen::tag(one, "flac", tagPicture);
     const AlbumArtworkPtr block = AudioMetadata::metadataFromFile(one)->albumArtwork();
     ASSERT_NE(block, nullptr);

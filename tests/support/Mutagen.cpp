@@ -28,6 +28,16 @@ void tag(const QString& path, const QString& format, const QJsonArray& tags, con
     ASSERT_EQ(result.exitCode, 0) << result.standardError.toStdString();
 }
 
+void tag(const QString& path, const QString& format, std::initializer_list<QJsonArray> entries,
+         const QJsonObject& extra)
+{
+    QJsonArray tags;
+    for (const QJsonArray& e : entries) {
+        tags.append(e);
+    }
+    tag(path, format, tags, extra);
+}
+
 QJsonObject dump(const QString& path)
 {
     const ToolResult result = runTool(systemPython(), {script("mutagen_dump.py"), path});

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
+#include <initializer_list>
 
 namespace Mutagen {
 
@@ -14,6 +15,11 @@ namespace Mutagen {
 // "id3", "ape", "dsf", "aiff", "wave" or "tta". Fails the current test when
 // mutagen fails.
 void tag(const QString& path, const QString& format, const QJsonArray& tags,
+         const QJsonObject& extra = QJsonObject());
+
+// The same for a braced list of entries ({entry(...), entry(...)}); a list of
+// one entry would otherwise be taken for the entry itself.
+void tag(const QString& path, const QString& format, std::initializer_list<QJsonArray> entries,
          const QJsonObject& extra = QJsonObject());
 
 // The tags mutagen finds in path, keyed as mutagen keys them.

@@ -1,0 +1,346 @@
+// The Xiph, MP4 and ASF mappings: their deliberate reading habits, and what
+// the writers leave in a real file, read back with mutagen.
+
+#include "ASFTagMapping.h"
+#include "AudioMetadata.h"
+#include "Fixtures.h"
+#include "MP4TagMapping.h"
+#include "Mutagen.h"
+#include "Tools.h"
+#include "XiphCommentMapping.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QJsonArray>
+#include <taglib/asffile.h>
+#include <taglib/mp4file.h>
+#include <taglib/vorbisfile.h>
+#include <taglib/xiphcomment.h>
+
+namespace {
+
+using Mutagen::entry;
+
+QString copyInto(const ScratchDir& dir, const char* generatedName, const QString& name)
+{
+    const QString copy = dir.file(name);
+    EXPECT_TRUE(QFile::copy(Fixtures::generated(QString::fromLatin1(generatedName)), copy));
+    QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
+    return copy;
+}
+
+QByteArray bytesOf(const QString& path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+    return file.readAll();
+}
+
+QString md5Of(const QString& path)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(bytesOf(path), QCryptographicHash::Md5).toHex());
+}
+
+QStringList texts(const QJsonObject& tags, const char* key)
+{
+    QStringList result;
+    for (const QJsonValue& value : tags[QString::fromUtf8(key)].toArray()) {
+        result << (value.isString() ? value.toString() : QString::number(value.toInt()));
+    }
+    return result;
+}
+
+// A record with every descriptive field that the writers map, and a cover.
+AudioMetadataPtr fullRecord()
+{
+    auto record = std::make_shared<AudioMetadata>();
+    record->setTrackTitle(QStringLiteral("Títle"));
+    record->setTrackArtist(QStringLiteral("Artist"));
+    record->setAlbumTitle(QStringLiteral("Album"));
+    record->setTrackYear(2004);
+    record->setTrackComment(QStringLiteral("the record's own comment, never written"));
+    record->setTrackNumber(3);
+    record->setTotalTracks(12);
+    record->setDiscNumber(1);
+    record->setDiscTotal(2);
+    record->setTrackGenre(QStringLiteral("Genre"));
+    record->setGrouping(QStringLiteral("Grouping"));
+    record->setTrackComposer(QStringLiteral("Composer"));
+    record->setAlbumArtist(QStringLiteral("Album Artist"));
+    record->setLyrics(QStringLiteral("Lyrics"));
+    record->setBpm(128);
+    record->setKey(QStringLiteral("A Minor"));
+    record->setISRC(QStringLiteral("GBXYZ0400001"));
+    record->setPartOfACompilation(1);
+    record->setTrackCopyright(QStringLiteral("Copyright"));
+    auto artwork = std::make_shared<AlbumArtwork>();
+    artwork->setData(bytesOf(Fixtures::generated("art.png")));
+    artwork->setArtworkType(4);
+    artwork->setComments(QStringLiteral("Back"));
+    record->setAlbumArtwork(artwork);
+    return record;
+}
+
+// --- Xiph comments
+
+TEST(XiphCommentMapping, ReadsYearFromTheAlbumAndOtherKeptHabits)
+{
+    TagLib::Ogg::XiphComment comment;
+    comment.addField("YEAR", "1999");
+    comment.addField("ALBUM", "2001 Odyssey");
+    comment.addField("DESCRIPTION", "described");
+    comment.addField("COMMENT", "commented");
+    comment.addField("ARTIST", "A");
+    comment.addField("ARTIST", "B", false);
+    comment.addField("TRACKNUMBER", "3/12");
+    comment.addField("COMPILATION", " yes");
+    comment.addField("TITLE", "from the comment");
+    AudioMetadata record;
+    record.setTrackTitle(QStringLiteral("from an earlier tag"));
+    record.setTotalTracks(9);
+    XiphCommentMapping::addInfoFromVorbisTag(comment, record);
+    EXPECT_EQ(record.trackYear(), 2001);
+    EXPECT_EQ(record.trackComment(), QStringLiteral("described"));
+    EXPECT_EQ(record.trackArtist(), QStringLiteral("A B"));
+    EXPECT_EQ(record.trackNumber(), 3);
+    EXPECT_EQ(record.totalTracks(), 9);
+    EXPECT_EQ(record.partOfACompilation(), 1);
+    EXPECT_EQ(record.trackTitle(), QStringLiteral("from the comment"));
+
+    TagLib::Ogg::XiphComment noAlbum;
+    noAlbum.addField("YEAR", "1999");
+    noAlbum.addField("COMPILATION", "0");
+    noAlbum.addField("AUTHOR", "Author");
+    AudioMetadata second;
+    XiphCommentMapping::addInfoFromVorbisTag(noAlbum, second);
+    EXPECT_EQ(second.trackYear(), 0);
+    EXPECT_EQ(second.partOfACompilation(), 0);
+    EXPECT_EQ(second.trackArtist(), QStringLiteral("Author"));
+
+    TagLib::Ogg::XiphComment dated;
+    dated.addField("DATE", "2004-05-06");
+    AudioMetadata third;
+    XiphCommentMapping::addInfoFromVorbisTag(dated, third);
+    EXPECT_EQ(third.trackYear(), 2004);
+    dated.addField("DATE", "not a date");
+    AudioMetadata fourth;
+    XiphCommentMapping::addInfoFromVorbisTag(dated, fourth);
+    EXPECT_EQ(fourth.trackYear(), std::nullopt);
+}
+
+TEST(XiphCommentMapping, APictureThatDoesNotParseStillGivesAnEmptyArtworkAndCOVERARTIsIgnored)
+{
+    ScratchDir dir;
+    const QString broken = copyInto(dir, "core.ogg", "broken.ogg");
+    Mutagen::tag(broken, "ogg",
+                 QJsonArray() << entry("METADATA_BLOCK_PICTURE", QJsonObject{{"base64", "Zm9vYmFy"}}));
+    const AlbumArtworkPtr artwork = AudioMetadata::metadataFromFile(broken)->albumArtwork();
+    ASSERT_NE(artwork, nullptr);
+    EXPECT_EQ(artwork->data(), QByteArray());
+
+    const QString coverArt = copyInto(dir, "core.ogg", "coverart.ogg");
+    Mutagen::tag(
+        coverArt, "ogg",
+        {entry("COVERART", QString::fromLatin1(bytesOf(Fixtures::generated("art.jpg")).toBase64()))});
+    EXPECT_EQ(AudioMetadata::metadataFromFile(coverArt)->albumArtwork(), nullptr);
+}
+
+TEST(XiphCommentMapping, WritingReplacesEveryMappedFieldAndThePictureOnlyWhenAsked)
+{
+    ScratchDir dir;
+    for (const bool writeArtwork : {true, false}) {
+        const QString path = copyInto(dir, "core.ogg", QStringLiteral("written-%1.ogg").arg(writeArtwork));
+        Mutagen::tag(
+            path, "ogg",
+            {entry("YEAR", "1990"), entry("COMMENT", "old"), entry("AUTHOR", "old"),
+             entry("UNSYNCEDLYRICS", "old"), entry("COMPILATION", "1"), entry("ENCODER", "old"),
+             entry("COVERART", "AAAA"), entry("OTHER", "kept"),
+             entry("METADATA_BLOCK_PICTURE", QJsonObject{{"flacpicture", Fixtures::generated("art.gif")}})});
+        const AudioMetadataPtr record = fullRecord();
+        record->setPartOfACompilation(0);
+        {
+            TagLib::Ogg::Vorbis::File file(QFile::encodeName(path).constData());
+            ASSERT_TRUE(file.isValid());
+            XiphCommentMapping::fillOutXiphComment(*record, *file.tag(), QStringLiteral("Sonabrik"),
+                                                   QStringLiteral("the comment"), writeArtwork);
+            ASSERT_TRUE(file.save());
+        }
+        const QJsonObject tags = Mutagen::dump(path);
+        SCOPED_TRACE(writeArtwork);
+        EXPECT_EQ(texts(tags, "title"), QStringList{"Títle"});
+        EXPECT_EQ(texts(tags, "artist"), QStringList{"Artist"});
+        EXPECT_EQ(texts(tags, "date"), QStringList{"2004"});
+        EXPECT_EQ(texts(tags, "description"), QStringList{"the comment"});
+        EXPECT_EQ(texts(tags, "tracknumber"), QStringList{"3"});
+        EXPECT_EQ(texts(tags, "tracktotal"), QStringList{"12"});
+        EXPECT_EQ(texts(tags, "discnumber"), QStringList{"1"});
+        EXPECT_EQ(texts(tags, "disctotal"), QStringList{"2"});
+        EXPECT_EQ(texts(tags, "lyrics"), QStringList{"Lyrics"});
+        EXPECT_EQ(texts(tags, "bpm"), QStringList{"128"});
+        EXPECT_EQ(texts(tags, "encodedby"), QStringList{"Sonabrik"});
+        EXPECT_EQ(texts(tags, "other"), QStringList{"kept"});
+        for (const char* removed :
+             {"year", "comment", "author", "unsyncedlyrics", "compilation", "encoder", "coverart"}) {
+            EXPECT_FALSE(tags.contains(QLatin1String(removed))) << removed;
+        }
+        const QJsonArray pictures = tags[QStringLiteral("pictures")].toArray();
+        if (writeArtwork) {
+            ASSERT_EQ(pictures.size(), 1);
+            const QJsonObject picture = pictures[0].toObject();
+            EXPECT_EQ(picture[QStringLiteral("md5")].toString(), md5Of(Fixtures::generated("art.png")));
+            EXPECT_EQ(picture[QStringLiteral("mime")].toString(), QStringLiteral("image/png"));
+            EXPECT_EQ(picture[QStringLiteral("type")].toInt(), 4);
+            EXPECT_EQ(picture[QStringLiteral("description")].toString(), QStringLiteral("Back"));
+        } else {
+            EXPECT_TRUE(pictures.isEmpty());
+        }
+    }
+}
+
+// --- MP4
+
+AudioMetadataPtr readMP4(const QString& path)
+{
+    auto record = std::make_shared<AudioMetadata>();
+    TagLib::MP4::File file(QFile::encodeName(path).constData());
+    EXPECT_TRUE(file.isValid());
+    MP4TagMapping::addInfoFromMP4Tag(*file.tag(), *record);
+    return record;
+}
+
+TEST(MP4TagMapping, ReadsPairsFreeFormKeysAndCoversAsTheyAlwaysHave)
+{
+    ScratchDir dir;
+    const QString path = copyInto(dir, "reading.m4a", "quirks.m4a");
+    Mutagen::tag(path, "mp4",
+                 {entry("trkn", QJsonObject{{"pair", QJsonArray{5, 0}}}),
+                  entry("disk", QJsonObject{{"pair", QJsonArray{0, 3}}}),
+                  entry("----:com.apple.iTunes:initialkey", QJsonObject{{"freeform", "Eb Minor"}}),
+                  entry("\u00a9art", "lower-case artist"),
+                  entry("covr", QJsonObject{{"cover", Fixtures::generated("art.gif")}, {"format", "gif"}})});
+    const AudioMetadataPtr record = readMP4(path);
+    EXPECT_EQ(record->trackNumber(), 5);
+    EXPECT_EQ(record->totalTracks(), std::nullopt);
+    EXPECT_EQ(record->discNumber(), std::nullopt);
+    EXPECT_EQ(record->discTotal(), 3);
+    EXPECT_EQ(record->key(), QStringLiteral("Eb Minor"));
+    EXPECT_EQ(record->trackArtist(), QStringLiteral("lower-case artist"));
+    ASSERT_NE(record->albumArtwork(), nullptr);
+    EXPECT_EQ(record->albumArtwork()->data(), bytesOf(Fixtures::generated("art.gif")));
+    EXPECT_EQ(record->albumArtwork()->mimeType(), QStringLiteral("image/png"));
+    EXPECT_EQ(record->albumArtwork()->artworkType(), 3u);
+}
+
+TEST(MP4TagMapping, WritingPutsEveryItemMutagenKnows)
+{
+    ScratchDir dir;
+    const QString path = copyInto(dir, "reading.m4a", "written.m4a");
+    Mutagen::tag(path, "mp4", {entry("cpil", QJsonObject{{"bool", true}}), entry("\u00a9too", "old")});
+    const AudioMetadataPtr record = fullRecord();
+    record->setPartOfACompilation(0);
+    {
+        TagLib::MP4::File file(QFile::encodeName(path).constData());
+        ASSERT_TRUE(file.isValid());
+        MP4TagMapping::fillOutMP4Tag(*record, *file.tag(), std::nullopt, QStringLiteral("the comment"));
+        ASSERT_TRUE(file.save());
+    }
+    const QJsonObject tags = Mutagen::dump(path);
+    EXPECT_EQ(texts(tags, "\u00a9nam"), QStringList{"Títle"});
+    EXPECT_EQ(texts(tags, "\u00a9day"), QStringList{"2004"});
+    EXPECT_EQ(texts(tags, "\u00a9cmt"), QStringList{"the comment"});
+    EXPECT_EQ(tags[QStringLiteral("trkn")].toArray()[0].toArray(), (QJsonArray{3, 12}));
+    EXPECT_EQ(tags[QStringLiteral("disk")].toArray()[0].toArray(), (QJsonArray{1, 2}));
+    EXPECT_EQ(texts(tags, "tmpo"), QStringList{"128"});
+    EXPECT_EQ(texts(tags, "aART"), QStringList{"Album Artist"});
+    EXPECT_EQ(texts(tags, "----:com.apple.iTunes:KEY"), QStringList{"A Minor"});
+    EXPECT_EQ(texts(tags, "----:com.apple.iTunes:initialkey"), QStringList{"A Minor"});
+    EXPECT_EQ(texts(tags, "----:com.apple.iTunes:ISRC"), QStringList{"GBXYZ0400001"});
+    EXPECT_FALSE(tags.contains(QStringLiteral("cpil")));
+    EXPECT_FALSE(tags.contains(QString::fromUtf8("\u00a9too")));
+    const QJsonArray covers = tags[QStringLiteral("covr")].toArray();
+    ASSERT_EQ(covers.size(), 1);
+    EXPECT_EQ(covers[0].toObject()[QStringLiteral("md5")].toString(), md5Of(Fixtures::generated("art.png")));
+    EXPECT_EQ(covers[0].toObject()[QStringLiteral("format")].toInt(), 14); // PNG
+
+    // What was written reads back into the same fields.
+    const AudioMetadataPtr back = readMP4(path);
+    EXPECT_EQ(back->trackTitle(), record->trackTitle());
+    EXPECT_EQ(back->trackYear(), 2004);
+    EXPECT_EQ(back->bpm(), 128);
+    EXPECT_EQ(back->ISRC(), record->ISRC());
+}
+
+// --- ASF
+
+AudioMetadataPtr readASF(const QString& path)
+{
+    auto record = std::make_shared<AudioMetadata>();
+    TagLib::ASF::File file(QFile::encodeName(path).constData());
+    EXPECT_TRUE(file.isValid());
+    ASFTagMapping::addInfoFromASFTag(*file.tag(), *record);
+    return record;
+}
+
+TEST(ASFTagMapping, ReadsPartOfSetAndNumbersOfEitherType)
+{
+    ScratchDir dir;
+    const QString slash = copyInto(dir, "reading.wma", "slash.wma");
+    Mutagen::tag(slash, "asf",
+                 {entry("WM/PartOfSet", "2/3"), entry("WM/TrackTotal", "12"),
+                  entry("WM/BPM", QJsonObject{{"dword", 99}})});
+    AudioMetadataPtr record = readASF(slash);
+    EXPECT_EQ(record->discNumber(), 2);
+    EXPECT_EQ(record->discTotal(), 3);
+    EXPECT_EQ(record->totalTracks(), 12);
+    EXPECT_EQ(record->bpm(), 99);
+
+    const QString separate = copyInto(dir, "reading.wma", "separate.wma");
+    Mutagen::tag(separate, "asf",
+                 {entry("WM/PartOfSet", "2"), entry("WM/DiscTotal", QJsonObject{{"dword", 3}}),
+                  entry("WM/TrackTotal", QJsonObject{{"dword", 12}}), entry("WM/BPM", "99"),
+                  entry("WM/BeatsPerMinute", "120")});
+    record = readASF(separate);
+    EXPECT_EQ(record->discNumber(), 2);
+    EXPECT_EQ(record->discTotal(), 3);
+    EXPECT_EQ(record->totalTracks(), 12);
+    EXPECT_EQ(record->bpm(), 120);
+}
+
+TEST(ASFTagMapping, WritingReplacesAttributesAndLeavesPicturesAlone)
+{
+    ScratchDir dir;
+    const QString path = copyInto(dir, "reading.wma", "written.wma");
+    Mutagen::tag(path, "asf",
+                 {entry("WM/BPM", "99"),
+                  entry("WM/Picture", QJsonObject{{"asfpicture", Fixtures::generated("art.jpg")}})});
+    const AudioMetadataPtr record = fullRecord();
+    record->setDiscTotal(std::nullopt);
+    {
+        TagLib::ASF::File file(QFile::encodeName(path).constData());
+        ASSERT_TRUE(file.isValid());
+        ASFTagMapping::fillOutASFTag(*record, *file.tag(), QStringLiteral("Sonabrik"), std::nullopt);
+        ASSERT_TRUE(file.save());
+    }
+    const QJsonObject tags = Mutagen::dump(path);
+    EXPECT_EQ(texts(tags, "Title"), QStringList{"Títle"});
+    EXPECT_EQ(texts(tags, "WM/AlbumTitle"), QStringList{"Album"});
+    EXPECT_EQ(texts(tags, "WM/BeatsPerMinute"), QStringList{"128"});
+    EXPECT_FALSE(tags.contains(QStringLiteral("WM/BPM")));
+    EXPECT_EQ(texts(tags, "WM/PartOfSet"), QStringList{"1"});
+    EXPECT_EQ(texts(tags, "WM/IsCompilation"), QStringList{"1"});
+    EXPECT_EQ(texts(tags, "WM/EncodedBy"), QStringList{"Sonabrik"});
+    EXPECT_EQ(texts(tags, "WM/InitialKey"), QStringList{"A Minor"});
+    // The comment argument was null: the description is cleared.
+    EXPECT_EQ(texts(tags, "Description").join(QString()), QString());
+    EXPECT_EQ(tags[QStringLiteral("WM/Picture")].toArray().size(), 1);
+
+    const AudioMetadataPtr back = readASF(path);
+    EXPECT_EQ(back->trackNumber(), 3);
+    EXPECT_EQ(back->totalTracks(), 12);
+    EXPECT_EQ(back->trackYear(), 2004);
+    EXPECT_EQ(back->lyrics(), QStringLiteral("Lyrics"));
+    ASSERT_NE(back->albumArtwork(), nullptr);
+    EXPECT_EQ(back->albumArtwork()->data(), bytesOf(Fixtures::generated("art.jpg")));
+}
+
+} // namespace
