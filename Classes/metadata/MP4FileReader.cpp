@@ -1,6 +1,7 @@
 #include "MP4FileReader.h"
 
 #include "MP4TagMapping.h"
+#include "PlatformMetadataReader.h"
 #include "TagLibReading.h"
 
 #include <taglib/mp4file.h>
@@ -15,5 +16,6 @@ AudioMetadataPtr MP4FileReader::metadataFromMP4File(const QString& path)
             record->setSourceTagFormat(QStringLiteral("MP4 Metadata"));
         }
     }
+    PlatformMetadataReader::getCoreAudioInfoFromFile(path, *record);
     return record;
 }

@@ -6,6 +6,7 @@
 #include "MP4FileReader.h"
 #include "ModuleFileReader.h"
 #include "NamedException.h"
+#include "PlatformMetadataReader.h"
 #include "UtilityFunctions.h"
 #include "WindowsMediaFileReader.h"
 #include "XiphFileReader.h"
@@ -36,9 +37,13 @@ AudioMetadataPtr metadataFromOggFile(const QString& path)
     }
 }
 
-AudioMetadataPtr emptyRecord(const QString&)
+// Files of the platform's own types, and every extension without a reader.
+AudioMetadataPtr metadataFromPlatformFile(const QString& path)
 {
-    return std::make_shared<AudioMetadata>();
+    auto record = std::make_shared<AudioMetadata>();
+    PlatformMetadataReader::getCoreAudioInfoFromFile(path, *record);
+    PlatformMetadataReader::getCoreAudioMetadataFromFile(path, *record);
+    return record;
 }
 
 struct ReaderRow
@@ -71,7 +76,7 @@ AudioMetadataPtr readByExtension(const QString& path)
             }
         }
     }
-    return emptyRecord(path);
+    return metadataFromPlatformFile(path);
 }
 
 // Case- and accent-insensitive form of a file name: decomposed, without the

@@ -69,6 +69,11 @@ OSStatus AudioFileReader::getFileLengthFrames(int64_t& frames) const
     return noErr;
 }
 
+int64_t AudioFileReader::bitRate() const
+{
+    return m_source->bitRate();
+}
+
 QString AudioFileReader::fileTypeName() const
 {
     return m_source->fileTypeName();

@@ -46,6 +46,9 @@ public:
     OSStatus getFileLengthFrames(int64_t& frames) const;
     // The opening library's names: libsndfile's major-format and subtype
     // names, or FFmpeg's demuxer and codec long names.
+    // The average bit rate in bits per second as the opening library states
+    // it; 0 when it states none.
+    int64_t bitRate() const;
     QString fileTypeName() const;
     QString dataFormatName() const;
 

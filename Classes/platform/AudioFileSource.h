@@ -29,6 +29,9 @@ public:
     // The library's names: "WAV (Microsoft)", "QuickTime / MOV", ...
     virtual QString fileTypeName() const = 0;
     virtual QString dataFormatName() const = 0;
+    // The average bit rate the library states, in bits per second; 0 when
+    // it states none (the caller then estimates one).
+    virtual int64_t bitRate() const { return 0; }
 
     // Reads up to frameCount frames into out (frameCount × channels
     // samples) and sets frameCount to the number read; 0 at the end. A

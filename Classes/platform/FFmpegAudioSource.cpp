@@ -285,6 +285,12 @@ QString FFmpegAudioSource::fileTypeName() const
     return QString::fromUtf8(format->long_name ? format->long_name : format->name);
 }
 
+int64_t FFmpegAudioSource::bitRate() const
+{
+    // The stream's own rate, else the container's (which counts every stream).
+    return m_stream->codecpar->bit_rate != 0 ? m_stream->codecpar->bit_rate : m_format->bit_rate;
+}
+
 QString FFmpegAudioSource::dataFormatName() const
 {
     const AVCodec* codec = m_codec->codec;

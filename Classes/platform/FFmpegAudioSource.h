@@ -32,6 +32,7 @@ public:
     int64_t lengthFrames() const override;
     QString fileTypeName() const override;
     QString dataFormatName() const override;
+    int64_t bitRate() const override;
     OSStatus readFrames(int32_t* out, uint32_t& frameCount) override;
 
 private:
