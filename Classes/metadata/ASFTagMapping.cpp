@@ -1,6 +1,6 @@
 #include "ASFTagMapping.h"
 
-#include "TagText.h"
+#include "TagValue.h"
 
 #include <array>
 #include <taglib/asftag.h>
@@ -87,7 +87,7 @@ std::optional<TagLib::ASF::Attribute> firstAttribute(const TagLib::ASF::Tag& tag
 int numericValue(const TagLib::ASF::Attribute& attribute)
 {
     if (attribute.type() == TagLib::ASF::Attribute::UnicodeType) {
-        return TagText::integerValue(TagText::fromTagLib(attribute.toString()));
+        return TagValue::integerValue(TagValue::toQString(attribute.toString()));
     }
     return int(attribute.toULongLong());
 }
@@ -95,7 +95,7 @@ int numericValue(const TagLib::ASF::Attribute& attribute)
 void setIfAbsent(AudioMetadata& record, Field field, const TagLib::String& text)
 {
     if (!has(record, field) && !text.isEmpty()) {
-        record.setValue(field, TagText::fromTagLib(text));
+        record.setValue(field, TagValue::toQString(text));
     }
 }
 
@@ -105,10 +105,10 @@ void readPartOfSet(const TagLib::ASF::Tag& tag, AudioMetadata& record)
     if (!partOfSet) {
         return;
     }
-    const QString text = TagText::fromTagLib(partOfSet->toString());
+    const QString text = TagValue::toQString(partOfSet->toString());
     const qsizetype slash = text.indexOf(QLatin1Char('/'));
     if (slash < 0) {
-        record.setDiscNumber(TagText::integerValue(text));
+        record.setDiscNumber(TagValue::integerValue(text));
         if (const std::optional<TagLib::ASF::Attribute> total = firstAttribute(tag, "WM/DiscTotal");
             total && !record.discTotal()) {
             record.setDiscTotal(numericValue(*total));
@@ -116,10 +116,10 @@ void readPartOfSet(const TagLib::ASF::Tag& tag, AudioMetadata& record)
         return;
     }
     if (!record.discNumber()) {
-        record.setDiscNumber(TagText::integerValue(QStringView(text).left(slash)));
+        record.setDiscNumber(TagValue::integerValue(QStringView(text).left(slash)));
     }
     if (!record.discTotal()) {
-        record.setDiscTotal(TagText::integerValue(QStringView(text).mid(slash + 1)));
+        record.setDiscTotal(TagValue::integerValue(QStringView(text).mid(slash + 1)));
     }
 }
 
@@ -137,8 +137,8 @@ void readPicture(const TagLib::ASF::Tag& tag, AudioMetadata& record)
     auto artwork = std::make_shared<AlbumArtwork>();
     artwork->setData(QByteArray(data.data(), qsizetype(data.size())));
     artwork->setArtworkType(uint32_t(picture.type()));
-    artwork->setComments(TagText::fromTagLib(picture.description()));
-    artwork->setMimeType(TagText::fromTagLib(picture.mimeType()));
+    artwork->setComments(TagValue::toQString(picture.description()));
+    artwork->setMimeType(TagValue::toQString(picture.mimeType()));
     record.setAlbumArtwork(artwork);
 }
 
@@ -176,7 +176,7 @@ void ASFTagMapping::addInfoFromASFTag(const TagLib::ASF::Tag& tag, AudioMetadata
                 if (row.kind == Kind::Number) {
                     record.setValue(row.field, numericValue(*attribute));
                 } else {
-                    record.setValue(row.field, TagText::fromTagLib(attribute->toString()));
+                    record.setValue(row.field, TagValue::toQString(attribute->toString()));
                 }
                 break;
             }
@@ -195,7 +195,7 @@ void ASFTagMapping::fillOutASFTag(const AudioMetadata& record, TagLib::ASF::Tag&
                                   const std::optional<QString>& commentText)
 {
     auto text = [](const std::optional<QString>& value) {
-        return value ? TagText::toTagLib(*value) : TagLib::String();
+        return value ? TagValue::toTagLib(*value) : TagLib::String();
     };
     tag.setTitle(text(record.trackTitle()));
     tag.setArtist(text(record.trackArtist()));
@@ -217,7 +217,7 @@ void ASFTagMapping::fillOutASFTag(const AudioMetadata& record, TagLib::ASF::Tag&
             const QVariant value = row.row == Row::EncodedBy ? (encodedBy ? QVariant(*encodedBy) : QVariant())
                                                              : record.value(row.field);
             if (value.isValid()) {
-                tag.setAttribute(name, TagLib::ASF::Attribute(TagText::toTagLib(value.toString())));
+                tag.setAttribute(name, TagLib::ASF::Attribute(TagValue::toTagLib(value.toString())));
             }
             break;
         }
@@ -230,10 +230,10 @@ void ASFTagMapping::fillOutASFTag(const AudioMetadata& record, TagLib::ASF::Tag&
             const std::optional<int> number = record.discNumber();
             const std::optional<int> total = record.discTotal();
             if (number && total) {
-                tag.setAttribute(name, TagLib::ASF::Attribute(TagText::toTagLib(
+                tag.setAttribute(name, TagLib::ASF::Attribute(TagValue::toTagLib(
                                            QStringLiteral("%1/%2").arg(*number).arg(*total))));
             } else if (number) {
-                tag.setAttribute(name, TagLib::ASF::Attribute(TagText::toTagLib(QString::number(*number))));
+                tag.setAttribute(name, TagLib::ASF::Attribute(TagValue::toTagLib(QString::number(*number))));
             }
             break;
         }

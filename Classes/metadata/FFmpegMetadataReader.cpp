@@ -1,8 +1,8 @@
 #include "FFmpegMetadataReader.h"
 
 #include "ErrorLogWindowController.h"
-#include "NaturalDateParser.h"
-#include "TagText.h"
+#include "NaturalLanguageDate.h"
+#include "TagValue.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -136,15 +136,15 @@ void FFmpegMetadataReader::addMetadataEntry(const QString& key, const QString& v
             record.setValue(row.field, value);
             break;
         case Kind::Integer:
-            record.setValue(row.field, TagText::integerValue(value));
+            record.setValue(row.field, TagValue::integerValue(value));
             break;
         case Kind::Year:
-            if (const std::optional<int> year = NaturalDateParser::year(value)) {
+            if (const std::optional<int> year = NaturalLanguageDate::yearOf(value)) {
                 record.setValue(row.field, *year);
             }
             break;
         case Kind::NumberAndTotal: {
-            const TagText::NumberAndTotal split = TagText::splitNumberAndTotal(value);
+            const TagValue::NumberAndTotal split = TagValue::splitNumberAndTotal(value);
             record.setValue(row.field, split.number);
             if (split.total) {
                 record.setValue(row.totalField, *split.total);

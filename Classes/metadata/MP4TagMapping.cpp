@@ -1,6 +1,6 @@
 #include "MP4TagMapping.h"
 
-#include "TagText.h"
+#include "TagValue.h"
 
 #include <array>
 #include <taglib/mp4tag.h>
@@ -139,7 +139,7 @@ std::optional<QString> genericText(const TagLib::MP4::Tag& tag, Row row)
     if (text.isEmpty()) {
         return std::nullopt;
     }
-    return TagText::fromTagLib(text);
+    return TagValue::toQString(text);
 }
 
 void readCover(const TagLib::MP4::Item& item, AudioMetadata& record)
@@ -170,7 +170,7 @@ void readRow(const TagLib::MP4::Tag& tag, const MP4Row& row, AudioMetadata& reco
         } else if (row.names[1] != nullptr) {
             // Some programs write the artist under a lower-case atom.
             if (const std::optional<TagLib::MP4::Item> item = validItem(tag, row.names[1])) {
-                record.setValue(row.field, TagText::fromTagLib(item->toStringList().toString(" ")));
+                record.setValue(row.field, TagValue::toQString(item->toStringList().toString(" ")));
             }
         }
         return;
@@ -201,7 +201,7 @@ void readRow(const TagLib::MP4::Tag& tag, const MP4Row& row, AudioMetadata& reco
                 break;
             }
             if (const std::optional<TagLib::MP4::Item> item = validItem(tag, name)) {
-                record.setValue(row.field, TagText::fromTagLib(item->toStringList().toString(" ")));
+                record.setValue(row.field, TagValue::toQString(item->toStringList().toString(" ")));
                 return;
             }
         }
@@ -274,7 +274,7 @@ void MP4TagMapping::fillOutMP4Tag(const AudioMetadata& record, TagLib::MP4::Tag&
             case Kind::GenericText:
             case Kind::Text:
                 if (value.isValid()) {
-                    tag.setItem(name, TagLib::StringList(TagText::toTagLib(value.toString())));
+                    tag.setItem(name, TagLib::StringList(TagValue::toTagLib(value.toString())));
                 }
                 break;
             case Kind::GenericNumber: // the year, as text

@@ -1,7 +1,7 @@
 #include "ModuleFileReader.h"
 
 #include "TagLibReading.h"
-#include "TagText.h"
+#include "TagValue.h"
 
 #include <QFileInfo>
 #include <taglib/itfile.h>
@@ -18,7 +18,7 @@ void addInfoFromModuleTag(const TagLib::Mod::Tag& tag, AudioMetadata& record)
     record.setSourceTagFormat(QStringLiteral("Module Tag"));
     auto text = [&](AudioMetadata::Field field, const TagLib::String& value) {
         if (!record.value(field).isValid() && !value.isEmpty()) {
-            record.setValue(field, TagText::fromTagLib(value));
+            record.setValue(field, TagValue::toQString(value));
         }
     };
     text(AudioMetadata::Field::albumTitle, tag.album());

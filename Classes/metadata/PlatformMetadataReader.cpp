@@ -3,7 +3,7 @@
 #include "AudioFileChunks.h"
 #include "AudioFileInfoDictionary.h"
 #include "AudioFileReader.h"
-#include "TagText.h"
+#include "TagValue.h"
 #include "ZTMIDIParser.h"
 
 #include <QFileInfo>
@@ -197,7 +197,7 @@ void PlatformMetadataReader::getCoreAudioMetadataFromFile(const QString& path, A
             continue;
         }
         if (row.kind == InfoKind::Integer) {
-            record.setValue(row.field, TagText::integerValue(it->toString()));
+            record.setValue(row.field, TagValue::integerValue(it->toString()));
         } else {
             record.setValue(row.field, it->toString());
         }

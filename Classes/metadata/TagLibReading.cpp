@@ -1,6 +1,6 @@
 #include "TagLibReading.h"
 
-#include "TagText.h"
+#include "TagValue.h"
 
 #include <QFile>
 #include <taglib/audioproperties.h>
@@ -35,8 +35,8 @@ AlbumArtworkPtr TagLibReading::artworkFromPicture(const TagLib::FLAC::Picture& p
     const TagLib::ByteVector data = picture.data();
     artwork->setData(QByteArray(data.data(), qsizetype(data.size())));
     artwork->setArtworkType(uint32_t(picture.type()));
-    artwork->setComments(TagText::fromTagLib(picture.description()));
-    artwork->setMimeType(TagText::fromTagLib(picture.mimeType()));
+    artwork->setComments(TagValue::toQString(picture.description()));
+    artwork->setMimeType(TagValue::toQString(picture.mimeType()));
     return artwork;
 }
 

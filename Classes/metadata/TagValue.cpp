@@ -59,3 +59,12 @@ bool TagValue::boolValue(QStringView text)
     const QChar c = text[i];
     return c == u'Y' || c == u'y' || c == u'T' || c == u't' || (c >= u'1' && c <= u'9');
 }
+
+TagValue::NumberAndTotal TagValue::splitNumberAndTotal(QStringView text)
+{
+    const qsizetype slash = text.indexOf(u'/');
+    if (slash < 0) {
+        return {integerValue(text), std::nullopt};
+    }
+    return {integerValue(text.left(slash)), integerValue(text.mid(slash + 1))};
+}

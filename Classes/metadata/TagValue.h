@@ -7,6 +7,7 @@
 // as 0 (or false).
 
 #include <QString>
+#include <optional>
 #include <taglib/tstring.h>
 
 class TagValue
@@ -23,4 +24,14 @@ public:
     // Leading blanks skipped, an optional sign and zeros; true when the next
     // character is Y, y, T, t or a digit 1 to 9.
     static bool boolValue(QStringView text);
+
+    // A track or disc text split at the first "/": "7/12" gives 7 and 12
+    // (both present, also when zero), "7" gives 7 and no total, "/12" gives 0
+    // and 12.
+    struct NumberAndTotal
+    {
+        int number = 0;
+        std::optional<int> total;
+    };
+    static NumberAndTotal splitNumberAndTotal(QStringView text);
 };

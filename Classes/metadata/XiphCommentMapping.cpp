@@ -1,8 +1,8 @@
 #include "XiphCommentMapping.h"
 
-#include "NaturalDateParser.h"
+#include "NaturalLanguageDate.h"
 #include "TagLibReading.h"
-#include "TagText.h"
+#include "TagValue.h"
 
 #include <array>
 #include <taglib/flacpicture.h>
@@ -113,7 +113,7 @@ std::optional<QString> joinedValue(const TagLib::Ogg::FieldListMap& fields, cons
         }
         const auto it = fields.find(name);
         if (it != fields.end()) {
-            return TagText::fromTagLib(it->second.toString(" "));
+            return TagValue::toQString(it->second.toString(" "));
         }
     }
     return std::nullopt;
@@ -125,7 +125,7 @@ std::optional<QString> fieldText(const TagLib::Ogg::FieldListMap& fields, const 
     if (it == fields.end()) {
         return std::nullopt;
     }
-    return TagText::fromTagLib(it->second.toString(" "));
+    return TagValue::toQString(it->second.toString(" "));
 }
 
 void readYear(const TagLib::Ogg::FieldListMap& fields, AudioMetadata& record)
@@ -133,11 +133,11 @@ void readYear(const TagLib::Ogg::FieldListMap& fields, AudioMetadata& record)
     if (fields.contains("YEAR")) {
         // The ALBUM text, not the YEAR text, and 0 without an album: records
         // have always read this way.
-        record.setTrackYear(TagText::integerValue(fieldText(fields, "ALBUM").value_or(QString())));
+        record.setTrackYear(TagValue::integerValue(fieldText(fields, "ALBUM").value_or(QString())));
         return;
     }
     if (const std::optional<QString> date = fieldText(fields, "DATE")) {
-        if (const std::optional<int> year = NaturalDateParser::year(*date)) {
+        if (const std::optional<int> year = NaturalLanguageDate::yearOf(*date)) {
             record.setTrackYear(*year);
         }
     }
@@ -175,12 +175,12 @@ void XiphCommentMapping::addInfoFromVorbisTag(const TagLib::Ogg::XiphComment& co
             break;
         case Kind::Number:
             if (const std::optional<QString> text = joinedValue(fields, row)) {
-                record.setValue(row.field, TagText::integerValue(*text));
+                record.setValue(row.field, TagValue::integerValue(*text));
             }
             break;
         case Kind::Compilation:
             if (const std::optional<QString> text = joinedValue(fields, row)) {
-                record.setValue(row.field, TagText::boolValue(*text) ? 1 : 0);
+                record.setValue(row.field, TagValue::boolValue(*text) ? 1 : 0);
             }
             break;
         case Kind::Year:
@@ -212,7 +212,7 @@ void XiphCommentMapping::fillOutXiphComment(const AudioMetadata& record, TagLib:
         switch (row.kind) {
         case Kind::Text:
             if (const QVariant value = record.value(row.field); value.isValid()) {
-                comment.addField(row.writtenName, TagText::toTagLib(value.toString()));
+                comment.addField(row.writtenName, TagValue::toTagLib(value.toString()));
             }
             break;
         case Kind::Number:
@@ -229,7 +229,7 @@ void XiphCommentMapping::fillOutXiphComment(const AudioMetadata& record, TagLib:
         case Kind::Argument: {
             const std::optional<QString>& argument = row.row == Row::Comment ? commentText : encodedBy;
             if (argument) {
-                comment.addField(row.writtenName, TagText::toTagLib(*argument));
+                comment.addField(row.writtenName, TagValue::toTagLib(*argument));
             }
             break;
         }
@@ -242,11 +242,11 @@ void XiphCommentMapping::fillOutXiphComment(const AudioMetadata& record, TagLib:
             }
             TagLib::FLAC::Picture picture;
             picture.setType(TagLib::FLAC::Picture::Type(artwork->artworkType()));
-            picture.setMimeType(TagText::toTagLib(artwork->mimeType().value_or(QString())));
+            picture.setMimeType(TagValue::toTagLib(artwork->mimeType().value_or(QString())));
             const QByteArray data = artwork->data().value_or(QByteArray());
             picture.setData(TagLib::ByteVector(data.constData(), unsigned(data.size())));
             if (const std::optional<QString> description = artwork->comments()) {
-                picture.setDescription(TagText::toTagLib(*description));
+                picture.setDescription(TagValue::toTagLib(*description));
             }
             const TagLib::ByteVector base64 = picture.render().toBase64();
             if (!base64.isEmpty()) {
