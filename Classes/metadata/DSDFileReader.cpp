@@ -1,8 +1,11 @@
 #include "DSDFileReader.h"
 
 #include "DSFFile.h"
+#include "ID3TagMapping.h"
+#include "TagLibReading.h"
 
 #include <QFileInfo>
+#include <taglib/id3v2tag.h>
 
 AudioMetadataPtr DSDFileReader::metadataFromDSDFile(const QString& path)
 {
@@ -19,5 +22,9 @@ AudioMetadataPtr DSDFileReader::metadataFromDSDFile(const QString& path)
     record->setSourceSampleRate(file.sampleRate());
     record->setSourceChannels(file.channels());
     record->setSourceSampleSize(file.bitsPerSample());
+    if (TagLib::ID3v2::Tag* tag = file.ID3v2Tag()) {
+        ID3TagMapping::addInfoFromID3v2Tag(tag, *record);
+        record->setSourceTagFormat(TagLibReading::id3v2Format(*tag));
+    }
     return record;
 }

@@ -1,8 +1,10 @@
 #include "MetadataReader.h"
 
+#include "APEFileReader.h"
 #include "DSDFileReader.h"
 #include "ErrorLogWindowController.h"
 #include "FFmpegMetadataReader.h"
+#include "ID3FileReader.h"
 #include "MP4FileReader.h"
 #include "ModuleFileReader.h"
 #include "NamedException.h"
@@ -57,8 +59,15 @@ struct ReaderRow
 const std::array kReaders{
     ReaderRow{{"flac"}, XiphFileReader::metadataFromFLACFile},
     ReaderRow{{"wma"}, WindowsMediaFileReader::metadataFromWMAFile},
+    ReaderRow{{"mp3"}, ID3FileReader::metadataFromMP3File},
     ReaderRow{{"mp4", "m4a", "aac"}, MP4FileReader::metadataFromMP4File},
     ReaderRow{{"ra", "rm", "rmf", "rmj"}, FFmpegMetadataReader::metadataFromFFMPEGFile},
+    ReaderRow{{"aiff", "aif"}, ID3FileReader::metadataFromAIFFFile},
+    ReaderRow{{"wave", "wav"}, ID3FileReader::metadataFromWAVEFile},
+    ReaderRow{{"ape"}, APEFileReader::metadataFromMonkeysAudioFile},
+    ReaderRow{{"tta"}, ID3FileReader::metadataFromTrueAudioFile},
+    ReaderRow{{"wv"}, APEFileReader::metadataFromWavPackFile},
+    ReaderRow{{"mpc"}, APEFileReader::metadataFromMusepackFile},
     ReaderRow{{"mod", "s3m", "xm",  "it",  "669", "amf", "ams", "dbm", "dmf", "dsm", "far",
                "mdl", "med", "mtm", "okt", "ptm", "stm", "ult", "umx", "mt2", "psm", "abc"},
               ModuleFileReader::metadataFromModFile},

@@ -3,8 +3,12 @@
 #include "TagValue.h"
 
 #include <QFile>
+#include <taglib/apefooter.h>
+#include <taglib/apetag.h>
 #include <taglib/audioproperties.h>
 #include <taglib/flacpicture.h>
+#include <taglib/id3v2header.h>
+#include <taglib/id3v2tag.h>
 
 QByteArray TagLibReading::fileName(const QString& path)
 {
@@ -45,4 +49,17 @@ void TagLibReading::setTagFormats(AudioMetadata& record, const QStringList& form
     if (!formats.isEmpty()) {
         record.setSourceTagFormat(formats.join(QStringLiteral(", ")));
     }
+}
+
+QString TagLibReading::id3v2Format(const TagLib::ID3v2::Tag& tag)
+{
+    return QStringLiteral("ID3v2.%1.%2")
+        .arg(tag.header()->majorVersion())
+        .arg(tag.header()->revisionNumber());
+}
+
+QString TagLibReading::apeFormat(const TagLib::APE::Tag& tag, int decimals)
+{
+    const unsigned version = tag.footer() != nullptr ? tag.footer()->version() : 0;
+    return QStringLiteral("APE Tag v") + QString::number(version / 1000.0, 'f', decimals);
 }

@@ -15,6 +15,12 @@ class AudioProperties;
 namespace FLAC {
 class Picture;
 }
+namespace ID3v2 {
+class Tag;
+}
+namespace APE {
+class Tag;
+}
 } // namespace TagLib
 
 class TagLibReading
@@ -39,6 +45,13 @@ public:
 
     // An artwork holding the picture's data, type, MIME type and description.
     static AlbumArtworkPtr artworkFromPicture(const TagLib::FLAC::Picture& picture);
+
+    // "ID3v2.<major>.<revision>", such as "ID3v2.4.0".
+    static QString id3v2Format(const TagLib::ID3v2::Tag& tag);
+    // "APE Tag v" and the tag's version divided by 1000 with the given
+    // number of decimals: MP3 files say "APE Tag v2.00", the others "APE Tag
+    // v2.0", as they always have.
+    static QString apeFormat(const TagLib::APE::Tag& tag, int decimals);
 
     // Sets sourceTagFormat to the entries joined by ", "; nothing when no tag
     // was found.

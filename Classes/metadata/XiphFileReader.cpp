@@ -1,10 +1,13 @@
 #include "XiphFileReader.h"
 
+#include "ID3TagMapping.h"
 #include "TagLibReading.h"
 #include "XiphCommentMapping.h"
 #include "XiphPictureFields.h"
 
 #include <taglib/flacfile.h>
+#include <taglib/id3v1tag.h>
+#include <taglib/id3v2tag.h>
 #include <taglib/oggflacfile.h>
 #include <taglib/opusfile.h>
 #include <taglib/speexfile.h>
@@ -59,6 +62,14 @@ AudioMetadataPtr XiphFileReader::metadataFromFLACFile(const QString& path)
         XiphCommentMapping::addInfoFromVorbisTag(*file.xiphComment(), *record,
                                                  XiphPictureFields::fromFLACFile(path));
         tagFormats << kVorbisTagFormat;
+    }
+    if (file.hasID3v2Tag()) {
+        ID3TagMapping::addInfoFromID3v2Tag(file.ID3v2Tag(), *record);
+        tagFormats << TagLibReading::id3v2Format(*file.ID3v2Tag());
+    }
+    if (file.hasID3v1Tag()) {
+        ID3TagMapping::addInfoFromID3v1Tag(file.ID3v1Tag(), *record);
+        tagFormats << QStringLiteral("ID3v1");
     }
     TagLibReading::setTagFormats(*record, tagFormats);
 
