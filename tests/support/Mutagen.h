@@ -12,7 +12,7 @@
 namespace Mutagen {
 
 // Writes tags into path (in place); format is "flac", "ogg", "mp4", "asf",
-// "id3", "ape", "dsf", "aiff", "wave" or "tta". Fails the current test when
+// "id3", "ape", "dsf", "aiff" or "wave". Fails the current test when
 // mutagen fails.
 void tag(const QString& path, const QString& format, const QJsonArray& tags,
          const QJsonObject& extra = QJsonObject());

@@ -6,8 +6,6 @@ Usage: mutagen_tag.py JSON, where JSON is an object:
   "format": flac | ogg | mp4 | asf | id3 | ape | dsf | aiff | wave;
   "tags":   [[key, value], ...] with the tag system's own keys, in order;
             a repeated key gets several values;
-  "pictures": FLAC picture blocks to add (flac only), each
-            {"path", "type", "mime", "description"}.
 A value is a string, or an object that says its type:
   {"int": n}, {"bool": b}, {"pair": [n, total]} (MP4 numbers, booleans and
   number pairs), {"dword": n} (ASF 32-bit attribute), {"freeform": text}
@@ -33,7 +31,7 @@ def read(path):
 
 def flac_picture(spec):
     picture = flac.Picture()
-    picture.data = read(spec["flacpicture"] if "flacpicture" in spec else spec["path"])
+    picture.data = read(spec["flacpicture"])
     picture.type = spec.get("type", 3)
     picture.mime = spec.get("mime", "image/jpeg")
     picture.desc = spec.get("description", "")
@@ -111,8 +109,6 @@ def tag_xiph(audio, request):
         audio.add_tags()
     for key, values in grouped(request.get("tags", [])).items():
         audio.tags[key] = [xiph_value(v) for v in values]
-    for spec in request.get("pictures", []):
-        audio.add_picture(flac_picture(spec))
     audio.save()
 
 
@@ -146,7 +142,10 @@ def tag_id3_container(audio, request):
         audio.add_tags()
     for key, value in request.get("tags", []):
         audio.tags.add(id3_frame(key, value))
-    audio.save(v2_version=request.get("version", 4)) if request["format"] != "dsf" else audio.save()
+    if request["format"] == "dsf":
+        audio.save()
+    else:
+        audio.save(v2_version=request.get("version", 4))
 
 
 def tag_ape(path, request):
@@ -172,7 +171,7 @@ def main():
         tag_asf(asf.ASF(path), request)
     elif kind == "id3":
         tag_id3(path, request)
-    elif kind in ("dsf", "aiff", "wave", "tta"):
+    elif kind in ("dsf", "aiff", "wave"):
         tag_id3_container(mutagen.File(path), request)
     elif kind == "ape":
         tag_ape(path, request)
