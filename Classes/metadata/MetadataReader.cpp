@@ -8,7 +8,9 @@
 #include "MP4FileReader.h"
 #include "ModuleFileReader.h"
 #include "NamedException.h"
+#include "NamingScheme.h"
 #include "PlatformMetadataReader.h"
+#include "Preferences.h"
 #include "UtilityFunctions.h"
 #include "WindowsMediaFileReader.h"
 #include "XiphFileReader.h"
@@ -133,6 +135,17 @@ AudioMetadataPtr MetadataReader::metadataFromFile(const QString& path)
         if (info.exists()) {
             record->setSourceFileSize(info.size());
             record->setSourceDateModified(info.lastModified());
+        }
+        const Preferences& preferences = Preferences::shared();
+        if (preferences.boolValue(QStringLiteral("readAlbumArtworkFromFile")) && !record->albumArtwork()) {
+            const QString name =
+                NamingScheme::evaluate(preferences.stringValue(QStringLiteral("readAlbumArtworkFileName")),
+                                       record.get(), nullptr, path, true);
+            readAlbumArtworkFromFilename(NamingScheme::pathBelow(info.absolutePath(), name), *record);
+        }
+        if (!record->trackTitle() &&
+            preferences.boolValue(QStringLiteral("fallbackOnFilenameWhenTitleIsMissing"))) {
+            record->applyFilenameTitleFallback(path);
         }
     } catch (const NamedException& exception) {
         ErrorLogWindowController::logMessage(

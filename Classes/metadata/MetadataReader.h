@@ -1,9 +1,13 @@
 #pragma once
 // Builds the record of a source file: chooses the reader by the file's
 // extension (for Ogg files by the codec of the first stream), then adds the
-// file's location, size and modification date and applies the fallbacks
-// for a missing cover and a missing title. AudioMetadata::metadataFromFile
-// is this class's entry point.
+// file's location, size and modification date and applies the fallbacks:
+//   - without a cover, when the preference "readAlbumArtworkFromFile" is on,
+//     the picture file named by "readAlbumArtworkFileName" (a naming scheme
+//     whose result is a wildcard, "cover.*" by default) in the file's folder;
+//   - without a title, when "fallbackOnFilenameWhenTitleIsMissing" is on,
+//     the file name without its extension.
+// AudioMetadata::metadataFromFile is this class's entry point.
 //
 // Reading never fails from the caller's side: a file that cannot be read
 // gives a record with whatever its reader could set (at least the location,

@@ -7,6 +7,7 @@
 #include "FFmpegMetadataReader.h"
 #include "Fixtures.h"
 #include "Mutagen.h"
+#include "Preferences.h"
 #include "Tools.h"
 
 #include <QCryptographicHash>
@@ -528,6 +529,37 @@ TEST(MetadataDispatch, DSFStreamFactsMatchWhatMutagenReads)
     EXPECT_EQ(record->sourceLength(), facts[3].toInt());
     // Kilobits per second, rounded, stored times 1000 like the other readers.
     EXPECT_EQ(record->sourceBitrate(), (facts[4].trimmed().toInt() + 500) / 1000 * 1000);
+}
+
+// The preferences' defaults: look for "cover.*" and fall back on the file
+// name; each case turns one off and puts it back.
+TEST(ArtworkFromFilename, FallbacksFillAMissingCoverAndTitleWhenThePreferencesSaySo)
+{
+    ScratchDir dir;
+    const QString path = copyInto(dir, "core.flac", "01 Intro.flac");
+    ASSERT_TRUE(QFile::copy(art("art.jpg"), dir.file("Cover.JPG")));
+    const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
+    EXPECT_EQ(record->trackTitle(), QStringLiteral("01 Intro"));
+    ASSERT_NE(record->albumArtwork(), nullptr);
+    EXPECT_EQ(record->albumArtwork()->data(), bytesOf(art("art.jpg")));
+
+    Preferences& preferences = Preferences::shared();
+    preferences.setValue(QStringLiteral("readAlbumArtworkFromFile"), false);
+    preferences.setValue(QStringLiteral("fallbackOnFilenameWhenTitleIsMissing"), false);
+    const AudioMetadataPtr without = AudioMetadata::metadataFromFile(path);
+    preferences.removeValue(QStringLiteral("readAlbumArtworkFromFile"));
+    preferences.removeValue(QStringLiteral("fallbackOnFilenameWhenTitleIsMissing"));
+    EXPECT_EQ(without->trackTitle(), std::nullopt);
+    EXPECT_EQ(without->albumArtwork(), nullptr);
+
+    // A name made by the naming scheme from the record's own tags.
+    Mutagen::tag(path, "flac", {entry("ALBUM", "Blue")});
+    ASSERT_TRUE(QFile::copy(art("art.png"), dir.file("blue-front.png")));
+    preferences.setValue(QStringLiteral("readAlbumArtworkFileName"), QStringLiteral("{albumTitle}-*"));
+    const AudioMetadataPtr named = AudioMetadata::metadataFromFile(path);
+    preferences.removeValue(QStringLiteral("readAlbumArtworkFileName"));
+    ASSERT_NE(named->albumArtwork(), nullptr);
+    EXPECT_EQ(named->albumArtwork()->originalFilename(), QStringLiteral("blue-front.png"));
 }
 
 TEST(ArtworkFromFilename, MatchesTheWildcardIgnoringCaseAndAccents)
