@@ -16,8 +16,9 @@
 #include "XiphFileReader.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
-#include <QRegularExpression>
+#include <algorithm>
 #include <array>
 #include <initializer_list>
 
@@ -91,9 +92,14 @@ AudioMetadataPtr readByExtension(const QString& path)
 }
 
 // Case- and accent-insensitive form of a file name: decomposed, without the
-// combining marks, folded to lower case.
+// combining marks, folded to lower case. Plain ASCII names, nearly all of
+// them, only need the case folded.
 QString folded(const QString& name)
 {
+    const bool ascii = std::all_of(name.begin(), name.end(), [](QChar c) { return c.unicode() < 0x80; });
+    if (ascii) {
+        return name.toLower();
+    }
     const QString decomposed = name.normalized(QString::NormalizationForm_KD);
     QString result;
     result.reserve(decomposed.size());
@@ -106,21 +112,34 @@ QString folded(const QString& name)
     return result.toCaseFolded();
 }
 
-// "*" any run of characters, "?" any one; everything else stands for itself
-// (brackets too, which occur in real file names).
-QString wildcardExpression(const QString& wildcard)
+// Whether name matches pattern, where "*" stands for any run of characters
+// and "?" for any one; everything else (brackets too, which occur in real
+// file names) stands for itself. Greedy with one backtracking point, so it
+// runs in linear time for the usual single-star patterns.
+bool matchesWildcard(QStringView pattern, QStringView name)
 {
-    QString expression = QStringLiteral("\\A");
-    for (const QChar c : wildcard) {
-        if (c == QLatin1Char('*')) {
-            expression += QStringLiteral(".*");
-        } else if (c == QLatin1Char('?')) {
-            expression += QLatin1Char('.');
+    qsizetype p = 0;
+    qsizetype n = 0;
+    qsizetype starPattern = -1;
+    qsizetype starName = 0;
+    while (n < name.size()) {
+        if (p < pattern.size() && (pattern[p] == u'?' || (pattern[p] != u'*' && pattern[p] == name[n]))) {
+            ++p;
+            ++n;
+        } else if (p < pattern.size() && pattern[p] == u'*') {
+            starPattern = p++;
+            starName = n;
+        } else if (starPattern >= 0) {
+            p = starPattern + 1;
+            n = ++starName;
         } else {
-            expression += QRegularExpression::escape(QString(c));
+            return false;
         }
     }
-    return expression + QStringLiteral("\\z");
+    while (p < pattern.size() && pattern[p] == u'*') {
+        ++p;
+    }
+    return p == pattern.size();
 }
 
 } // namespace
@@ -167,16 +186,26 @@ void MetadataReader::readAlbumArtworkFromFilename(const QString& pathPattern, Au
     if (!folder.exists()) {
         return;
     }
-    const QRegularExpression pattern(wildcardExpression(folded(patternInfo.fileName())));
-    const QStringList entries =
-        folder.entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name);
-    for (const QString& entry : entries) {
-        if (pattern.match(folded(entry)).hasMatch()) {
-            if (AlbumArtworkPtr artwork = AlbumArtwork::albumArtworkFromFile(folder.filePath(entry))) {
-                record.setAlbumArtwork(std::move(artwork));
-            }
-            return;
+    const QString pattern = folded(patternInfo.fileName());
+    // The folder holds the whole album (often hundreds of files) and is
+    // listed for every track, so only the matches are collected and sorted:
+    // the first in name order is the one a sorted listing would show first.
+    QStringList matches;
+    QDirIterator entries(folder.path(),
+                         QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+    while (entries.hasNext()) {
+        entries.next();
+        const QString name = entries.fileName();
+        if (matchesWildcard(pattern, folded(name))) {
+            matches << name;
         }
+    }
+    if (matches.isEmpty()) {
+        return;
+    }
+    std::sort(matches.begin(), matches.end());
+    if (AlbumArtworkPtr artwork = AlbumArtwork::albumArtworkFromFile(folder.filePath(matches.front()))) {
+        record.setAlbumArtwork(std::move(artwork));
     }
 }
 

@@ -28,7 +28,7 @@ class MetadataReader
 public:
     static AudioMetadataPtr metadataFromFile(const QString& path);
 
-    // Lists the folder of pathPattern and takes the first entry (in listing
+    // Lists the folder of pathPattern and takes the first entry (in name
     // order) whose name matches the file-name part of pathPattern as a
     // wildcard pattern ("*" and "?", case- and accent-insensitive); when
     // there is one, it is loaded as the record's artwork. A folder that
