@@ -206,14 +206,15 @@ void MP3EncodeOperation::encode()
     bufferList.mNumberBuffers = 1;
     bufferList.mBuffers[0].mData = buffer.data();
     for (uint64_t chunk = 1;; ++chunk) {
-        bufferList.mBuffers[0].mNumberChannels = outputFormat.mChannelsPerFrame;
-        bufferList.mBuffers[0].mDataByteSize = bufferSize;
         if (outputFormat.mBytesPerFrame == 0) {
             ZT_FAIL(QStringLiteral("Invalid Audio Input (0 Bytes Per Frame)"));
         }
         uint32_t frames = 0;
-        // A read of nothing before the end is not counted: read again.
+        // A read of nothing before the end is not counted: read again, with
+        // the whole buffer offered again (a read sets the size it filled).
         do {
+            bufferList.mBuffers[0].mNumberChannels = outputFormat.mChannelsPerFrame;
+            bufferList.mBuffers[0].mDataByteSize = bufferSize;
             frames = decoder->readAudio(&bufferList, bufferSize / outputFormat.mBytesPerFrame);
             if (frames == 0 && decoder->isEndOfFile()) {
                 break;
