@@ -215,14 +215,3 @@ AudioMetadataPtr MetadataReader::metadataFromShortenFile(const QString&)
     record->setSourceKind(QStringLiteral("Shorten"));
     return record;
 }
-
-QStringList MetadataReader::extensionsWithReaders()
-{
-    QStringList extensions;
-    for (const ReaderRow& row : kReaders) {
-        for (const char* extension : row.extensions) {
-            extensions << QString::fromLatin1(extension);
-        }
-    }
-    return extensions;
-}

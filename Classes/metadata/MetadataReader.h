@@ -39,7 +39,4 @@ public:
     // Shorten files are read by the platform's row; this reader exists for
     // callers that know the format and only names it ("Shorten").
     static AudioMetadataPtr metadataFromShortenFile(const QString& path);
-
-    // Every extension (lower case) that has a reader of its own.
-    static QStringList extensionsWithReaders();
 };
