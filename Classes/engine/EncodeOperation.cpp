@@ -82,6 +82,9 @@ EncodeOperation::~EncodeOperation()
     if (m_thread.joinable()) {
         m_thread.join();
     }
+    for (std::thread& thread : m_endedThreads) {
+        thread.join();
+    }
     if (m_outFile) {
         std::fclose(m_outFile);
     }
@@ -90,19 +93,19 @@ EncodeOperation::~EncodeOperation()
 void EncodeOperation::start()
 {
     if (m_cancelled) {
+        // The result is set before the notice, so that observers see it.
+        m_success = true;
         m_finished = true;
         Q_EMIT isFinishedChanged();
-        m_success = true;
         return;
     }
-    // A run after the user's answer: the first run's thread has ended its main.
+    // A run after the user's answer: the first run's main has returned or is
+    // about to (its last step may still be waiting for the main thread, so
+    // joining it here could wait forever).
     if (m_thread.joinable()) {
-        m_thread.join();
+        m_endedThreads.push_back(std::move(m_thread));
     }
-    if (m_waitingUserInput) {
-        m_waitingUserInput = false;
-        Q_EMIT waitingUserInputChanged();
-    }
+    setWaitingUserInput(false);
     m_executing = true;
     m_thread = std::thread([this] { main(); });
     Q_EMIT isExecutingChanged();
@@ -146,6 +149,13 @@ void EncodeOperation::setOutFilePath(const QString& path)
 {
     std::lock_guard lock(m_lock);
     m_outFilePath = path;
+}
+
+void EncodeOperation::setWaitingUserInput(bool waiting)
+{
+    if (m_waitingUserInput.exchange(waiting) != waiting) {
+        Q_EMIT waitingUserInputChanged();
+    }
 }
 
 void EncodeOperation::setTempFilePath(const QString& path)

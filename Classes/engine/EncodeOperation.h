@@ -20,8 +20,9 @@
 // Lifecycle: created → start() runs main() on a thread of its own →
 // completeOperation() (always on the main thread; the worker waits for it)
 // marks it finished, with success() telling the result; or main() stops with
-// waitingUserInput() set, and the owner asks the user, sets the preferences
-// it answers with and calls start() again: outFilePath is then kept.
+// waitingUserInput() set, and the owner asks the user and either calls
+// start() again (outFilePath is then kept, or replaced by the owner) or
+// settles it with setSuccess/setSkipped/completeOperation.
 // A cancelled operation that has not started finishes at start() with
 // success true. cancel() only sets a flag that the worker polls.
 //
@@ -48,6 +49,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 class EncodeOperationDelegate;
 
@@ -103,6 +105,17 @@ public:
     bool skipped() const { return m_skipped; }
     bool outputFileExistedBeforeEncode() const { return m_outputFileExistedBeforeEncode; }
 
+    // What the application does with an operation waiting for the overwrite
+    // answer (main thread): give it another output path, or settle it as
+    // skipped without running it again.
+    void setOutFilePath(const QString& path);
+    void setWaitingUserInput(bool waiting);
+    void setSuccess(bool success) { m_success = success; }
+    void setSkipped(bool skipped) { m_skipped = skipped; }
+    // Marks the operation finished on the main thread, waiting for it when
+    // called from another thread.
+    void completeOperation();
+
     // Progress of a decoder that converts to an intermediate file (0 to 1):
     // becomes currentFrame out of 100; a cancelled operation cancels it.
     void decoderDidUpdateProgressPercent(ZTDecoder* decoder, double fraction) override;
@@ -125,8 +138,6 @@ protected:
     // Tags the file at tempFilePath; the base does nothing.
     virtual void writeMetadata() {}
 
-    // Asks the main thread to mark the operation finished, and waits.
-    void completeOperation();
 
     // Chooses outFilePath. False: stop now (completed, or waiting for the user).
     bool determineOutputPath();
@@ -141,14 +152,11 @@ protected:
     // Runs writeMetadata() on the delegate's tagging thread and waits.
     void writeMetadataOnTaggingThread();
 
-    void setOutFilePath(const QString& path);
     void setTempFilePath(const QString& path);
     void setDecodeFilePath(const QString& path);
     void setCurrentFrame(qint64 frame);
     void setTotalFrames(qint64 frames) { m_totalFrames = frames; }
     void setCurrentStatus(const QString& status);
-    void setSuccess(bool success) { m_success = success; }
-    void setSkipped(bool skipped) { m_skipped = skipped; }
 
     // The open output stream while encoding; the subclass opens and closes it.
     FILE* m_outFile = nullptr;
@@ -184,4 +192,8 @@ private:
     std::atomic<bool> m_outputFileExistedBeforeEncode = false;
 
     std::thread m_thread;
+    // Threads of earlier runs (before a pause for the user's answer). They
+    // are joined when the operation is destroyed, never at start(): the old
+    // thread may still be handing its pause to the main thread.
+    std::vector<std::thread> m_endedThreads;
 };

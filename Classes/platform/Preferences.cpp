@@ -52,6 +52,10 @@ Preferences::~Preferences() = default;
 QVariant Preferences::value(const QString& key) const
 {
     QMutexLocker locker(&m_lock);
+    const auto overridden = m_overrides.constFind(key);
+    if (overridden != m_overrides.constEnd()) {
+        return *overridden;
+    }
     QVariant stored = m_settings->value(key);
     return stored.isValid() ? stored : m_defaults.value(key);
 }
@@ -98,6 +102,18 @@ void Preferences::setValue(const QString& key, const QVariant& value)
     QMutexLocker locker(&m_lock);
     m_settings->setValue(key, value);
     m_settings->sync();
+}
+
+void Preferences::setOverride(const QString& key, const QVariant& value)
+{
+    QMutexLocker locker(&m_lock);
+    m_overrides.insert(key, value);
+}
+
+void Preferences::removeAllOverrides()
+{
+    QMutexLocker locker(&m_lock);
+    m_overrides.clear();
 }
 
 void Preferences::removeValue(const QString& key)

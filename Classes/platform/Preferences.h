@@ -11,6 +11,8 @@
 // decimal string). Programs and tests that want other defaults register
 // them on top (registerDefaults merges).
 //
+// Overrides set with setOverride() answer first and live only in memory.
+//
 // Threads: every function may be called from any thread; one lock guards
 // the store. Writes go to disk at once. Nothing here throws: a key that is
 // neither stored nor registered reads as an invalid QVariant, 0, false or
@@ -37,6 +39,12 @@ public:
     double doubleValue(const QString& key) const;
     QString stringValue(const QString& key) const;
     QVariantMap dictionaryValue(const QString& key) const;
+
+    // Overrides: values that answer before the stored ones and the
+    // defaults, for this process only, and are never written to the file
+    // (the command line's options for one run). setValue() still stores.
+    void setOverride(const QString& key, const QVariant& value);
+    void removeAllOverrides();
 
     // Stores value under key (an invalid value removes the key).
     void setValue(const QString& key, const QVariant& value);
@@ -71,4 +79,5 @@ private:
     mutable QMutex m_lock;
     std::unique_ptr<QSettings> m_settings;
     QVariantMap m_defaults;
+    QVariantMap m_overrides;
 };

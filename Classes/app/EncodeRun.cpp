@@ -1,0 +1,292 @@
+#include "EncodeRun.h"
+
+#include "ApplicationController.h"
+#include "EncodeOperation.h"
+#include "EncoderSettings.h"
+#include "ErrorLogWindowController.h"
+#include "FileEncodeOperation.h"
+#include "OperationsArrayController.h"
+#include "Preferences.h"
+#include "UserInterface.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+const char* const EncodeRun::kFailedToEncodeMessage = "Failed To Encode %1 of %2 Files.";
+
+namespace {
+
+QString tr(const char* text)
+{
+    return QCoreApplication::translate("ApplicationController", text);
+}
+
+bool boolPreference(const char* key)
+{
+    return Preferences::shared().boolValue(QString::fromLatin1(key));
+}
+
+void showFolderAlert(UserInterface& ui, const char* title, const char* text)
+{
+    Alert alert;
+    alert.messageText = tr(title);
+    alert.informativeText = tr(text);
+    alert.buttons = {tr("OK")};
+    ui.runAlert(alert);
+    ui.showPreferences();
+}
+
+} // namespace
+
+qint64 EncodeRun::numProcesses()
+{
+    return Preferences::shared().integerValue(QStringLiteral("numProcesses"));
+}
+
+void EncodeRun::startRun(int encoderAction)
+{
+    if (m_controller.encoderRunning()) {
+        return;
+    }
+    m_controller.m_currentFileInQueue = 0;
+    for (const std::shared_ptr<EncoderSettings>& settings : std::as_const(m_controller.m_encoderSettings)) {
+        settings->setEncoderAction(encoderAction);
+    }
+    encode();
+}
+
+void EncodeRun::encode()
+{
+    ApplicationController& c = m_controller;
+    UserInterface& ui = c.ui();
+    OperationsArrayController& queue = c.operationsController();
+    if (queue.count() == 0) {
+        ui.beep();
+        return;
+    }
+    if (c.encoderRunning()) {
+        return;
+    }
+    bool anyEnabled = false;
+    bool anyMetadataOnly = false;
+    for (const std::shared_ptr<EncoderSettings>& settings : std::as_const(c.m_encoderSettings)) {
+        anyEnabled = anyEnabled || settings->enabled();
+        anyMetadataOnly = anyMetadataOnly || settings->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction;
+    }
+    // "destinationDirectoryBookmark" stays empty on this platform: the plain
+    // path is used.
+    if (!anyMetadataOnly && !anyEnabled) {
+        Alert alert;
+        alert.messageText = tr("No Output Formats Enabled.");
+        alert.informativeText = tr("Please enable at least one output format.");
+        alert.buttons = {tr("OK.")};
+        ui.beginAlertSheet(alert, [](int, bool) {});
+        return;
+    }
+    if (!boolPreference("outputSameAsSource")) {
+        const QString folder = Preferences::shared().stringValue(QStringLiteral("destinationDirectory"));
+        const QFileInfo info(folder);
+        if (folder.isEmpty() || !info.isDir()) {
+            showFolderAlert(ui, "Output Folder Not Found",
+                            "The destination folder does not exist.  Please specify a new one in preferences.");
+            return;
+        }
+        if (!info.isWritable()) {
+            showFolderAlert(ui, "Permissions Error.",
+                            "You do not have write permissions to the output folder.  Please specify a new one "
+                            "in preferences.");
+            return;
+        }
+        if (folder.contains(QDir::homePath() + QStringLiteral("/Music/iTunes"))) {
+            showFolderAlert(ui, "Invalid Output Folder.",
+                            "Files can not be written to a user's iTunes library folder.  Please choose a "
+                            "different output folder in the preferences.");
+            return;
+        }
+    }
+
+    ui.closeSecondaryWindows();
+    ErrorLogWindowController::sharedController()->clear();
+    c.clearSelection();
+    ui.setEncodeButtonToCancel(true);
+    c.m_runningOperations = 0;
+    c.m_failedEncodes = 0;
+    c.m_successfulEncodes = 0;
+    c.m_overwriteExistingFilesHandling = 0;
+    c.m_cancelled = false;
+    c.m_createdOutputPaths.clear();
+    ui.closeErrorLog();
+
+    // Set before the launch: a row without children finishes from the event
+    // loop, but one may also finish while the launch is still going on.
+    c.setEncoderRunning(true);
+    for (qsizetype i = 0; i < queue.count(); ++i) {
+        if (c.m_runningOperations >= numProcesses()) {
+            break;
+        }
+        FileEncodeOperation* operation = queue.at(i);
+        if (!operation->isExecuting() && !operation->isFinished()) {
+            ++c.m_runningOperations;
+            ++c.m_currentFileInQueue;
+            operation->start();
+        }
+    }
+    c.setEncoderRunning(c.m_runningOperations != 0);
+    if (c.m_runningOperations == 0) {
+        ui.setEncodeButtonToCancel(false);
+        Q_EMIT c.runFinished();
+    }
+}
+
+bool EncodeRun::keepsRow(const FileEncodeOperation& operation) const
+{
+    const bool metadataOnly = !m_controller.m_encoderSettings.isEmpty() &&
+                              m_controller.m_encoderSettings.first()->encoderAction() ==
+                                  EncoderSettings::UpdateMetadataOnlyAction;
+    if (metadataOnly && QFileInfo(operation.inFilePath()).suffix().toLower() == QLatin1String("mp3")) {
+        return boolPreference("keepFilesInQueueAfterWritingMetadata");
+    }
+    return boolPreference("keepFilesInQueueAfterEncoding") && !boolPreference("deleteOriginal");
+}
+
+void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
+{
+    ApplicationController& c = m_controller;
+    UserInterface& ui = c.ui();
+    OperationsArrayController& queue = c.operationsController();
+    --c.m_runningOperations;
+    Q_EMIT c.operationFinished(operation);
+
+    const bool keep = keepsRow(*operation);
+    if (operation->isCancelled()) {
+        operation->resetOperation();
+    } else {
+        if (operation->success()) {
+            c.m_successfulEncodes += operation->successfulEncodes();
+        } else {
+            if (boolPreference("showLogOnError")) {
+                ui.showErrorLog();
+            }
+            c.m_failedEncodes += operation->failedEncodes();
+        }
+
+        if (keep) {
+            operation->resetOperation();
+            ui.reloadQueueList();
+        } else {
+            QObject::disconnect(operation, nullptr, &c, nullptr);
+            queue.remove(operation);
+            c.m_selectedOperations.removeAll(operation);
+            operation->deleteLater();
+            ui.reloadQueueList();
+        }
+        if (c.m_containsMP3Files && !queue.containsExtension(QStringLiteral("mp3"))) {
+            c.setContainsMP3Files(false);
+        }
+
+        if (!c.m_cancelled) {
+            if (!keep) {
+                for (qsizetype i = 0; i < queue.count(); ++i) {
+                    if (c.m_runningOperations >= numProcesses()) {
+                        break;
+                    }
+                    FileEncodeOperation* next = queue.at(i);
+                    if (!next->isExecuting() && !next->isFinished() && !next->isCancelled()) {
+                        ++c.m_runningOperations;
+                        next->start();
+                    }
+                }
+            } else {
+                qint64 countdown = queue.count();
+                while (c.m_currentFileInQueue < queue.count()) {
+                    if (c.m_runningOperations >= numProcesses()) {
+                        break;
+                    }
+                    if (--countdown <= c.m_runningOperations) {
+                        break;
+                    }
+                    FileEncodeOperation* next = queue.at(c.m_currentFileInQueue);
+                    ++c.m_runningOperations;
+                    ++c.m_currentFileInQueue;
+                    next->start();
+                    ui.scrollToRow(int(c.m_currentFileInQueue - numProcesses()));
+                }
+            }
+        }
+    }
+
+    if (c.m_runningOperations == 0) {
+        runDidEnd(keep);
+    }
+    if (queue.count() == 0) {
+        c.setContainsMP3Files(false);
+    }
+}
+
+void EncodeRun::runDidEnd(bool keepRows)
+{
+    ApplicationController& c = m_controller;
+    UserInterface& ui = c.ui();
+    c.setEncoderRunning(false);
+    ui.reloadOutputFormatList();
+    ui.setEncodeButtonToCancel(false);
+    ui.setEncodeButtonEnabled(true);
+    if (keepRows) {
+        ui.scrollToRow(0);
+    }
+    if (c.m_failedEncodes > 0) {
+        Alert alert;
+        alert.messageText = tr(kFailedToEncodeMessage)
+                                .arg(c.m_failedEncodes)
+                                .arg(c.m_failedEncodes + c.m_successfulEncodes);
+        alert.buttons = {tr("OK"), tr("Show Report")};
+        ui.beginAlertSheet(alert, [&ui](int button, bool) {
+            if (button == AlertSecondButtonReturn) {
+                ui.showErrorLog();
+            }
+        });
+    }
+    if (boolPreference("openOutputDirectoryWhenFinished") && !boolPreference("outputSameAsSource")) {
+        ui.openFolder(Preferences::shared().stringValue(QStringLiteral("destinationDirectory")));
+    }
+    Q_EMIT c.runFinished();
+}
+
+void EncodeRun::cancel()
+{
+    ApplicationController& c = m_controller;
+    c.m_cancelled = true;
+    for (FileEncodeOperation* operation : c.operationsController().arrangedObjects()) {
+        if (!operation->isExecuting()) {
+            continue;
+        }
+        operation->cancel();
+        // An encode operation paused for the overwrite answer would wait
+        // forever: started again, a cancelled operation finishes at once.
+        for (EncodeOperation* waiting : operation->operations()) {
+            if (waiting->waitingUserInput()) {
+                waiting->setWaitingUserInput(false);
+                waiting->start();
+            }
+        }
+    }
+    c.m_showingAlert = false;
+    c.ui().setEncodeButtonEnabled(false);
+}
+
+void EncodeRun::startWaitingRows()
+{
+    ApplicationController& c = m_controller;
+    OperationsArrayController& queue = c.operationsController();
+    for (qsizetype i = 0; i < queue.count(); ++i) {
+        if (c.m_runningOperations >= numProcesses()) {
+            break;
+        }
+        FileEncodeOperation* operation = queue.at(i);
+        if (!operation->isExecuting() && !operation->isFinished()) {
+            ++c.m_runningOperations;
+            operation->start();
+        }
+    }
+}

@@ -1,0 +1,42 @@
+#pragma once
+// The run: the checks before it starts, the launch of up to "numProcesses"
+// queued files (the controller starts each file itself; there is no shared
+// operation queue), what happens as each file finishes (counting, keeping or
+// removing its row, starting the next), the end with its report, and
+// cancellation.
+//
+// Rows that stay in the queue after finishing are reset and the launch then
+// goes on from currentFileInQueue, with a countdown guard that stops it once
+// no more than runningOperations rows could be left; rows that are removed
+// let the launch scan the queue from the top. Both rules have always been so.
+//
+// Threads: main thread only; every finish notice arrives there.
+
+#include <QString>
+
+class ApplicationController;
+class FileEncodeOperation;
+
+class EncodeRun
+{
+public:
+    static const char* const kFailedToEncodeMessage; // "Failed To Encode %ld of %ld Files."
+
+    explicit EncodeRun(ApplicationController& controller) : m_controller(controller) {}
+
+    // A normal (EncodeAction) or metadata-only run, unless one is active.
+    void startRun(int encoderAction);
+    void encode();
+    void cancel();
+    void operationDidFinish(FileEncodeOperation* operation);
+    // Starts queued rows from the top until "numProcesses" run.
+    void startWaitingRows();
+
+private:
+    // Whether a finished row stays in the queue after this run.
+    bool keepsRow(const FileEncodeOperation& operation) const;
+    void runDidEnd(bool keepRows);
+    static qint64 numProcesses();
+
+    ApplicationController& m_controller;
+};

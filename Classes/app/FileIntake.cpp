@@ -1,0 +1,113 @@
+#include "FileIntake.h"
+
+#include "ApplicationController.h"
+#include "MainThread.h"
+#include "OperationsArrayController.h"
+#include "UserInterface.h"
+
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QSet>
+#include <array>
+
+namespace {
+
+constexpr std::array<const char*, 69> kAcceptedExtensions{
+    "mp3", "flac", "ape", "mpc",  "wv",   "ra",  "rm",  "rmf", "rmj", "mpg", "mpeg", "avi", "mov", "wma",
+    "wmv", "asf",  "ogg", "oga",  "oggflac", "spx", "opus", "aif", "aiff", "aifc", "wav", "wave", "m4a", "m4b",
+    "m4r", "mp4",  "mp2", "aac",  "aacp", "sd2", "3ga", "3gp", "3gpp", "3gs", "3g2", "caf", "snd", "au",
+    "amr", "sdir", "tta", "mod",  "s3m",  "xm",  "it",  "669", "amf", "ams", "dbm", "dmf", "dsm", "far",
+    "mdl", "med",  "mtm", "okt",  "ptm",  "stm", "ult", "umx", "mt2", "psm", "abc", "dff", "dsf"};
+
+const QSet<QString>& acceptedSet()
+{
+    static const QSet<QString> set = [] {
+        QSet<QString> result;
+        for (const char* extension : kAcceptedExtensions) {
+            result.insert(QString::fromLatin1(extension));
+        }
+        return result;
+    }();
+    return set;
+}
+
+} // namespace
+
+QStringList FileIntake::acceptedExtensions()
+{
+    QStringList result;
+    for (const char* extension : kAcceptedExtensions) {
+        result.append(QString::fromLatin1(extension));
+    }
+    return result;
+}
+
+bool FileIntake::isAccepted(const QString& path)
+{
+    return acceptedSet().contains(QFileInfo(path).suffix().toLower());
+}
+
+void FileIntake::parse(const QStringList& paths)
+{
+    ApplicationController& controller = m_controller;
+    bool busy = false;
+    MainThread::runAndWait([&] {
+        busy = controller.runningOperations() > 0 || controller.encoderRunning();
+        if (busy) {
+            controller.ui().beep();
+        }
+    });
+    if (busy) {
+        return;
+    }
+
+    controller.m_processingFiles = true;
+    controller.startRefreshTimer();
+    controller.setCancelled(false);
+    QStringList snapshot;
+    MainThread::runAndWait([&] {
+        controller.setEncoderRunning(true);
+        controller.ui().setEncodeButtonToCancel(true);
+        snapshot = controller.operationsController().paths();
+    });
+
+    for (const QString& path : paths) {
+        const QFileInfo info(path);
+        if (info.isDir()) {
+            // Hidden files and folders are left out of the walk.
+            QDirIterator walk(path, QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot,
+                              QDirIterator::Subdirectories);
+            QStringList found;
+            while (walk.hasNext()) {
+                const QString item = walk.next();
+                if (walk.fileInfo().isDir()) {
+                    continue;
+                }
+                found.append(item);
+            }
+            // The walk's order is the file system's; a sorted one reads the
+            // same on every machine.
+            found.sort();
+            bool stopped = false;
+            for (const QString& item : std::as_const(found)) {
+                if (isAccepted(item) && !snapshot.contains(item)) {
+                    MainThread::runAndWait([&] { controller.addFileEncodeOperationToQueue(item, path); });
+                }
+                if (controller.isCancelled()) {
+                    stopped = true;
+                    break;
+                }
+            }
+            if (stopped) {
+                break;
+            }
+        } else if (isAccepted(path) && !snapshot.contains(path)) {
+            MainThread::runAndWait([&] { controller.addFileEncodeOperationToQueue(path, path); });
+        }
+        if (controller.isCancelled()) {
+            break;
+        }
+    }
+
+    MainThread::runAndWait([&] { controller.finishedParsingFiles(); });
+}

@@ -1,0 +1,37 @@
+#pragma once
+// The intake of paths into the queue (files opened, dropped or given on the
+// command line): accepted extensions, a deep walk of folders without hidden
+// files, and the duplicate rule.
+//
+// Duplicates are refused only against the queue as it was when the parse
+// began: a path reached twice within one parse (listed twice, or dropped
+// together with its folder) is queued twice. That has always been so.
+//
+// parse() runs on a background thread and hops to the main thread for every
+// change of the queue; nothing is added while a run or another parse is
+// active (a beep instead). The controller's cancelled flag stops it after
+// the current item; what was queued stays.
+
+#include <QString>
+#include <QStringList>
+
+class ApplicationController;
+
+class FileIntake
+{
+public:
+    explicit FileIntake(ApplicationController& controller) : m_controller(controller) {}
+
+    // The 69 extensions (lower case) of files the queue takes, in order.
+    static QStringList acceptedExtensions();
+    // Whether path's extension, lower-cased, is accepted.
+    static bool isAccepted(const QString& path);
+
+    void parse(const QStringList& paths);
+
+private:
+    // Queues path unless it is in the snapshot; false when the parse is to stop.
+    bool offer(const QString& path, const QString& topLevelPath, const QStringList& snapshot);
+
+    ApplicationController& m_controller;
+};

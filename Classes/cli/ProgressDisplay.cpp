@@ -1,0 +1,102 @@
+#include "ProgressDisplay.h"
+
+#include "ApplicationController.h"
+#include "FileEncodeOperation.h"
+#include "OperationsArrayController.h"
+#include "TerminalUserInterface.h"
+
+#include <QFileInfo>
+
+namespace {
+
+constexpr int kBarWidth = 30;
+constexpr int kNameWidth = 40;
+
+QString shortened(const QString& text, int width)
+{
+    return text.size() <= width ? text.leftJustified(width) : QStringLiteral("...") + text.right(width - 3);
+}
+
+} // namespace
+
+ProgressDisplay::ProgressDisplay(ApplicationController& controller, TerminalUserInterface& ui, QTextStream& out,
+                                 bool interactive)
+    : m_controller(controller), m_ui(ui), m_out(out), m_interactive(interactive)
+{
+    m_timer.setInterval(200);
+    connect(&m_timer, &QTimer::timeout, this, &ProgressDisplay::redraw);
+}
+
+QString ProgressDisplay::bar(double fraction, int width)
+{
+    const int filled = int(std::clamp(fraction, 0.0, 1.0) * width + 0.5);
+    return QStringLiteral("[") + QString(filled, u'#') + QString(width - filled, u'-') + QStringLiteral("]");
+}
+
+void ProgressDisplay::start(qsizetype total)
+{
+    m_total = total;
+    m_finished = 0;
+    if (m_interactive) {
+        m_timer.start();
+    }
+}
+
+void ProgressDisplay::erase()
+{
+    for (; m_linesDrawn > 0; --m_linesDrawn) {
+        m_out << "\x1b[1A\x1b[2K";
+    }
+    m_out << '\r';
+}
+
+void ProgressDisplay::fileFinished(FileEncodeOperation* operation)
+{
+    ++m_finished;
+    const char* result = operation->isCancelled()               ? "cancelled"
+                         : !operation->success()                ? "FAILED"
+                         : operation->successfulEncodes() == 0 ? "skipped"
+                                                                 : "done";
+    if (m_interactive && !m_ui.isAsking()) {
+        erase();
+    }
+    m_out << QStringLiteral("[%1/%2] %3: %4\n").arg(m_finished).arg(m_total).arg(QLatin1String(result),
+                                                                                 operation->inFilePath());
+    m_out.flush();
+}
+
+void ProgressDisplay::redraw()
+{
+    if (m_ui.isAsking()) {
+        // The question has the terminal: draw again once it is answered.
+        m_linesDrawn = 0;
+        return;
+    }
+    erase();
+    double running = 0;
+    int lines = 0;
+    for (FileEncodeOperation* operation : m_controller.operationsController().arrangedObjects()) {
+        if (!operation->isExecuting()) {
+            continue;
+        }
+        const double fraction = operation->progressUnknown() ? 0.0 : double(operation->percentComplete());
+        running += fraction;
+        m_out << "  " << shortened(QFileInfo(operation->inFilePath()).fileName(), kNameWidth) << ' '
+              << bar(fraction, kBarWidth) << QStringLiteral(" %1%\n").arg(int(fraction * 100), 3);
+        ++lines;
+    }
+    const double overall = m_total > 0 ? (double(m_finished) + running) / double(m_total) : 0.0;
+    m_out << "  " << QStringLiteral("All files (%1 of %2 done)").arg(m_finished).arg(m_total).leftJustified(kNameWidth)
+          << ' ' << bar(overall, kBarWidth) << QStringLiteral(" %1%\n").arg(int(overall * 100), 3);
+    m_linesDrawn = lines + 1;
+    m_out.flush();
+}
+
+void ProgressDisplay::stop()
+{
+    m_timer.stop();
+    if (m_interactive && !m_ui.isAsking()) {
+        erase();
+        m_out.flush();
+    }
+}

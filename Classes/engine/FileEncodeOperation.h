@@ -1,0 +1,135 @@
+#pragma once
+// One queued source file, shown as one row of the queue: when it runs it
+// creates one MP3 encode operation per applicable output format of the
+// delegate's list, hands each the source's metadata, runs them on a queue of
+// its own, merges their progress and status into its own, and finishes when
+// the last of them has finished; then it may move the source to the Trash.
+//
+// Fan-out rules, per output format in order: a disabled format is skipped
+// unless it only writes metadata; with "skipFilesOfSameType" a format with
+// the source's own extension is skipped (for the platform's audio types only
+// when the source's data format matches, or cannot be read); a metadata-only
+// format ends the walk, so an MP3 source gets exactly one child. Without
+// children the row completes at once, successfully.
+//
+// The source is moved to the Trash only when "deleteOriginal" is on, every
+// child succeeded, none wrote to the source's own path, the last one was not
+// skipped and the row was not cancelled.
+//
+// Observable state (signals emitted on the main thread): isExecuting,
+// isFinished, percentComplete, progressUnknown, currentStatus. The children
+// report from their own threads; every change of the row's visible state is
+// made on the main thread while the child waits.
+//
+// Lifecycle: created by the intake → start() (main thread) runs main() at
+// once → finished when the last child finishes → resetOperation() makes it
+// ready for another run. A cancelled row finishes at start() with success.
+//
+// Ownership: the controller owns the row; the row owns its children and
+// keeps each one until it may be destroyed (after its thread ended). The
+// delegate is not owned. metadata() may be called from any thread.
+
+#include "AudioMetadata.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+class EncodeOperation;
+class EncodeQueue;
+class EncoderSettings;
+class FileEncodeOperationDelegate;
+
+class FileEncodeOperation : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool isExecuting READ isExecuting NOTIFY isExecutingChanged)
+    Q_PROPERTY(bool isFinished READ isFinished NOTIFY isFinishedChanged)
+    Q_PROPERTY(float percentComplete READ percentComplete NOTIFY percentCompleteChanged)
+    Q_PROPERTY(bool progressUnknown READ progressUnknown NOTIFY percentCompleteChanged)
+    Q_PROPERTY(QString currentStatus READ currentStatus NOTIFY currentStatusChanged)
+
+public:
+    FileEncodeOperation(const QString& fullPath, const QString& topLevelPath);
+    ~FileEncodeOperation() override;
+
+    FileEncodeOperationDelegate* delegate() const { return m_delegate; }
+    void setDelegate(FileEncodeOperationDelegate* delegate) { m_delegate = delegate; }
+
+    // Main thread.
+    void start();
+    void cancel();
+    void resetOperation();
+
+    bool isCancelled() const { return m_cancelled; }
+    bool isExecuting() const { return m_executing; }
+    bool isFinished() const { return m_finished; }
+    bool success() const { return m_success; }
+    bool skipped() const { return m_skipped; }
+    bool reEncodeToSamefile() const { return m_reEncodeToSamefile; }
+    qint64 successfulEncodes() const { return m_successfulEncodes; }
+    qint64 failedEncodes() const { return m_failedEncodes; }
+    float percentComplete() const { return m_percentComplete; }
+    bool progressUnknown() const { return m_progressUnknown; }
+    QString currentStatus() const;
+    // The source; after a metadata-only run that renamed it, its new path.
+    QString inFilePath() const;
+    const QString& topLevelPath() const { return m_topLevelPath; }
+
+    // The children not yet finished, in the order they were created.
+    QList<EncodeOperation*> operations() const { return m_operations; }
+
+    // The source's tags, read once (under the row's lock) and shared by the
+    // children and the metadata commands. Any thread.
+    AudioMetadataPtr metadata();
+    // Replaces the record (revert). Any thread.
+    void setMetadata(AudioMetadataPtr metadata);
+
+    // A negative value (a child with unknown progress) only stores the value.
+    void setPercentCompleteNumber(float value);
+
+Q_SIGNALS:
+    void isExecutingChanged();
+    void isFinishedChanged();
+    void percentCompleteChanged();
+    void currentStatusChanged();
+    void metadataChanged();
+
+private:
+    void main();
+    bool shouldSkip(const EncoderSettings& settings) const;
+    void observe(EncodeOperation* child);
+    void childFinished(EncodeOperation* child);
+    void childWaiting(EncodeOperation* child);
+    void childProgressed(EncodeOperation* child);
+    void childStatusChanged(EncodeOperation* child);
+    void completeOperation();
+    void setCurrentStatus(const QString& status);
+    void releaseChildren();
+
+    FileEncodeOperationDelegate* m_delegate = nullptr;
+    mutable std::mutex m_lock; // guards m_inFilePath, m_currentStatus, m_metadata
+    QString m_inFilePath;
+    const QString m_topLevelPath;
+    AudioMetadataPtr m_metadata;
+    std::mutex m_metadataReadLock; // one read of the tags at a time
+    std::unique_ptr<EncodeQueue> m_queue;
+    QList<EncodeOperation*> m_operations;
+    // Every child created since the last reset, owned here.
+    QList<EncodeOperation*> m_children;
+
+    std::atomic<qint64> m_successfulEncodes = 0;
+    std::atomic<qint64> m_failedEncodes = 0;
+    std::atomic<float> m_percentComplete = 0;
+    std::atomic<bool> m_progressUnknown = false;
+    QString m_currentStatus;
+    std::atomic<bool> m_success = true;
+    std::atomic<bool> m_skipped = false;
+    std::atomic<bool> m_cancelled = false;
+    std::atomic<bool> m_finished = false;
+    std::atomic<bool> m_executing = false;
+    std::atomic<bool> m_reEncodeToSamefile = false;
+};
