@@ -1,0 +1,358 @@
+// The controller on a scripted user interface: intake, the run with its
+// launch, completion and report, the overwrite protocol, cancellation, and
+// the metadata commands. Encodes real files; checks the outputs with
+// ffprobe.
+
+#include "ApplicationController.h"
+#include "EncoderSettings.h"
+#include "Encoding.h"
+#include "FileEncodeOperation.h"
+#include "Fixtures.h"
+#include "MetadataCommands.h"
+#include "OperationsArrayController.h"
+#include "ScriptedUserInterface.h"
+#include "Tools.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <gtest/gtest.h>
+
+namespace {
+
+QStringList filesBelow(const QString& folder)
+{
+    QStringList files;
+    QDir dir(folder);
+    for (const QFileInfo& info : dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden,
+                                                   QDir::Name)) {
+        if (info.isDir()) {
+            for (const QString& inner : filesBelow(info.filePath())) {
+                files << info.fileName() + u'/' + inner;
+            }
+        } else {
+            files << info.fileName();
+        }
+    }
+    return files;
+}
+
+double durationOf(const QString& path)
+{
+    const ToolResult probe = runTool(QStringLiteral("ffprobe"),
+                                     {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                                      QStringLiteral("format=duration"), QStringLiteral("-of"),
+                                      QStringLiteral("csv=p=0"), path});
+    return probe.exitCode == 0 ? probe.standardOutput.trimmed().toDouble() : -1;
+}
+
+class ApplicationControllerTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        QDir().mkpath(out());
+        prefs.set(QStringLiteral("destinationDirectory"), out());
+        prefs.set(QStringLiteral("numProcesses"), 2);
+        controller.awakeFromNib();
+        QObject::connect(&controller, &ApplicationController::runFinished, [this] { ++runsFinished; });
+        QObject::connect(&controller, &ApplicationController::parsingFinished, [this] { ++parses; });
+        QObject::connect(&controller, &ApplicationController::operationFinished,
+                         [this](FileEncodeOperation* operation) {
+                             ++finished;
+                             maxRunning = std::max(maxRunning, controller.runningOperations() + 1);
+                         });
+    }
+
+    QString out() const { return scratch.file(QStringLiteral("out")); }
+
+    // A copy of a generated file in the scratch folder.
+    QString source(const QString& fixture, const QString& relative)
+    {
+        const QString path = scratch.file(QStringLiteral("in/") + relative);
+        QDir().mkpath(QFileInfo(path).path());
+        QFile::remove(path);
+        EXPECT_TRUE(QFile::copy(Fixtures::generated(fixture), path));
+        return path;
+    }
+
+    void queue(const QStringList& paths)
+    {
+        const int before = parses;
+        controller.applicationOpenFiles(paths);
+        ASSERT_TRUE(waitUntil([&] { return parses > before; }));
+    }
+
+    void run(bool metadataOnly = false)
+    {
+        const int before = runsFinished;
+        if (metadataOnly) {
+            controller.updateMetadataMenuItemSelected();
+        } else {
+            controller.encodeFilesMenuItemSelected();
+        }
+        ASSERT_TRUE(waitUntil([&] { return runsFinished > before; }, 120));
+    }
+
+    OperationsArrayController& rows() { return controller.operationsController(); }
+
+    PreferencesScope prefs;
+    ScratchDir scratch;
+    ScriptedUserInterface ui;
+    ApplicationController controller{&ui};
+    int runsFinished = 0;
+    int parses = 0;
+    int finished = 0;
+    qint64 maxRunning = 0;
+};
+
+TEST_F(ApplicationControllerTest, IntakeWalksFoldersWithoutHiddenFilesAndRefusesOnlyEarlierDuplicates)
+{
+    const QString first = source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("Album/CD1/01.flac"));
+    source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("Album/LOUD.MP3"));
+    source(QStringLiteral("ctl-short.wav"), QStringLiteral("Album/.hidden.wav"));
+    source(QStringLiteral("ctl-short.wav"), QStringLiteral("Album/.cache/inside.wav"));
+    QFile notes(scratch.file(QStringLiteral("in/Album/notes.txt")));
+    ASSERT_TRUE(notes.open(QIODevice::WriteOnly));
+    notes.close();
+    const QString album = scratch.file(QStringLiteral("in/Album"));
+
+    // The folder and a file inside it in one drop: the file comes twice.
+    queue({album, first});
+    EXPECT_EQ(rows().paths(), (QStringList{first, album + QStringLiteral("/LOUD.MP3"), first}));
+    EXPECT_EQ(rows().at(0)->topLevelPath(), album);
+    EXPECT_EQ(rows().at(2)->topLevelPath(), first);
+    EXPECT_TRUE(controller.containsMP3Files());
+    EXPECT_EQ(ui.selection, QList<int>{0});
+
+    // Dropped again later: nothing new.
+    queue({album});
+    EXPECT_EQ(rows().count(), 3);
+
+    // Removing the MP3 row clears the flag.
+    controller.deleteRows({1});
+    ASSERT_TRUE(waitUntil([&] { return !controller.encoderRunning(); }));
+    EXPECT_EQ(rows().paths(), (QStringList{first, first}));
+    EXPECT_FALSE(controller.containsMP3Files());
+}
+
+TEST_F(ApplicationControllerTest, RunStartsAtMostNumProcessesAndRemovesFinishedRows)
+{
+    QStringList paths;
+    for (int i = 1; i <= 5; ++i) {
+        paths << source(QStringLiteral("ctl-short.wav"), QStringLiteral("f%1.wav").arg(i));
+    }
+    queue(paths);
+    run();
+    EXPECT_EQ(finished, 5);
+    EXPECT_LE(maxRunning, 2);
+    EXPECT_EQ(controller.successfulEncodes(), 5);
+    EXPECT_EQ(rows().count(), 0);
+    EXPECT_FALSE(controller.encoderRunning());
+    EXPECT_EQ(filesBelow(out()),
+              (QStringList{"f1.mp3", "f2.mp3", "f3.mp3", "f4.mp3", "f5.mp3"}));
+    EXPECT_NEAR(durationOf(out() + QStringLiteral("/f3.mp3")), 0.5, 0.06);
+}
+
+TEST_F(ApplicationControllerTest, KeptRowsAreResetUnlessTheOriginalsAreDeleted)
+{
+    prefs.set(QStringLiteral("keepFilesInQueueAfterEncoding"), true);
+    QStringList paths;
+    for (int i = 1; i <= 4; ++i) {
+        paths << source(QStringLiteral("ctl-short.wav"), QStringLiteral("k%1.wav").arg(i));
+    }
+    queue(paths);
+    run();
+    EXPECT_EQ(finished, 4);
+    ASSERT_EQ(rows().count(), 4);
+    for (FileEncodeOperation* row : rows().arrangedObjects()) {
+        EXPECT_FALSE(row->isFinished());
+        EXPECT_EQ(row->successfulEncodes(), 0);
+    }
+    EXPECT_EQ(filesBelow(out()).size(), 4);
+
+    // With the originals deleted nothing stays, and the sources go to the Trash.
+    prefs.set(QStringLiteral("deleteOriginal"), true);
+    prefs.set(QStringLiteral("overwriteOutputFiles"), false);
+    run();
+    EXPECT_EQ(rows().count(), 0);
+    for (const QString& path : paths) {
+        EXPECT_FALSE(QFileInfo::exists(path)) << path.toStdString();
+    }
+    const QString trash =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Trash/files");
+    EXPECT_TRUE(QFileInfo::exists(trash + QStringLiteral("/k1.wav")));
+}
+
+TEST_F(ApplicationControllerTest, FailuresAreCountedAndReported)
+{
+    queue({source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("a.flac")),
+           source(QStringLiteral("ctl-corrupt.flac"), QStringLiteral("broken.flac")),
+           source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("c.ogg"))});
+    // Two formats per file: the counts are the rows' own sums.
+    controller.encoderSettingsList().append(mp3Format(EncoderSettings::CBR, 64));
+    ui.answers = {{AlertSecondButtonReturn, false}};
+    run();
+    EXPECT_EQ(controller.failedEncodes(), 2);
+    EXPECT_EQ(controller.successfulEncodes(), 4);
+    ASSERT_EQ(ui.alertMessages(), QStringList{QStringLiteral("Failed To Encode 2 of 6 Files.")});
+    EXPECT_EQ(ui.alerts.first().buttons, (QStringList{QStringLiteral("OK"), QStringLiteral("Show Report")}));
+    ASSERT_TRUE(waitUntil([&] { return ui.calls.contains(QStringLiteral("showErrorLog")); }));
+    EXPECT_EQ(filesBelow(out()), (QStringList{"a 2.mp3", "a.mp3", "c 2.mp3", "c.mp3"}));
+}
+
+TEST_F(ApplicationControllerTest, StartChecksRefuseBeforeAnythingRuns)
+{
+    controller.encode();
+    EXPECT_EQ(ui.calls, QStringList{QStringLiteral("beep")});
+
+    const QString mp3 = source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3"));
+    queue({mp3});
+    controller.encoderSettingsList().first()->setEnabled(false);
+    controller.encodeFilesMenuItemSelected();
+    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("No Output Formats Enabled."));
+
+    prefs.set(QStringLiteral("destinationDirectory"), QDir::homePath() + QStringLiteral("/Music/iTunes/Out"));
+    QDir().mkpath(QDir::homePath() + QStringLiteral("/Music/iTunes/Out"));
+    controller.encodeFilesMenuItemSelected();
+    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("No Output Formats Enabled."));
+    // A metadata-only run needs no enabled format, but still a usable folder.
+    controller.updateMetadataMenuItemSelected();
+    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("Invalid Output Folder."));
+    prefs.set(QStringLiteral("destinationDirectory"), scratch.file(QStringLiteral("missing")));
+    controller.updateMetadataMenuItemSelected();
+    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("Output Folder Not Found"));
+    EXPECT_EQ(ui.calls.count(QStringLiteral("showPreferences")), 2);
+    EXPECT_EQ(rows().count(), 1);
+    EXPECT_FALSE(controller.encoderRunning());
+
+    prefs.set(QStringLiteral("destinationDirectory"), out());
+    run(true);
+    EXPECT_EQ(controller.successfulEncodes(), 1);
+    EXPECT_TRUE(filesBelow(out()).isEmpty());
+}
+
+TEST_F(ApplicationControllerTest, OverwriteAnswersApplyToTheBatchOnlyWhenTicked)
+{
+    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
+    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
+    prefs.set(QStringLiteral("numProcesses"), 1);
+    QStringList paths;
+    for (const char* name : {"o1", "o2", "o3"}) {
+        paths << source(QStringLiteral("ctl-short.wav"), QString::fromLatin1(name) + QStringLiteral(".wav"));
+        QFile existing(out() + u'/' + QString::fromLatin1(name) + QStringLiteral(".mp3"));
+        ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
+        existing.write("old");
+    }
+    prefs.set(QStringLiteral("keepFilesInQueueAfterEncoding"), true);
+    queue(paths);
+
+    // "Skip" with the box ticked: one question for the whole batch.
+    ui.answers = {{AlertThirdButtonReturn, true}};
+    run();
+    ASSERT_EQ(ui.alerts.size(), 1);
+    EXPECT_EQ(ui.alerts.first().messageText, QStringLiteral("The file \"o1.mp3\" already exists."));
+    EXPECT_EQ(ui.alerts.first().buttons,
+              (QStringList{QStringLiteral("No"), QStringLiteral("Yes"), QStringLiteral("Skip")}));
+    EXPECT_EQ(ui.alerts.first().suppressionTitle, QStringLiteral("Apply to all in this batch"));
+    EXPECT_EQ(fileBytes(out() + QStringLiteral("/o3.mp3")), QByteArray("old"));
+
+    // A new run asks again: "Yes" overwrites, "No" writes beside, "Skip" keeps.
+    ui.alerts.clear();
+    ui.answers = {{AlertSecondButtonReturn, false}, {AlertFirstButtonReturn, false}, {AlertThirdButtonReturn, false}};
+    run();
+    EXPECT_EQ(ui.alerts.size(), 3);
+    EXPECT_NEAR(durationOf(out() + QStringLiteral("/o1.mp3")), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out() + QStringLiteral("/o2.mp3")), QByteArray("old"));
+    EXPECT_NEAR(durationOf(out() + QStringLiteral("/o2 2.mp3")), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out() + QStringLiteral("/o3.mp3")), QByteArray("old"));
+    EXPECT_EQ(controller.successfulEncodes(), 3);
+}
+
+TEST_F(ApplicationControllerTest, CancelKeepsRowsReadyAndLeavesNoPartialFiles)
+{
+    prefs.set(QStringLiteral("numProcesses"), 1);
+    const QString temporary = scratch.file(QStringLiteral("tmp"));
+    QDir().mkpath(temporary);
+    qputenv("TMPDIR", QFile::encodeName(temporary));
+    queue({source(QStringLiteral("ctl-long.wav"), QStringLiteral("l1.wav")),
+           source(QStringLiteral("ctl-long.wav"), QStringLiteral("l2.wav"))});
+    controller.encodeFilesMenuItemSelected();
+    ASSERT_TRUE(waitUntil([&] { return rows().at(0)->percentComplete() > 0; }));
+    controller.cancel();
+    ASSERT_TRUE(waitUntil([&] { return runsFinished == 1; }));
+    qunsetenv("TMPDIR");
+    EXPECT_EQ(rows().count(), 2);
+    EXPECT_FALSE(rows().at(0)->isFinished());
+    EXPECT_FALSE(rows().at(0)->isCancelled());
+    EXPECT_TRUE(filesBelow(out()).isEmpty());
+    EXPECT_TRUE(filesBelow(temporary).isEmpty()) << filesBelow(temporary).join(u' ').toStdString();
+
+    // Ready for another run.
+    run();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"l1.mp3", "l2.mp3"}));
+}
+
+TEST_F(ApplicationControllerTest, PasteReplacesTheExchangedFieldsAndLongLoopsShowTheSheet)
+{
+    const QString tagged = source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("tagged.flac"));
+    const QString plain = source(QStringLiteral("ctl-second.flac"), QStringLiteral("plain.flac"));
+    queue({plain, tagged});
+    MetadataCommands& commands = controller.metadataCommands();
+
+    commands.pasteAllMetadata(); // nothing copied: nothing happens
+    EXPECT_EQ(rows().at(1)->metadata()->lyrics(), QStringLiteral("first line"));
+
+    ui.selection = {0};
+    controller.listViewSelectionDidChange();
+    commands.copyAllMetadata();
+    ui.selection = {1};
+    controller.listViewSelectionDidChange();
+    commands.pasteAllMetadata();
+    const AudioMetadataPtr pasted = rows().at(1)->metadata();
+    EXPECT_EQ(pasted->trackTitle(), QStringLiteral("Second Song"));
+    EXPECT_EQ(pasted->lyrics(), std::nullopt);
+    EXPECT_EQ(pasted->albumTitle(), std::nullopt);
+
+    // Revert reads the source again.
+    commands.revertMetadata();
+    ASSERT_TRUE(waitUntil([&] { return rows().at(1)->metadata()->trackTitle() == QStringLiteral("Lantern Road"); }));
+    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("Revert Metadata"));
+    EXPECT_FALSE(ui.progressSheetShown());
+
+    // 30 rows are cleared at once; 31 go behind the progress sheet.
+    QStringList many;
+    for (int i = 0; i < 29; ++i) {
+        many << tagged;
+    }
+    for (const QString& path : many) {
+        controller.addFileEncodeOperationToQueue(path, path);
+    }
+    QList<int> thirty;
+    for (int i = 1; i <= 30; ++i) {
+        thirty << i;
+    }
+    ui.selection = thirty;
+    controller.listViewSelectionDidChange();
+    EXPECT_FALSE(ui.progressSheetShown());
+    commands.clearAllMetadata();
+    ASSERT_TRUE(waitUntil([&] { return rows().at(30)->metadata()->trackTitle() == std::nullopt; }));
+    EXPECT_EQ(ui.alerts.last().informativeText,
+              QStringLiteral("Are you sure you want to clear all the metadata from 30 selected files?"));
+    EXPECT_FALSE(ui.progressSheetShown());
+    EXPECT_TRUE(rows().at(0)->metadata()->trackTitle().has_value());
+
+    ui.selection = {0};
+    controller.listViewSelectionDidChange();
+    thirty.prepend(0);
+    ui.selection = thirty;
+    controller.listViewSelectionDidChange(); // 30 more rows than before: read at once
+    EXPECT_FALSE(ui.progressSheetShown());
+    commands.clearAllMetadata();
+    ASSERT_TRUE(waitUntil([&] { return !rows().at(0)->metadata()->trackTitle().has_value(); }));
+    EXPECT_TRUE(ui.progressSheetShown());
+    EXPECT_TRUE(ui.progressTexts.contains(QStringLiteral("Clearing Metadata")));
+}
+
+} // namespace

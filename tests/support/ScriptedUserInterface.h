@@ -1,0 +1,72 @@
+#pragma once
+// A user interface for the controller's tests: alerts are answered from a
+// script given in advance (the first button, unticked, when the script has
+// run out), every alert and every other call is recorded, and the progress
+// sheet and list selection keep their state so that tests can look at them.
+// Sheet answers arrive from the event loop, as a real sheet's would.
+
+#include "UserInterface.h"
+
+#include <QList>
+#include <QStringList>
+
+class ScriptedUserInterface : public UserInterface
+{
+public:
+    struct Answer
+    {
+        int button = AlertFirstButtonReturn;
+        bool applyToAll = false;
+    };
+
+    QList<Answer> answers;   // consumed in order by sheets and alerts
+    QList<Alert> alerts;     // every alert shown, in order
+    QStringList calls;       // "beep", "beginProgressSheet", "showErrorLog", ...
+    QList<int> selection;
+    QStringList openPanelAnswer;
+
+    bool progressSheetShown() const { return calls.contains(QStringLiteral("beginProgressSheet")); }
+    QStringList alertMessages() const;
+
+    void beginAlertSheet(const Alert& alert, std::function<void(int button, bool suppressed)> completion) override;
+    int runAlert(const Alert& alert) override;
+
+    void beginProgressSheet() override { calls << QStringLiteral("beginProgressSheet"); }
+    void endProgressSheet(int code) override { calls << QStringLiteral("endProgressSheet %1").arg(code); }
+    void hideProgressSheet() override {}
+    void setProgressText(const QString& text) override { progressTexts << text; }
+    void setProgressValue(double) override {}
+    void setProgressIndeterminate(bool) override {}
+    QStringList progressTexts;
+
+    void runOpenPanel(const QStringList&, std::function<void(const QStringList& paths)> completion) override
+    {
+        completion(openPanelAnswer);
+    }
+    void beep() override { calls << QStringLiteral("beep"); }
+
+    void reloadQueueList() override {}
+    void reloadOutputFormatList() override {}
+    QList<int> selectedRows() const override { return selection; }
+    void selectRows(const QList<int>& rows) override { selection = rows; }
+    void scrollToRow(int) override {}
+    void moveSelectionUp() override {}
+    void moveSelectionDown() override {}
+
+    void setEncodeButtonToCancel(bool) override {}
+    void setEncodeButtonEnabled(bool) override {}
+
+    void showErrorLog() override { calls << QStringLiteral("showErrorLog"); }
+    void closeErrorLog() override {}
+    void showPreferences() override { calls << QStringLiteral("showPreferences"); }
+    void closeSecondaryWindows() override {}
+    void refreshMetadataEditor() override {}
+    void showHelp() override {}
+    void openFolder(const QString& path) override { calls << QStringLiteral("openFolder ") + path; }
+
+private:
+    Answer nextAnswer();
+};
+
+// Turns the event loop until done() holds; false after timeoutSeconds.
+bool waitUntil(const std::function<bool()>& done, int timeoutSeconds = 60);
