@@ -9,9 +9,11 @@
 #include "Preferences.h"
 #include "TaggingThread.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QMetaObject>
+#include <QStandardPaths>
 #include <algorithm>
 #include <array>
 
@@ -299,6 +301,9 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
 
     if (Preferences::shared().boolValue(QStringLiteral("deleteOriginal")) && m_success && !m_reEncodeToSamefile &&
         !m_cancelled && !m_skipped) {
+        // The Trash lives in the data folder, which a fresh account may lack;
+        // without it the move would pick a trash of its own elsewhere.
+        QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
         QFile::moveToTrash(inFilePath());
     }
     if (metadataOnlyMP3) {

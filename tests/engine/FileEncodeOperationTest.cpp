@@ -1,0 +1,182 @@
+// The file operation on real sources: the fan-out and its skip rules, the
+// merged progress, the metadata-only child, and when the source goes to the
+// Trash.
+
+#include "EncodeOperation.h"
+#include "Encoding.h"
+#include "FileEncodeOperation.h"
+#include "FileEncodeOperationDelegate.h"
+#include "Fixtures.h"
+#include "CoreAudioTypes.h"
+#include "ScriptedUserInterface.h"
+#include "TagDump.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QStandardPaths>
+#include <gtest/gtest.h>
+
+namespace {
+
+// The delegate of a row without the controller: given formats, no question.
+class Delegate : public FileEncodeOperationDelegate
+{
+public:
+    QList<std::shared_ptr<EncoderSettings>> formats;
+    int questions = 0;
+
+    TaggingThread* taggingThread() override { return &m_tagging; }
+    QStringList& createdOutputPaths() override { return m_created; }
+    QList<std::shared_ptr<EncoderSettings>> encoderSettings() override { return formats; }
+    void waitingUserInputDidChange(EncodeOperation*) override { ++questions; }
+
+private:
+    TaggingThread m_tagging;
+    QStringList m_created;
+};
+
+QString trashed(const QString& name)
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Trash/files/") +
+           name;
+}
+
+class FileEncodeOperationTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        QDir().mkpath(out());
+        prefs.set(QStringLiteral("destinationDirectory"), out());
+    }
+
+    QString out() const { return scratch.file(QStringLiteral("out")); }
+
+    QString copyOf(const QString& fixture, const QString& name)
+    {
+        const QString path = scratch.file(name);
+        EXPECT_TRUE(QFile::copy(Fixtures::generated(fixture), path));
+        return path;
+    }
+
+    // Runs the row to its end; records every progress value it shows.
+    void run(FileEncodeOperation& row)
+    {
+        row.setDelegate(&delegate);
+        QObject::connect(&row, &FileEncodeOperation::percentCompleteChanged,
+                         [&] { progress << row.percentComplete(); });
+        row.start();
+        ASSERT_TRUE(waitUntil([&] { return row.isFinished(); }));
+    }
+
+    PreferencesScope prefs;
+    ScratchDir scratch;
+    Delegate delegate;
+    QList<float> progress;
+};
+
+TEST_F(FileEncodeOperationTest, TwoFormatsMergeTheirProgressAndAnMP3SourceOfTheSameTypeIsSkipped)
+{
+    prefs.set(QStringLiteral("numProcesses"), 1);
+    delegate.formats = {mp3Format(EncoderSettings::VBR), mp3Format(EncoderSettings::CBR, 96)};
+    FileEncodeOperation row(copyOf(QStringLiteral("ctl-long.wav"), QStringLiteral("long.wav")), scratch.path());
+    run(row);
+    EXPECT_TRUE(row.success());
+    EXPECT_EQ(row.successfulEncodes(), 2);
+    EXPECT_TRUE(QFileInfo::exists(out() + QStringLiteral("/long.mp3")));
+    EXPECT_TRUE(QFileInfo::exists(out() + QStringLiteral("/long 2.mp3")));
+    // The children run one after the other: once the first is done the row
+    // shows a half plus half of the second's share.
+    ASSERT_FALSE(progress.isEmpty());
+    EXPECT_LT(progress.first(), 0.5f);
+    EXPECT_GE(progress.last(), 0.5f);
+    EXPECT_LE(progress.last(), 1.0f);
+
+    // "skipFilesOfSameType" is on by default: an MP3 source gets no child and
+    // still succeeds.
+    FileEncodeOperation mp3(copyOf(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3")), scratch.path());
+    run(mp3);
+    EXPECT_TRUE(mp3.success());
+    EXPECT_EQ(mp3.successfulEncodes(), 0);
+}
+
+TEST_F(FileEncodeOperationTest, PlatformTypesAreSkippedOnlyWhenTheirDataFormatIsTheOutputs)
+{
+    auto wavFormat = mp3Format(EncoderSettings::CBR, 128);
+    wavFormat->setExtension(QStringLiteral("wav"));
+    delegate.formats = {wavFormat};
+
+    // A WAV output of another data format is made; one of the source's own is not.
+    FileEncodeOperation different(copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("a.wav")), scratch.path());
+    run(different);
+    EXPECT_EQ(different.successfulEncodes(), 1);
+
+    wavFormat->setFormatID(kAudioFormatLinearPCM);
+    FileEncodeOperation same(copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("b.wav")), scratch.path());
+    run(same);
+    EXPECT_TRUE(same.success());
+    EXPECT_EQ(same.successfulEncodes(), 0);
+    EXPECT_FALSE(QFileInfo::exists(out() + QStringLiteral("/b.wav")));
+}
+
+TEST_F(FileEncodeOperationTest, MetadataOnlyMakesExactlyOneChildThatRetagsTheSourceInPlace)
+{
+    prefs.set(QStringLiteral("WriteMP3ID3v2TagVersion"), 1); // ID3v2.4
+    auto metadataOnly = mp3Format(EncoderSettings::CBR);
+    metadataOnly->setEncoderAction(EncoderSettings::UpdateMetadataOnlyAction);
+    metadataOnly->setEnabled(false);
+    delegate.formats = {metadataOnly, mp3Format(EncoderSettings::CBR, 64)};
+    const QString source = copyOf(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("retag.mp3"));
+    FileEncodeOperation row(source, source);
+    row.setDelegate(&delegate);
+    row.metadata()->setTrackTitle(QStringLiteral("New Title"));
+    run(row);
+    EXPECT_TRUE(row.success());
+    EXPECT_EQ(row.successfulEncodes(), 1);
+    EXPECT_TRUE(QDir(out()).isEmpty());
+    const QJsonObject tags = mutagenTags(source);
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), QStringLiteral("New Title"));
+    EXPECT_EQ(tags.value(QStringLiteral("id3v2")).toObject().value(QStringLiteral("version")).toArray().at(1).toInt(),
+              4);
+}
+
+TEST_F(FileEncodeOperationTest, TheSourceGoesToTheTrashOnlyAfterASuccessThatDidNotReplaceIt)
+{
+    prefs.set(QStringLiteral("deleteOriginal"), true);
+    delegate.formats = {mp3Format(EncoderSettings::CBR, 64)};
+
+    const QString converted = copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("gone.wav"));
+    FileEncodeOperation row(converted, converted);
+    run(row);
+    EXPECT_FALSE(QFileInfo::exists(converted));
+    EXPECT_TRUE(QFileInfo::exists(trashed(QStringLiteral("gone.wav"))));
+
+    const QString broken = copyOf(QStringLiteral("ctl-corrupt.flac"), QStringLiteral("broken.flac"));
+    FileEncodeOperation failed(broken, broken);
+    run(failed);
+    EXPECT_FALSE(failed.success());
+    EXPECT_TRUE(QFileInfo::exists(broken));
+
+    const QString cancelled = copyOf(QStringLiteral("ctl-long.wav"), QStringLiteral("stays.wav"));
+    FileEncodeOperation stopped(cancelled, cancelled);
+    stopped.setDelegate(&delegate);
+    stopped.start();
+    stopped.cancel();
+    ASSERT_TRUE(waitUntil([&] { return stopped.isFinished(); }));
+    EXPECT_TRUE(QFileInfo::exists(cancelled));
+
+    // Overwritten in place (same folder, same extension): kept where it is.
+    prefs.set(QStringLiteral("outputSameAsSource"), true);
+    prefs.set(QStringLiteral("skipFilesOfSameType"), false);
+    const QString inPlace = copyOf(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("inplace.mp3"));
+    FileEncodeOperation replaced(inPlace, inPlace);
+    run(replaced);
+    EXPECT_TRUE(replaced.success());
+    EXPECT_TRUE(replaced.reEncodeToSamefile());
+    EXPECT_NE(fileBytes(inPlace), fileBytes(Fixtures::generated(QStringLiteral("ctl-tagged.mp3"))));
+    EXPECT_TRUE(QFileInfo::exists(inPlace));
+}
+
+} // namespace
