@@ -1,0 +1,287 @@
+// sonabrik-cli from the outside: generated folders converted as a user
+// would, outputs checked with ffprobe and mutagen, the overwrite answers
+// typed on standard input, Ctrl-C sent as a real SIGINT.
+
+#include "Encoding.h"
+#include "Fixtures.h"
+#include "TagDump.h"
+#include "Tools.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QThread>
+#include <csignal>
+#include <gtest/gtest.h>
+
+namespace {
+
+struct CliResult
+{
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+QString cliProgram()
+{
+    return QStringLiteral(SONABRIK_BINARY_DIR "/Classes/sonabrik-cli");
+}
+
+CliResult cli(const QStringList& arguments, const QByteArray& input = {})
+{
+    QProcess process;
+    process.start(cliProgram(), arguments);
+    EXPECT_TRUE(process.waitForStarted());
+    process.write(input);
+    process.closeWriteChannel();
+    EXPECT_TRUE(process.waitForFinished(180000));
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+}
+
+// Every file below folder, hidden ones included, relative and sorted.
+QStringList filesBelow(const QString& folder)
+{
+    QStringList files;
+    QDirIterator walk(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (walk.hasNext()) {
+        files << QDir(folder).relativeFilePath(walk.next());
+    }
+    files.sort();
+    return files;
+}
+
+QJsonObject probeStream(const QString& path)
+{
+    const ToolResult probe = runTool(QStringLiteral("ffprobe"),
+                                     {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                                      QStringLiteral("stream=sample_rate,channels,bit_rate:format=duration"),
+                                      QStringLiteral("-of"), QStringLiteral("json"), path});
+    const QJsonObject all = QJsonDocument::fromJson(probe.standardOutput).object();
+    QJsonObject stream = all.value(QStringLiteral("streams")).toArray().at(0).toObject();
+    stream.insert(QStringLiteral("duration"), all.value(QStringLiteral("format")).toObject().value(QStringLiteral("duration")));
+    return stream;
+}
+
+double duration(const QString& path)
+{
+    return probeStream(path).value(QStringLiteral("duration")).toString().toDouble();
+}
+
+// True once a file appears in folder (within 60 s).
+bool waitForFile(const QString& folder)
+{
+    for (int i = 0; i < 6000; ++i) {
+        if (!QDir(folder).isEmpty(QDir::Files | QDir::Hidden)) {
+            return true;
+        }
+        QThread::msleep(10);
+    }
+    return false;
+}
+
+QByteArray storedPreferences()
+{
+    return fileBytes(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+                     QStringLiteral("/Sonabrik/Sonabrik.conf"));
+}
+
+class SonabrikCliTest : public ::testing::Test
+{
+protected:
+    QString in(const QString& relative = {}) const { return scratch.file(QStringLiteral("in/") + relative); }
+    QString out(const QString& relative = {}) const { return scratch.file(QStringLiteral("out/") + relative); }
+
+    QString source(const QString& fixture, const QString& relative)
+    {
+        const QString path = in(relative);
+        QDir().mkpath(QFileInfo(path).path());
+        EXPECT_TRUE(QFile::copy(Fixtures::generated(fixture), path));
+        return path;
+    }
+
+    PreferencesScope prefs;
+    ScratchDir scratch;
+};
+
+TEST_F(SonabrikCliTest, ConvertsNestedFoldersIntoTwoFormatsKeepingTheirStructure)
+{
+    source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("Album/CD1/01.flac"));
+    source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("Album/02.ogg"));
+    source(QStringLiteral("ctl-short.wav"), QStringLiteral("Album/.hidden.wav"));
+    source(QStringLiteral("ctl-short.wav"), QStringLiteral("Album/.cache/inner.wav"));
+    QFile(in(QStringLiteral("Album/notes.txt"))).open(QIODevice::WriteOnly);
+
+    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--keep-structure"), QStringLiteral("-o"),
+                                  out(), QStringLiteral("-f"), QStringLiteral("vbr:2"), QStringLiteral("-f"),
+                                  QStringLiteral("cbr:128,rate=32000,mode=mono"), in(QStringLiteral("Album"))});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"Album/02 2.mp3", "Album/02.mp3", "Album/CD1/01 2.mp3",
+                                              "Album/CD1/01.mp3"}));
+    const QJsonObject cbr = probeStream(out(QStringLiteral("Album/CD1/01 2.mp3")));
+    EXPECT_EQ(cbr.value(QStringLiteral("sample_rate")).toString(), QStringLiteral("32000"));
+    EXPECT_EQ(cbr.value(QStringLiteral("channels")).toInt(), 1);
+    EXPECT_EQ(cbr.value(QStringLiteral("bit_rate")).toString(), QStringLiteral("128000"));
+    EXPECT_EQ(probeStream(out(QStringLiteral("Album/02.mp3"))).value(QStringLiteral("channels")).toInt(), 2);
+    const QJsonObject tags = mutagenTags(out(QStringLiteral("Album/CD1/01.mp3")));
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), QStringLiteral("Lantern Road"));
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TPE1")), QStringLiteral("The Quiet Orchards"));
+    EXPECT_TRUE(result.out.contains(QStringLiteral("4 of 4 files written.")));
+    // The options were for this run only.
+    EXPECT_TRUE(storedPreferences().contains("firstRun=false"));
+    EXPECT_FALSE(storedPreferences().contains("preserveInputFileDirectoryStructure"));
+    EXPECT_FALSE(storedPreferences().contains(out().toUtf8()));
+}
+
+TEST_F(SonabrikCliTest, NamingSchemesMakeFoldersAndTheNameCommandPreviewsThem)
+{
+    const QString flac = source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("x.flac"));
+    const QString scheme = QStringLiteral("{trackArtist}/{albumTitle}/{trackNumber - }{trackTitle}");
+    const CliResult preview = cli({QStringLiteral("name"), scheme, flac});
+    EXPECT_EQ(preview.out, QStringLiteral("The Quiet Orchards/North of Tidewater/01 - Lantern Road.mp3\n"));
+
+    const CliResult result =
+        cli({QStringLiteral("convert"), QStringLiteral("-n"), scheme, QStringLiteral("-o"), out(), flac});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), QStringList{preview.out.trimmed()});
+
+    const CliResult info = cli({QStringLiteral("info"), QStringLiteral("--json"), flac});
+    const QJsonObject record = QJsonDocument::fromJson(info.out.toUtf8()).object();
+    EXPECT_EQ(record.value(QStringLiteral("trackTitle")).toString(), QStringLiteral("Lantern Road"));
+    EXPECT_EQ(record.value(QStringLiteral("trackNumber")).toInt(), 1);
+    EXPECT_EQ(record.value(QStringLiteral("sourceSampleRate")).toDouble(), 44100.0);
+    EXPECT_FALSE(record.contains(QStringLiteral("albumArtist")));
+}
+
+TEST_F(SonabrikCliTest, OverwriteAnswersComeFromTheTerminalOrTheCommandLine)
+{
+    const QStringList sources{source(QStringLiteral("ctl-short.wav"), QStringLiteral("a.wav")),
+                              source(QStringLiteral("ctl-short.wav"), QStringLiteral("b.wav"))};
+    const QStringList base{QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("1"),
+                           QStringLiteral("-o"), out()};
+    for (const char* name : {"a.mp3", "b.mp3"}) {
+        QDir().mkpath(out());
+        QFile old(out(QString::fromLatin1(name)));
+        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+        old.write("old");
+    }
+    const QStringList ask = base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("ask")} + sources;
+
+    // Skip, applied to the whole batch: asked once.
+    CliResult result = cli(ask, "s\ny\n");
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(result.err.count(QStringLiteral("already exists.")), 1);
+    EXPECT_TRUE(result.err.contains(QStringLiteral("The file \"a.mp3\" already exists.")));
+    EXPECT_EQ(fileBytes(out(QStringLiteral("a.mp3"))), QByteArray("old"));
+
+    // Yes for the first, No (a new name) for the second.
+    result = cli(ask, "y\nn\nn\nn\n");
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(result.err.count(QStringLiteral("already exists.")), 2);
+    EXPECT_NEAR(duration(out(QStringLiteral("a.mp3"))), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out(QStringLiteral("b.mp3"))), QByteArray("old"));
+    EXPECT_NEAR(duration(out(QStringLiteral("b 2.mp3"))), 0.5, 0.06);
+
+    // Without a terminal answer the file is skipped; "replace" never asks.
+    result = cli(ask, "");
+    EXPECT_EQ(fileBytes(out(QStringLiteral("b.mp3"))), QByteArray("old"));
+    result = cli(base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("replace")} + sources);
+    EXPECT_FALSE(result.err.contains(QStringLiteral("already exists.")));
+    EXPECT_NEAR(duration(out(QStringLiteral("b.mp3"))), 0.5, 0.06);
+    EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "b 2.mp3", "b.mp3"}));
+}
+
+TEST_F(SonabrikCliTest, UpdateMetadataRetagsMP3SourcesInPlace)
+{
+    const QString mp3 = source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3"));
+    const QByteArray before = fileBytes(mp3);
+    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--update-metadata"),
+                                  QStringLiteral("--id3v2-version"), QStringLiteral("4"), QStringLiteral("--ape"),
+                                  QStringLiteral("-o"), out(), mp3});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(filesBelow(out()).isEmpty());
+    const QJsonObject tags = mutagenTags(mp3);
+    EXPECT_EQ(tags.value(QStringLiteral("id3v2")).toObject().value(QStringLiteral("version")).toArray().at(1).toInt(),
+              4);
+    EXPECT_TRUE(tags.contains(QStringLiteral("ape")));
+    // The audio frames are the same ones.
+    EXPECT_NEAR(duration(mp3), duration(Fixtures::generated(QStringLiteral("ctl-tagged.mp3"))), 0.001);
+    EXPECT_NE(fileBytes(mp3), before);
+}
+
+TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTrash)
+{
+    const QString good1 = source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("good1.flac"));
+    const QString broken = source(QStringLiteral("ctl-corrupt.flac"), QStringLiteral("broken.flac"));
+    const QString good2 = source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("good2.ogg"));
+    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--delete-original"),
+                                  QStringLiteral("-o"), out(), in()});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 3 Files."))) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral("broken.flac")));
+    EXPECT_EQ(filesBelow(out()), (QStringList{"good1.mp3", "good2.mp3"}));
+    EXPECT_FALSE(QFileInfo::exists(good1));
+    EXPECT_FALSE(QFileInfo::exists(good2));
+    EXPECT_TRUE(QFileInfo::exists(broken));
+    const QString trash =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Trash/files");
+    const QStringList trashed = filesBelow(trash);
+    EXPECT_TRUE(trashed.contains(QStringLiteral("good1.flac")));
+    EXPECT_TRUE(trashed.contains(QStringLiteral("good2.ogg")));
+    EXPECT_FALSE(trashed.contains(QStringLiteral("broken.flac")));
+}
+
+TEST_F(SonabrikCliTest, InterruptStopsTheRunWithoutPartialOrTemporaryFiles)
+{
+    // A minute each: long enough to be caught in the middle.
+    QDir().mkpath(in());
+    for (const char* name : {"m1.wav", "m2.wav", "m3.wav"}) {
+        const ToolResult made = runTool(QStringLiteral("sox"),
+                                        {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"),
+                                         QStringLiteral("44100"), QStringLiteral("-c"), QStringLiteral("2"),
+                                         QStringLiteral("-b"), QStringLiteral("16"), in(QString::fromLatin1(name)),
+                                         QStringLiteral("synth"), QStringLiteral("60"), QStringLiteral("pinknoise")});
+        ASSERT_EQ(made.exitCode, 0);
+    }
+    const QString temporary = scratch.file(QStringLiteral("tmp"));
+    QDir().mkpath(temporary);
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TMPDIR"), temporary);
+    process.setProcessEnvironment(environment);
+    process.start(cliProgram(), {QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("1"),
+                                 QStringLiteral("-o"), out(), in()});
+    ASSERT_TRUE(process.waitForStarted());
+    // Interrupt once the first file is being encoded.
+    ASSERT_TRUE(waitForFile(temporary));
+    ::kill(pid_t(process.processId()), SIGINT);
+    ASSERT_TRUE(process.waitForFinished(60000));
+    EXPECT_EQ(process.exitCode(), 130) << process.readAllStandardError().toStdString();
+    EXPECT_EQ(filesBelow(temporary), QStringList{});
+    for (const QString& file : filesBelow(out())) {
+        // Whatever was finished before the interrupt is whole.
+        EXPECT_NEAR(duration(out(file)), 60.0, 0.1) << file.toStdString();
+    }
+    EXPECT_LT(filesBelow(out()).size(), 3);
+}
+
+TEST_F(SonabrikCliTest, UsageErrorsExitWithTwo)
+{
+    EXPECT_EQ(cli({}).exitCode, 2);
+    EXPECT_EQ(cli({QStringLiteral("convert")}).exitCode, 2);
+    const CliResult badFormat = cli({QStringLiteral("convert"), QStringLiteral("-f"), QStringLiteral("vbr:12"), in()});
+    EXPECT_EQ(badFormat.exitCode, 2);
+    EXPECT_TRUE(badFormat.err.contains(QStringLiteral("VBR quality")));
+    EXPECT_EQ(cli({QStringLiteral("convert"), QStringLiteral("--overwrite"), QStringLiteral("always"), in()}).exitCode, 2);
+    const CliResult help = cli({QStringLiteral("convert"), QStringLiteral("--help")});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_TRUE(help.out.contains(QStringLiteral("--keep-structure")));
+}
+
+} // namespace
