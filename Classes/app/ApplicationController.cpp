@@ -26,7 +26,8 @@ const char* const ApplicationController::kWelcomeText =
     "paramaters, and click Encode!  Sonabrik puts your encoded files in your Music folder, or you can select "
     "your own output location in the preferences.  See the help file for a detailed explanation of using "
     "Sonabrik.";
-const char* const ApplicationController::kOperationsInProgressTitle = "There Are Still Operations In Progress.";
+const char* const ApplicationController::kOperationsInProgressTitle =
+    "There Are Still Operations In Progress.";
 
 namespace {
 
@@ -43,7 +44,8 @@ Preferences& preferences()
 
 ApplicationController::ApplicationController(UserInterface* ui, QObject* parent)
     : QObject(parent), m_ui(ui), m_operations(std::make_unique<OperationsArrayController>()),
-      m_run(std::make_unique<EncodeRun>(*this)), m_overwriteQuestion(std::make_unique<OverwriteQuestion>(*this)),
+      m_run(std::make_unique<EncodeRun>(*this)),
+      m_overwriteQuestion(std::make_unique<OverwriteQuestion>(*this)),
       m_metadataCommands(std::make_unique<MetadataCommands>(*this))
 {
     m_refreshTimer.setInterval(100);
@@ -78,7 +80,8 @@ void ApplicationController::initialize()
 
 QString ApplicationController::applicationSupportFolder()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Sonabrik");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+           QStringLiteral("/Sonabrik");
 }
 
 QString ApplicationController::defaultOutputFolder()
@@ -116,7 +119,8 @@ void ApplicationController::createFirstEncoderSettings()
 {
     const std::shared_ptr<EncoderSettings> settings = firstEncoderSettingsFromPreferences();
     m_encoderSettings.append(settings);
-    connect(settings.get(), &EncoderSettings::encoderSettingChanged, this, [this] { m_ui->reloadOutputFormatList(); });
+    connect(settings.get(), &EncoderSettings::encoderSettingChanged, this,
+            [this] { m_ui->reloadOutputFormatList(); });
 }
 
 std::shared_ptr<EncoderSettings> ApplicationController::firstEncoderSettingsFromPreferences()
@@ -155,7 +159,8 @@ void ApplicationController::applicationDidFinishLaunching()
         QString error;
         OutputFiles::createFolderWithSafeNames(defaultFolder, &error);
     }
-    preferences().setValue(QStringLiteral("runNumber"), preferences().integerValue(QStringLiteral("runNumber")) + 1);
+    preferences().setValue(QStringLiteral("runNumber"),
+                           preferences().integerValue(QStringLiteral("runNumber")) + 1);
 }
 
 void ApplicationController::runInBackground(std::function<void()> work)
@@ -210,7 +215,8 @@ void ApplicationController::finishedParsingFiles()
     Q_EMIT parsingFinished();
 }
 
-void ApplicationController::addFileEncodeOperationToQueue(const QString& filePath, const QString& topLevelPath)
+void ApplicationController::addFileEncodeOperationToQueue(const QString& filePath,
+                                                          const QString& topLevelPath)
 {
     auto* operation = new FileEncodeOperation(filePath, topLevelPath);
     operation->setDelegate(this);

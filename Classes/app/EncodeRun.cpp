@@ -72,7 +72,8 @@ void EncodeRun::encode()
     bool anyMetadataOnly = false;
     for (const std::shared_ptr<EncoderSettings>& settings : std::as_const(c.m_encoderSettings)) {
         anyEnabled = anyEnabled || settings->enabled();
-        anyMetadataOnly = anyMetadataOnly || settings->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction;
+        anyMetadataOnly =
+            anyMetadataOnly || settings->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction;
     }
     // "destinationDirectoryBookmark" stays empty on this platform: the plain
     // path is used.
@@ -88,14 +89,16 @@ void EncodeRun::encode()
         const QString folder = Preferences::shared().stringValue(QStringLiteral("destinationDirectory"));
         const QFileInfo info(folder);
         if (folder.isEmpty() || !info.isDir()) {
-            showFolderAlert(ui, "Output Folder Not Found",
-                            "The destination folder does not exist.  Please specify a new one in preferences.");
+            showFolderAlert(
+                ui, "Output Folder Not Found",
+                "The destination folder does not exist.  Please specify a new one in preferences.");
             return;
         }
         if (!info.isWritable()) {
-            showFolderAlert(ui, "Permissions Error.",
-                            "You do not have write permissions to the output folder.  Please specify a new one "
-                            "in preferences.");
+            showFolderAlert(
+                ui, "Permissions Error.",
+                "You do not have write permissions to the output folder.  Please specify a new one "
+                "in preferences.");
             return;
         }
         if (folder.contains(QDir::homePath() + QStringLiteral("/Music/iTunes"))) {
@@ -141,9 +144,9 @@ void EncodeRun::encode()
 
 bool EncodeRun::keepsRow(const FileEncodeOperation& operation) const
 {
-    const bool metadataOnly = !m_controller.m_encoderSettings.isEmpty() &&
-                              m_controller.m_encoderSettings.first()->encoderAction() ==
-                                  EncoderSettings::UpdateMetadataOnlyAction;
+    const bool metadataOnly =
+        !m_controller.m_encoderSettings.isEmpty() &&
+        m_controller.m_encoderSettings.first()->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction;
     if (metadataOnly && QFileInfo(operation.inFilePath()).suffix().toLower() == QLatin1String("mp3")) {
         return boolPreference("keepFilesInQueueAfterWritingMetadata");
     }
@@ -237,9 +240,8 @@ void EncodeRun::runDidEnd(bool keepRows)
     }
     if (c.m_failedEncodes > 0) {
         Alert alert;
-        alert.messageText = tr(kFailedToEncodeMessage)
-                                .arg(c.m_failedEncodes)
-                                .arg(c.m_failedEncodes + c.m_successfulEncodes);
+        alert.messageText =
+            tr(kFailedToEncodeMessage).arg(c.m_failedEncodes).arg(c.m_failedEncodes + c.m_successfulEncodes);
         alert.buttons = {tr("OK"), tr("Show Report")};
         ui.beginAlertSheet(alert, [&ui](int button, bool) {
             if (button == AlertSecondButtonReturn) {

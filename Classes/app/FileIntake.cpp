@@ -13,11 +13,12 @@
 namespace {
 
 constexpr std::array<const char*, 69> kAcceptedExtensions{
-    "mp3", "flac", "ape", "mpc",  "wv",   "ra",  "rm",  "rmf", "rmj", "mpg", "mpeg", "avi", "mov", "wma",
-    "wmv", "asf",  "ogg", "oga",  "oggflac", "spx", "opus", "aif", "aiff", "aifc", "wav", "wave", "m4a", "m4b",
-    "m4r", "mp4",  "mp2", "aac",  "aacp", "sd2", "3ga", "3gp", "3gpp", "3gs", "3g2", "caf", "snd", "au",
-    "amr", "sdir", "tta", "mod",  "s3m",  "xm",  "it",  "669", "amf", "ams", "dbm", "dmf", "dsm", "far",
-    "mdl", "med",  "mtm", "okt",  "ptm",  "stm", "ult", "umx", "mt2", "psm", "abc", "dff", "dsf"};
+    "mp3",  "flac", "ape", "mpc", "wv",  "ra",  "rm",      "rmf",  "rmj",  "mpg", "mpeg", "avi",
+    "mov",  "wma",  "wmv", "asf", "ogg", "oga", "oggflac", "spx",  "opus", "aif", "aiff", "aifc",
+    "wav",  "wave", "m4a", "m4b", "m4r", "mp4", "mp2",     "aac",  "aacp", "sd2", "3ga",  "3gp",
+    "3gpp", "3gs",  "3g2", "caf", "snd", "au",  "amr",     "sdir", "tta",  "mod", "s3m",  "xm",
+    "it",   "669",  "amf", "ams", "dbm", "dmf", "dsm",     "far",  "mdl",  "med", "mtm",  "okt",
+    "ptm",  "stm",  "ult", "umx", "mt2", "psm", "abc",     "dff",  "dsf"};
 
 const QSet<QString>& acceptedSet()
 {
@@ -64,11 +65,12 @@ void FileIntake::parse(const QStringList& paths)
     controller.m_processingFiles = true;
     controller.startRefreshTimer();
     controller.setCancelled(false);
-    QStringList snapshot;
+    QSet<QString> snapshot;
     MainThread::runAndWait([&] {
         controller.setEncoderRunning(true);
         controller.ui().setEncodeButtonToCancel(true);
-        snapshot = controller.operationsController().paths();
+        const QStringList paths = controller.operationsController().paths();
+        snapshot = QSet<QString>(paths.begin(), paths.end());
     });
 
     for (const QString& path : paths) {

@@ -30,8 +30,5 @@ public:
     void parse(const QStringList& paths);
 
 private:
-    // Queues path unless it is in the snapshot; false when the parse is to stop.
-    bool offer(const QString& path, const QString& topLevelPath, const QStringList& snapshot);
-
     ApplicationController& m_controller;
 };

@@ -44,8 +44,9 @@ bool MetadataCommands::runLoop(const QList<FileEncodeOperation*>& rows, const ch
     return true;
 }
 
-void MetadataCommands::confirmAndRun(const QString& message, const QString& informativeText, const QString& title,
-                                     const char* progressFormat, std::function<void(FileEncodeOperation*)> perRow)
+void MetadataCommands::confirmAndRun(const QString& message, const QString& informativeText,
+                                     const QString& title, const char* progressFormat,
+                                     std::function<void(FileEncodeOperation*)> perRow)
 {
     Alert alert;
     alert.messageText = message;
@@ -91,13 +92,14 @@ void MetadataCommands::clearAllMetadata()
 void MetadataCommands::revertMetadata()
 {
     const qsizetype count = m_controller.operationsController().selectedObjects().size();
-    confirmAndRun(tr("Revert Metadata"),
-                  tr("Are you sure you want to revert the metadata on %1 selected files?  This will re-read the "
-                     "metadata from the original source file and undo any changes you've made.")
-                      .arg(count),
-                  tr("Reading Metadata"), "Reading Metadata %1 of %2", [](FileEncodeOperation* row) {
-                      row->setMetadata(AudioMetadata::metadataFromFile(row->inFilePath()));
-                  });
+    confirmAndRun(
+        tr("Revert Metadata"),
+        tr("Are you sure you want to revert the metadata on %1 selected files?  This will re-read the "
+           "metadata from the original source file and undo any changes you've made.")
+            .arg(count),
+        tr("Reading Metadata"), "Reading Metadata %1 of %2", [](FileEncodeOperation* row) {
+            row->setMetadata(AudioMetadata::metadataFromFile(row->inFilePath()));
+        });
 }
 
 void MetadataCommands::clearAlbumArtwork()
@@ -135,7 +137,8 @@ void MetadataCommands::pasteAllMetadata()
 
 void MetadataCommands::readSelection(const QList<FileEncodeOperation*>& rows)
 {
-    const bool finished = runLoop(rows, "Reading Metadata %1 of %2", [](FileEncodeOperation* row) { row->metadata(); });
+    const bool finished =
+        runLoop(rows, "Reading Metadata %1 of %2", [](FileEncodeOperation* row) { row->metadata(); });
     MainThread::runAndWait([this, finished, rows] {
         UserInterface& ui = m_controller.ui();
         if (!finished) {

@@ -18,8 +18,8 @@ class EncodeOperation;
 class OverwriteQuestion
 {
 public:
-    static const char* const kMessage;         // "The file \"%@\" already exists."
-    static const char* const kInformativeText; // "Do you want to overwrite the existing file?"
+    static const char* const kMessage;          // "The file \"%@\" already exists."
+    static const char* const kInformativeText;  // "Do you want to overwrite the existing file?"
     static const char* const kSuppressionTitle; // "Apply to all in this batch"
 
     explicit OverwriteQuestion(ApplicationController& controller) : m_controller(controller) {}

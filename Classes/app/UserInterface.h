@@ -12,7 +12,8 @@
 #include <functional>
 
 // Return codes of alert buttons: the first, second and third button.
-enum AlertButton : int {
+enum AlertButton : int
+{
     AlertFirstButtonReturn = 1000,
     AlertSecondButtonReturn = 1001,
     AlertThirdButtonReturn = 1002,
@@ -28,8 +29,8 @@ struct Alert
     };
     QString messageText;
     QString informativeText;
-    QStringList buttons;        // in order; the first is the default
-    QString suppressionTitle;   // a check box with this title; none when empty
+    QStringList buttons;      // in order; the first is the default
+    QString suppressionTitle; // a check box with this title; none when empty
     Style style = Style::Warning;
 };
 
@@ -40,7 +41,8 @@ public:
 
     // An alert as a sheet on the main window; completion gets the button's
     // return code and whether the suppression box was ticked.
-    virtual void beginAlertSheet(const Alert& alert, std::function<void(int button, bool suppressed)> completion) = 0;
+    virtual void beginAlertSheet(const Alert& alert,
+                                 std::function<void(int button, bool suppressed)> completion) = 0;
     // An alert shown at once; returns the button's code.
     virtual int runAlert(const Alert& alert) = 0;
 

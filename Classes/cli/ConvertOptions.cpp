@@ -137,7 +137,8 @@ bool ConvertOptions::parse(const QStringList& arguments, ConvertOptions& options
     bool onlyPaths = false;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString argument = arguments.at(i);
-        const QString name = argument.startsWith(QLatin1String("--")) ? argument.section(u'=', 0, 0) : argument;
+        const QString name =
+            argument.startsWith(QLatin1String("--")) ? argument.section(u'=', 0, 0) : argument;
         QString value;
         if (onlyPaths || !argument.startsWith(u'-') || argument == QLatin1String("-")) {
             // Absolute, so that the queue, the kept folder structure and the
@@ -256,7 +257,8 @@ void ConvertOptions::applyOverrides() const
     if (overwrite) {
         const bool rename = *overwrite == QLatin1String("rename");
         override("overwriteOutputFiles", !rename);
-        override("promptBeforeOverwriting", *overwrite == QLatin1String("ask") || *overwrite == QLatin1String("skip"));
+        override("promptBeforeOverwriting",
+                 *overwrite == QLatin1String("ask") || *overwrite == QLatin1String("skip"));
     }
     if (deleteOriginal) {
         override("deleteOriginal", true);
@@ -286,7 +288,8 @@ QString ConvertOptions::help()
         "  -o, --output DIR          write into DIR (created when missing)\n"
         "      --same-folder         write each MP3 beside its source\n"
         "      --keep-structure      repeat the sub-folders of a given folder below the output folder\n"
-        "  -n, --naming SCHEME       name outputs by a scheme, e.g. \"{albumArtist}/{albumTitle}/{trackNumber - }{trackTitle}\"\n"
+        "  -n, --naming SCHEME       name outputs by a scheme, e.g. "
+        "\"{albumArtist}/{albumTitle}/{trackNumber - }{trackTitle}\"\n"
         "  -f, --format SPEC         an output format, repeatable: vbr:N (LAME -V N), cbr:KBPS, abr:KBPS,\n"
         "                            optionally with ,q=N (LAME -q N) ,rate=HZ ,mode=auto|stereo|joint|mono\n"
         "  -j, --jobs N              files converted at once\n"

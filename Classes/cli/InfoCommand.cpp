@@ -123,7 +123,8 @@ int InfoCommand::name(const QString& scheme, const QString& path, QTextStream& o
         err << "sonabrik-cli: " << path << ": no such file\n";
         return 1;
     }
-    const std::shared_ptr<EncoderSettings> settings = ApplicationController::firstEncoderSettingsFromPreferences();
+    const std::shared_ptr<EncoderSettings> settings =
+        ApplicationController::firstEncoderSettingsFromPreferences();
     const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
     out << NamingScheme::evaluate(scheme, record.get(), settings.get(), path, true) << ".mp3\n";
     return 0;

@@ -19,8 +19,8 @@ QString shortened(const QString& text, int width)
 
 } // namespace
 
-ProgressDisplay::ProgressDisplay(ApplicationController& controller, TerminalUserInterface& ui, QTextStream& out,
-                                 bool interactive)
+ProgressDisplay::ProgressDisplay(ApplicationController& controller, TerminalUserInterface& ui,
+                                 QTextStream& out, bool interactive)
     : m_controller(controller), m_ui(ui), m_out(out), m_interactive(interactive)
 {
     m_timer.setInterval(200);
@@ -53,15 +53,17 @@ void ProgressDisplay::erase()
 void ProgressDisplay::fileFinished(FileEncodeOperation* operation)
 {
     ++m_finished;
-    const char* result = operation->isCancelled()               ? "cancelled"
-                         : !operation->success()                ? "FAILED"
+    const char* result = operation->isCancelled()              ? "cancelled"
+                         : !operation->success()               ? "FAILED"
                          : operation->successfulEncodes() == 0 ? "skipped"
-                                                                 : "done";
+                                                               : "done";
     if (m_interactive && !m_ui.isAsking()) {
         erase();
     }
-    m_out << QStringLiteral("[%1/%2] %3: %4\n").arg(m_finished).arg(m_total).arg(QLatin1String(result),
-                                                                                 operation->inFilePath());
+    m_out << QStringLiteral("[%1/%2] %3: %4\n")
+                 .arg(m_finished)
+                 .arg(m_total)
+                 .arg(QLatin1String(result), operation->inFilePath());
     m_out.flush();
 }
 
@@ -86,8 +88,10 @@ void ProgressDisplay::redraw()
         ++lines;
     }
     const double overall = m_total > 0 ? (double(m_finished) + running) / double(m_total) : 0.0;
-    m_out << "  " << QStringLiteral("All files (%1 of %2 done)").arg(m_finished).arg(m_total).leftJustified(kNameWidth)
-          << ' ' << bar(overall, kBarWidth) << QStringLiteral(" %1%\n").arg(int(overall * 100), 3);
+    m_out
+        << "  "
+        << QStringLiteral("All files (%1 of %2 done)").arg(m_finished).arg(m_total).leftJustified(kNameWidth)
+        << ' ' << bar(overall, kBarWidth) << QStringLiteral(" %1%\n").arg(int(overall * 100), 3);
     m_linesDrawn = lines + 1;
     m_out.flush();
 }

@@ -6,7 +6,8 @@
 #include <cerrno>
 #include <unistd.h>
 
-TerminalUserInterface::TerminalUserInterface(QTextStream& err, OverwriteAnswer overwriteAnswer, QObject* parent)
+TerminalUserInterface::TerminalUserInterface(QTextStream& err, OverwriteAnswer overwriteAnswer,
+                                             QObject* parent)
     : QObject(parent), m_err(err), m_overwriteAnswer(overwriteAnswer)
 {
 }
@@ -53,7 +54,9 @@ void TerminalUserInterface::beginAlertSheet(const Alert& alert,
 
     m_completion = std::move(completion);
     m_button = 0;
-    m_err << '\n' << alert.messageText << '\n' << alert.informativeText << '\n'
+    m_err << '\n'
+          << alert.messageText << '\n'
+          << alert.informativeText << '\n'
           << "[n]o: write under a new name, [y]es: overwrite, [s]kip: ";
     m_err.flush();
     if (m_inputEnded) {

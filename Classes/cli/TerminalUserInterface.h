@@ -39,7 +39,8 @@ public:
     // Drops an open question without answering it (the run is cancelled).
     void abandonQuestion();
 
-    void beginAlertSheet(const Alert& alert, std::function<void(int button, bool suppressed)> completion) override;
+    void beginAlertSheet(const Alert& alert,
+                         std::function<void(int button, bool suppressed)> completion) override;
     int runAlert(const Alert& alert) override;
 
     void beginProgressSheet() override {}

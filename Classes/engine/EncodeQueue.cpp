@@ -66,7 +66,8 @@ void EncodeQueue::startWaitingOperations()
         if (busy >= m_maxConcurrent) {
             break;
         }
-        if (!operation || operation->isExecuting() || operation->waitingUserInput() || operation->isFinished()) {
+        if (!operation || operation->isExecuting() || operation->waitingUserInput() ||
+            operation->isFinished()) {
             continue;
         }
         ++busy;

@@ -220,7 +220,8 @@ void FileEncodeOperation::main()
         }
     }
     if (created == 0) {
-        QMetaObject::invokeMethod(this, [this] { completeOperation(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this] { completeOperation(); }, Qt::QueuedConnection);
     }
 }
 
@@ -291,7 +292,8 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
     }
     m_skipped = child->skipped();
     const bool metadataOnlyMP3 =
-        child->settings() && child->settings()->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction &&
+        child->settings() &&
+        child->settings()->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction &&
         QFileInfo(child->inFilePath()).suffix().toLower() == QLatin1String("mp3");
     disconnect(child, nullptr, this, nullptr);
     m_operations.removeAll(child);
@@ -299,8 +301,8 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
         return;
     }
 
-    if (Preferences::shared().boolValue(QStringLiteral("deleteOriginal")) && m_success && !m_reEncodeToSamefile &&
-        !m_cancelled && !m_skipped) {
+    if (Preferences::shared().boolValue(QStringLiteral("deleteOriginal")) && m_success &&
+        !m_reEncodeToSamefile && !m_cancelled && !m_skipped) {
         // The Trash lives in the data folder, which a fresh account may lack;
         // without it the move would pick a trash of its own elsewhere.
         QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));

@@ -25,8 +25,8 @@ QStringList filesBelow(const QString& folder)
 {
     QStringList files;
     QDir dir(folder);
-    for (const QFileInfo& info : dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden,
-                                                   QDir::Name)) {
+    for (const QFileInfo& info :
+         dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name)) {
         if (info.isDir()) {
             for (const QString& inner : filesBelow(info.filePath())) {
                 files << info.fileName() + u'/' + inner;
@@ -40,10 +40,10 @@ QStringList filesBelow(const QString& folder)
 
 double durationOf(const QString& path)
 {
-    const ToolResult probe = runTool(QStringLiteral("ffprobe"),
-                                     {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                                      QStringLiteral("format=duration"), QStringLiteral("-of"),
-                                      QStringLiteral("csv=p=0"), path});
+    const ToolResult probe =
+        runTool(QStringLiteral("ffprobe"),
+                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                 QStringLiteral("format=duration"), QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
     return probe.exitCode == 0 ? probe.standardOutput.trimmed().toDouble() : -1;
 }
 
@@ -150,8 +150,7 @@ TEST_F(ApplicationControllerTest, RunStartsAtMostNumProcessesAndRemovesFinishedR
     EXPECT_EQ(controller.successfulEncodes(), 5);
     EXPECT_EQ(rows().count(), 0);
     EXPECT_FALSE(controller.encoderRunning());
-    EXPECT_EQ(filesBelow(out()),
-              (QStringList{"f1.mp3", "f2.mp3", "f3.mp3", "f4.mp3", "f5.mp3"}));
+    EXPECT_EQ(filesBelow(out()), (QStringList{"f1.mp3", "f2.mp3", "f3.mp3", "f4.mp3", "f5.mp3"}));
     EXPECT_NEAR(durationOf(out() + QStringLiteral("/f3.mp3")), 0.5, 0.06);
 }
 
@@ -180,8 +179,8 @@ TEST_F(ApplicationControllerTest, KeptRowsAreResetUnlessTheOriginalsAreDeleted)
     for (const QString& path : paths) {
         EXPECT_FALSE(QFileInfo::exists(path)) << path.toStdString();
     }
-    const QString trash =
-        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Trash/files");
+    const QString trash = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                          QStringLiteral("/Trash/files");
     EXPECT_TRUE(QFileInfo::exists(trash + QStringLiteral("/k1.wav")));
 }
 
@@ -260,7 +259,8 @@ TEST_F(ApplicationControllerTest, OverwriteAnswersApplyToTheBatchOnlyWhenTicked)
 
     // A new run asks again: "Yes" overwrites, "No" writes beside, "Skip" keeps.
     ui.alerts.clear();
-    ui.answers = {{AlertSecondButtonReturn, false}, {AlertFirstButtonReturn, false}, {AlertThirdButtonReturn, false}};
+    ui.answers = {
+        {AlertSecondButtonReturn, false}, {AlertFirstButtonReturn, false}, {AlertThirdButtonReturn, false}};
     run();
     EXPECT_EQ(ui.alerts.size(), 3);
     EXPECT_NEAR(durationOf(out() + QStringLiteral("/o1.mp3")), 0.5, 0.06);
@@ -317,7 +317,8 @@ TEST_F(ApplicationControllerTest, PasteReplacesTheExchangedFieldsAndLongLoopsSho
 
     // Revert reads the source again.
     commands.revertMetadata();
-    ASSERT_TRUE(waitUntil([&] { return rows().at(1)->metadata()->trackTitle() == QStringLiteral("Lantern Road"); }));
+    ASSERT_TRUE(
+        waitUntil([&] { return rows().at(1)->metadata()->trackTitle() == QStringLiteral("Lantern Road"); }));
     EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("Revert Metadata"));
     EXPECT_FALSE(ui.progressSheetShown());
 

@@ -42,7 +42,8 @@ CliResult cli(const QStringList& arguments, const QByteArray& input = {})
     process.closeWriteChannel();
     EXPECT_TRUE(process.waitForFinished(180000));
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+            QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
 }
 
 // Every file below folder, hidden ones included, relative and sorted.
@@ -59,13 +60,15 @@ QStringList filesBelow(const QString& folder)
 
 QJsonObject probeStream(const QString& path)
 {
-    const ToolResult probe = runTool(QStringLiteral("ffprobe"),
-                                     {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                                      QStringLiteral("stream=sample_rate,channels,bit_rate:format=duration"),
-                                      QStringLiteral("-of"), QStringLiteral("json"), path});
+    const ToolResult probe =
+        runTool(QStringLiteral("ffprobe"),
+                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                 QStringLiteral("stream=sample_rate,channels,bit_rate:format=duration"),
+                 QStringLiteral("-of"), QStringLiteral("json"), path});
     const QJsonObject all = QJsonDocument::fromJson(probe.standardOutput).object();
     QJsonObject stream = all.value(QStringLiteral("streams")).toArray().at(0).toObject();
-    stream.insert(QStringLiteral("duration"), all.value(QStringLiteral("format")).toObject().value(QStringLiteral("duration")));
+    stream.insert(QStringLiteral("duration"),
+                  all.value(QStringLiteral("format")).toObject().value(QStringLiteral("duration")));
     return stream;
 }
 
@@ -96,7 +99,10 @@ class SonabrikCliTest : public ::testing::Test
 {
 protected:
     QString in(const QString& relative = {}) const { return scratch.file(QStringLiteral("in/") + relative); }
-    QString out(const QString& relative = {}) const { return scratch.file(QStringLiteral("out/") + relative); }
+    QString out(const QString& relative = {}) const
+    {
+        return scratch.file(QStringLiteral("out/") + relative);
+    }
 
     QString source(const QString& fixture, const QString& relative)
     {
@@ -118,12 +124,13 @@ TEST_F(SonabrikCliTest, ConvertsNestedFoldersIntoTwoFormatsKeepingTheirStructure
     source(QStringLiteral("ctl-short.wav"), QStringLiteral("Album/.cache/inner.wav"));
     QFile(in(QStringLiteral("Album/notes.txt"))).open(QIODevice::WriteOnly);
 
-    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--keep-structure"), QStringLiteral("-o"),
-                                  out(), QStringLiteral("-f"), QStringLiteral("vbr:2"), QStringLiteral("-f"),
-                                  QStringLiteral("cbr:128,rate=32000,mode=mono"), in(QStringLiteral("Album"))});
+    const CliResult result =
+        cli({QStringLiteral("convert"), QStringLiteral("--keep-structure"), QStringLiteral("-o"), out(),
+             QStringLiteral("-f"), QStringLiteral("vbr:2"), QStringLiteral("-f"),
+             QStringLiteral("cbr:128,rate=32000,mode=mono"), in(QStringLiteral("Album"))});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_EQ(filesBelow(out()), (QStringList{"Album/02 2.mp3", "Album/02.mp3", "Album/CD1/01 2.mp3",
-                                              "Album/CD1/01.mp3"}));
+    EXPECT_EQ(filesBelow(out()),
+              (QStringList{"Album/02 2.mp3", "Album/02.mp3", "Album/CD1/01 2.mp3", "Album/CD1/01.mp3"}));
     const QJsonObject cbr = probeStream(out(QStringLiteral("Album/CD1/01 2.mp3")));
     EXPECT_EQ(cbr.value(QStringLiteral("sample_rate")).toString(), QStringLiteral("32000"));
     EXPECT_EQ(cbr.value(QStringLiteral("channels")).toInt(), 1);
@@ -171,7 +178,8 @@ TEST_F(SonabrikCliTest, OverwriteAnswersComeFromTheTerminalOrTheCommandLine)
         ASSERT_TRUE(old.open(QIODevice::WriteOnly));
         old.write("old");
     }
-    const QStringList ask = base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("ask")} + sources;
+    const QStringList ask =
+        base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("ask")} + sources;
 
     // Skip, applied to the whole batch: asked once.
     CliResult result = cli(ask, "s\ny\n");
@@ -202,12 +210,17 @@ TEST_F(SonabrikCliTest, UpdateMetadataRetagsMP3SourcesInPlace)
     const QString mp3 = source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3"));
     const QByteArray before = fileBytes(mp3);
     const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--update-metadata"),
-                                  QStringLiteral("--id3v2-version"), QStringLiteral("4"), QStringLiteral("--ape"),
-                                  QStringLiteral("-o"), out(), mp3});
+                                  QStringLiteral("--id3v2-version"), QStringLiteral("4"),
+                                  QStringLiteral("--ape"), QStringLiteral("-o"), out(), mp3});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_TRUE(filesBelow(out()).isEmpty());
     const QJsonObject tags = mutagenTags(mp3);
-    EXPECT_EQ(tags.value(QStringLiteral("id3v2")).toObject().value(QStringLiteral("version")).toArray().at(1).toInt(),
+    EXPECT_EQ(tags.value(QStringLiteral("id3v2"))
+                  .toObject()
+                  .value(QStringLiteral("version"))
+                  .toArray()
+                  .at(1)
+                  .toInt(),
               4);
     EXPECT_TRUE(tags.contains(QStringLiteral("ape")));
     // The audio frames are the same ones.
@@ -220,17 +233,18 @@ TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTra
     const QString good1 = source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("good1.flac"));
     const QString broken = source(QStringLiteral("ctl-corrupt.flac"), QStringLiteral("broken.flac"));
     const QString good2 = source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("good2.ogg"));
-    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--delete-original"),
-                                  QStringLiteral("-o"), out(), in()});
+    const CliResult result = cli(
+        {QStringLiteral("convert"), QStringLiteral("--delete-original"), QStringLiteral("-o"), out(), in()});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 3 Files."))) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 3 Files.")))
+        << result.err.toStdString();
     EXPECT_TRUE(result.err.contains(QStringLiteral("broken.flac")));
     EXPECT_EQ(filesBelow(out()), (QStringList{"good1.mp3", "good2.mp3"}));
     EXPECT_FALSE(QFileInfo::exists(good1));
     EXPECT_FALSE(QFileInfo::exists(good2));
     EXPECT_TRUE(QFileInfo::exists(broken));
-    const QString trash =
-        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Trash/files");
+    const QString trash = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                          QStringLiteral("/Trash/files");
     const QStringList trashed = filesBelow(trash);
     EXPECT_TRUE(trashed.contains(QStringLiteral("good1.flac")));
     EXPECT_TRUE(trashed.contains(QStringLiteral("good2.ogg")));
@@ -242,11 +256,12 @@ TEST_F(SonabrikCliTest, InterruptStopsTheRunWithoutPartialOrTemporaryFiles)
     // A minute each: long enough to be caught in the middle.
     QDir().mkpath(in());
     for (const char* name : {"m1.wav", "m2.wav", "m3.wav"}) {
-        const ToolResult made = runTool(QStringLiteral("sox"),
-                                        {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"),
-                                         QStringLiteral("44100"), QStringLiteral("-c"), QStringLiteral("2"),
-                                         QStringLiteral("-b"), QStringLiteral("16"), in(QString::fromLatin1(name)),
-                                         QStringLiteral("synth"), QStringLiteral("60"), QStringLiteral("pinknoise")});
+        const ToolResult made =
+            runTool(QStringLiteral("sox"),
+                    {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"),
+                     QStringLiteral("44100"), QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
+                     QStringLiteral("16"), in(QString::fromLatin1(name)), QStringLiteral("synth"),
+                     QStringLiteral("60"), QStringLiteral("pinknoise")});
         ASSERT_EQ(made.exitCode, 0);
     }
     const QString temporary = scratch.file(QStringLiteral("tmp"));
@@ -275,10 +290,13 @@ TEST_F(SonabrikCliTest, UsageErrorsExitWithTwo)
 {
     EXPECT_EQ(cli({}).exitCode, 2);
     EXPECT_EQ(cli({QStringLiteral("convert")}).exitCode, 2);
-    const CliResult badFormat = cli({QStringLiteral("convert"), QStringLiteral("-f"), QStringLiteral("vbr:12"), in()});
+    const CliResult badFormat =
+        cli({QStringLiteral("convert"), QStringLiteral("-f"), QStringLiteral("vbr:12"), in()});
     EXPECT_EQ(badFormat.exitCode, 2);
     EXPECT_TRUE(badFormat.err.contains(QStringLiteral("VBR quality")));
-    EXPECT_EQ(cli({QStringLiteral("convert"), QStringLiteral("--overwrite"), QStringLiteral("always"), in()}).exitCode, 2);
+    EXPECT_EQ(cli({QStringLiteral("convert"), QStringLiteral("--overwrite"), QStringLiteral("always"), in()})
+                  .exitCode,
+              2);
     const CliResult help = cli({QStringLiteral("convert"), QStringLiteral("--help")});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(help.out.contains(QStringLiteral("--keep-structure")));

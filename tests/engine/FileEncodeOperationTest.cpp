@@ -2,12 +2,12 @@
 // merged progress, the metadata-only child, and when the source goes to the
 // Trash.
 
+#include "FileEncodeOperation.h"
+#include "CoreAudioTypes.h"
 #include "EncodeOperation.h"
 #include "Encoding.h"
-#include "FileEncodeOperation.h"
 #include "FileEncodeOperationDelegate.h"
 #include "Fixtures.h"
-#include "CoreAudioTypes.h"
 #include "ScriptedUserInterface.h"
 #include "TagDump.h"
 
@@ -39,8 +39,8 @@ private:
 
 QString trashed(const QString& name)
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Trash/files/") +
-           name;
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+           QStringLiteral("/Trash/files/") + name;
 }
 
 class FileEncodeOperationTest : public ::testing::Test
@@ -81,7 +81,8 @@ TEST_F(FileEncodeOperationTest, TwoFormatsMergeTheirProgressAndAnMP3SourceOfTheS
 {
     prefs.set(QStringLiteral("numProcesses"), 1);
     delegate.formats = {mp3Format(EncoderSettings::VBR), mp3Format(EncoderSettings::CBR, 96)};
-    FileEncodeOperation row(copyOf(QStringLiteral("ctl-long.wav"), QStringLiteral("long.wav")), scratch.path());
+    FileEncodeOperation row(copyOf(QStringLiteral("ctl-long.wav"), QStringLiteral("long.wav")),
+                            scratch.path());
     run(row);
     EXPECT_TRUE(row.success());
     EXPECT_EQ(row.successfulEncodes(), 2);
@@ -96,7 +97,8 @@ TEST_F(FileEncodeOperationTest, TwoFormatsMergeTheirProgressAndAnMP3SourceOfTheS
 
     // "skipFilesOfSameType" is on by default: an MP3 source gets no child and
     // still succeeds.
-    FileEncodeOperation mp3(copyOf(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3")), scratch.path());
+    FileEncodeOperation mp3(copyOf(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3")),
+                            scratch.path());
     run(mp3);
     EXPECT_TRUE(mp3.success());
     EXPECT_EQ(mp3.successfulEncodes(), 0);
@@ -109,12 +111,14 @@ TEST_F(FileEncodeOperationTest, PlatformTypesAreSkippedOnlyWhenTheirDataFormatIs
     delegate.formats = {wavFormat};
 
     // A WAV output of another data format is made; one of the source's own is not.
-    FileEncodeOperation different(copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("a.wav")), scratch.path());
+    FileEncodeOperation different(copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("a.wav")),
+                                  scratch.path());
     run(different);
     EXPECT_EQ(different.successfulEncodes(), 1);
 
     wavFormat->setFormatID(kAudioFormatLinearPCM);
-    FileEncodeOperation same(copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("b.wav")), scratch.path());
+    FileEncodeOperation same(copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("b.wav")),
+                             scratch.path());
     run(same);
     EXPECT_TRUE(same.success());
     EXPECT_EQ(same.successfulEncodes(), 0);
@@ -138,7 +142,12 @@ TEST_F(FileEncodeOperationTest, MetadataOnlyMakesExactlyOneChildThatRetagsTheSou
     EXPECT_TRUE(QDir(out()).isEmpty());
     const QJsonObject tags = mutagenTags(source);
     EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), QStringLiteral("New Title"));
-    EXPECT_EQ(tags.value(QStringLiteral("id3v2")).toObject().value(QStringLiteral("version")).toArray().at(1).toInt(),
+    EXPECT_EQ(tags.value(QStringLiteral("id3v2"))
+                  .toObject()
+                  .value(QStringLiteral("version"))
+                  .toArray()
+                  .at(1)
+                  .toInt(),
               4);
 }
 

@@ -19,16 +19,17 @@ public:
         bool applyToAll = false;
     };
 
-    QList<Answer> answers;   // consumed in order by sheets and alerts
-    QList<Alert> alerts;     // every alert shown, in order
-    QStringList calls;       // "beep", "beginProgressSheet", "showErrorLog", ...
+    QList<Answer> answers; // consumed in order by sheets and alerts
+    QList<Alert> alerts;   // every alert shown, in order
+    QStringList calls;     // "beep", "beginProgressSheet", "showErrorLog", ...
     QList<int> selection;
     QStringList openPanelAnswer;
 
     bool progressSheetShown() const { return calls.contains(QStringLiteral("beginProgressSheet")); }
     QStringList alertMessages() const;
 
-    void beginAlertSheet(const Alert& alert, std::function<void(int button, bool suppressed)> completion) override;
+    void beginAlertSheet(const Alert& alert,
+                         std::function<void(int button, bool suppressed)> completion) override;
     int runAlert(const Alert& alert) override;
 
     void beginProgressSheet() override { calls << QStringLiteral("beginProgressSheet"); }
