@@ -43,6 +43,7 @@ int ConvertCommand::run()
     TerminalUserInterface ui(m_err, answer);
     int status = kSuccess;
     bool interrupted = false;
+    bool runEnded = false;
     {
         ApplicationController controller(&ui);
         ApplicationController::initialize();
@@ -109,8 +110,14 @@ int ConvertCommand::run()
             } else {
                 controller.encodeFilesMenuItemSelected();
             }
+            // A start check refused the run (its alert is printed already).
+            if (!controller.encoderRunning() && !runEnded) {
+                progress.stop();
+                QCoreApplication::exit(kSomeFailed);
+            }
         });
         QObject::connect(&controller, &ApplicationController::runFinished, [&] {
+            runEnded = true;
             progress.stop();
             if (interrupted) {
                 QCoreApplication::exit(kInterrupted);

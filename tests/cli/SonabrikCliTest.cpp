@@ -286,8 +286,14 @@ TEST_F(SonabrikCliTest, InterruptStopsTheRunWithoutPartialOrTemporaryFiles)
     EXPECT_LT(filesBelow(out()).size(), 3);
 }
 
-TEST_F(SonabrikCliTest, UsageErrorsExitWithTwo)
+TEST_F(SonabrikCliTest, UsageErrorsExitWithTwoAndARefusedRunWithOne)
 {
+    const CliResult refused = cli({QStringLiteral("convert"), QStringLiteral("-o"),
+                                   QDir::homePath() + QStringLiteral("/Music/iTunes/Out"),
+                                   source(QStringLiteral("ctl-short.wav"), QStringLiteral("r.wav"))});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(refused.err.contains(QStringLiteral("Invalid Output Folder."))) << refused.err.toStdString();
+
     EXPECT_EQ(cli({}).exitCode, 2);
     EXPECT_EQ(cli({QStringLiteral("convert")}).exitCode, 2);
     const CliResult badFormat =
