@@ -7,6 +7,7 @@
 #include "OutputFiles.h"
 #include "Preferences.h"
 #include "TaggingThread.h"
+#include "VectorState.h"
 #include "UtilityFunctions.h"
 
 #include <QCoreApplication>
@@ -107,7 +108,10 @@ void EncodeOperation::start()
     }
     setWaitingUserInput(false);
     m_executing = true;
-    m_thread = std::thread([this] { main(); });
+    m_thread = std::thread([this] {
+        VectorState::clearUpperHalves();
+        main();
+    });
     Q_EMIT isExecutingChanged();
 }
 
