@@ -1,9 +1,10 @@
 #include "MainThread.h"
 
+#include "BlockingCall.h"
+
 #include <QCoreApplication>
 #include <QMetaObject>
 #include <QThread>
-#include <exception>
 
 namespace MainThread {
 
@@ -19,22 +20,7 @@ void runAndWait(const std::function<void()>& fn)
         fn();
         return;
     }
-    // The exception cannot cross the event loop, so it is caught there and
-    // rethrown here, in the thread that asked.
-    std::exception_ptr failure;
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(),
-        [&] {
-            try {
-                fn();
-            } catch (...) {
-                failure = std::current_exception();
-            }
-        },
-        Qt::BlockingQueuedConnection);
-    if (failure) {
-        std::rethrow_exception(failure);
-    }
+    BlockingCall::runOn(QCoreApplication::instance(), fn);
 }
 
 void post(std::function<void()> fn)

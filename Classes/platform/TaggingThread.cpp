@@ -1,8 +1,8 @@
 #include "TaggingThread.h"
 
-#include <QMetaObject>
+#include "BlockingCall.h"
+
 #include <QObject>
-#include <exception>
 
 TaggingThread::TaggingThread()
     : m_thread(std::make_unique<QThread>()), m_receiver(std::make_unique<QObject>())
@@ -32,19 +32,5 @@ void TaggingThread::runAndWait(const std::function<void()>& fn)
         fn();
         return;
     }
-    // Exceptions cannot cross the event loop: caught there, rethrown here.
-    std::exception_ptr failure;
-    QMetaObject::invokeMethod(
-        m_receiver.get(),
-        [&] {
-            try {
-                fn();
-            } catch (...) {
-                failure = std::current_exception();
-            }
-        },
-        Qt::BlockingQueuedConnection);
-    if (failure) {
-        std::rethrow_exception(failure);
-    }
+    BlockingCall::runOn(m_receiver.get(), fn);
 }
