@@ -1,6 +1,7 @@
 #include "APETagMapping.h"
 
 #include "NaturalLanguageDate.h"
+#include "TableRows.h"
 #include "TagValue.h"
 
 #include <QtEndian>
@@ -122,16 +123,7 @@ constexpr std::array<ItemRow, size_t(Item::Count)> kItems{{
      "Cover Art (front)",
      Writing::Cover},
 }};
-static_assert(
-    [] {
-        for (size_t i = 0; i < kItems.size(); ++i) {
-            if (size_t(kItems[i].item) != i) {
-                return false;
-            }
-        }
-        return true;
-    }(),
-    "one row per item, in the order of the enum");
+static_assert(TableRows::followEnum(kItems, &ItemRow::item), "one row per item, in the order of the enum");
 
 constexpr const char* kBackCoverName = "Cover Art (back)";
 constexpr uint32_t kBackCoverType = 4;
@@ -207,7 +199,7 @@ void APETagMapping::addInfoFromAPETag(const TagLib::APE::Tag* tag, AudioMetadata
         return;
     }
     for (const ItemRow& row : kItems) {
-        if (metadata.value(row.field).isValid()) {
+        if (metadata.hasValue(row.field)) {
             continue;
         }
         size_t nameIndex = 0;

@@ -1,5 +1,7 @@
 #include "ASFTagMapping.h"
 
+#include "TableRows.h"
+#include "TagLibReading.h"
 #include "TagValue.h"
 
 #include <array>
@@ -58,21 +60,7 @@ constexpr std::array<ASFRow, size_t(Row::Count)> kRows{{
     {Row::DiscTotal, {"WM/DiscTotal"}, Field::discTotal, Kind::Number},
 }};
 
-static_assert(
-    [] {
-        for (size_t i = 0; i < kRows.size(); ++i) {
-            if (kRows[i].row != Row(i)) {
-                return false;
-            }
-        }
-        return true;
-    }(),
-    "the rows follow their enum");
-
-bool has(const AudioMetadata& record, Field field)
-{
-    return record.value(field).isValid();
-}
+static_assert(TableRows::followEnum(kRows, &ASFRow::row), "the rows follow their enum");
 
 std::optional<TagLib::ASF::Attribute> firstAttribute(const TagLib::ASF::Tag& tag, const char* name)
 {
@@ -92,23 +80,16 @@ int numericValue(const TagLib::ASF::Attribute& attribute)
     return int(attribute.toULongLong());
 }
 
-void setIfAbsent(AudioMetadata& record, Field field, const TagLib::String& text)
-{
-    if (!has(record, field) && !text.isEmpty()) {
-        record.setValue(field, TagValue::toQString(text));
-    }
-}
-
 void readPartOfSet(const TagLib::ASF::Tag& tag, AudioMetadata& record)
 {
     const std::optional<TagLib::ASF::Attribute> partOfSet = firstAttribute(tag, "WM/PartOfSet");
     if (!partOfSet) {
         return;
     }
-    const QString text = TagValue::toQString(partOfSet->toString());
-    const qsizetype slash = text.indexOf(QLatin1Char('/'));
-    if (slash < 0) {
-        record.setDiscNumber(TagValue::integerValue(text));
+    const TagValue::NumberAndTotal split =
+        TagValue::splitNumberAndTotal(TagValue::toQString(partOfSet->toString()));
+    if (!split.total) {
+        record.setDiscNumber(split.number);
         if (const std::optional<TagLib::ASF::Attribute> total = firstAttribute(tag, "WM/DiscTotal");
             total && !record.discTotal()) {
             record.setDiscTotal(numericValue(*total));
@@ -116,10 +97,10 @@ void readPartOfSet(const TagLib::ASF::Tag& tag, AudioMetadata& record)
         return;
     }
     if (!record.discNumber()) {
-        record.setDiscNumber(TagValue::integerValue(QStringView(text).left(slash)));
+        record.setDiscNumber(split.number);
     }
     if (!record.discTotal()) {
-        record.setDiscTotal(TagValue::integerValue(QStringView(text).mid(slash + 1)));
+        record.setDiscTotal(*split.total);
     }
 }
 
@@ -133,30 +114,16 @@ void readPicture(const TagLib::ASF::Tag& tag, AudioMetadata& record)
     if (!picture.isValid()) {
         return;
     }
-    const TagLib::ByteVector data = picture.picture();
-    auto artwork = std::make_shared<AlbumArtwork>();
-    artwork->setData(QByteArray(data.data(), qsizetype(data.size())));
-    artwork->setArtworkType(uint32_t(picture.type()));
-    artwork->setComments(TagValue::toQString(picture.description()));
-    artwork->setMimeType(TagValue::toQString(picture.mimeType()));
-    record.setAlbumArtwork(artwork);
+    record.setAlbumArtwork(TagLibReading::artworkFromPicture(picture.picture(), uint32_t(picture.type()),
+                                                             picture.description(), picture.mimeType()));
 }
 
 } // namespace
 
 void ASFTagMapping::addInfoFromASFTag(const TagLib::ASF::Tag& tag, AudioMetadata& record)
 {
-    setIfAbsent(record, Field::albumTitle, tag.album());
-    setIfAbsent(record, Field::trackArtist, tag.artist());
-    setIfAbsent(record, Field::trackGenre, tag.genre());
-    if (!record.trackYear() && tag.year() != 0) {
-        record.setTrackYear(int(tag.year()));
-    }
-    setIfAbsent(record, Field::trackComment, tag.comment());
-    setIfAbsent(record, Field::trackTitle, tag.title());
-    if (!record.trackNumber() && tag.track() != 0) {
-        record.setTrackNumber(int(tag.track()));
-    }
+    TagLibReading::addGenericFields(tag, record);
+    TagLibReading::setTextIfAbsent(record, Field::trackComment, tag.comment());
     for (const ASFRow& row : kRows) {
         if (row.kind == Kind::PartOfSet) {
             readPartOfSet(tag, record);
@@ -165,7 +132,7 @@ void ASFTagMapping::addInfoFromASFTag(const TagLib::ASF::Tag& tag, AudioMetadata
         if (row.row == Row::DiscTotal && firstAttribute(tag, "WM/PartOfSet")) {
             continue; // read with the part of set
         }
-        if (has(record, row.field)) {
+        if (record.hasValue(row.field)) {
             continue;
         }
         for (const char* name : row.names) {
@@ -184,7 +151,7 @@ void ASFTagMapping::addInfoFromASFTag(const TagLib::ASF::Tag& tag, AudioMetadata
         // Programs that write the copyright into the content description
         // rather than as an attribute.
         if (row.row == Row::Copyright) {
-            setIfAbsent(record, Field::trackCopyright, tag.copyright());
+            TagLibReading::setTextIfAbsent(record, Field::trackCopyright, tag.copyright());
         }
     }
     readPicture(tag, record);

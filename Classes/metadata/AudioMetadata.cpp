@@ -2,6 +2,7 @@
 
 #include "MetadataReader.h"
 #include "NamedException.h"
+#include "TableRows.h"
 
 #include <QFileInfo>
 #include <type_traits>
@@ -57,16 +58,8 @@ constexpr std::array<FieldRow, AudioMetadata::kFieldCount> kFields{{
 }};
 
 static_assert(kFields.size() == size_t(Field::userData) + 1, "one row per field");
-static_assert(
-    [] {
-        for (size_t i = 0; i < kFields.size(); ++i) {
-            if (size_t(kFields[i].field) != i) {
-                return false;
-            }
-        }
-        return true;
-    }(),
-    "rows in the order of the enum, so a field indexes its row");
+static_assert(TableRows::followEnum(kFields, &FieldRow::field),
+              "rows in the order of the enum, so a field indexes its row");
 
 constexpr std::array kClearAllOrder{
     Field::trackNumber,        Field::totalTracks,    Field::trackTitle,    Field::albumTitle,

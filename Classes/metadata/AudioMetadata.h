@@ -131,6 +131,8 @@ public:
     // By name: an invalid QVariant when the field is absent, otherwise a
     // QVariant holding the type of kindOf(field).
     QVariant value(Field field) const;
+    // True when the field holds a value.
+    bool hasValue(Field field) const { return value(field).isValid(); }
     // An invalid or null QVariant (or a null artwork pointer) makes the field
     // absent. Other values are converted to the field's type; a value that
     // cannot be raises an assertion failure and leaves the field unchanged.

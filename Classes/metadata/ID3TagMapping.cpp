@@ -1,5 +1,7 @@
 #include "ID3TagMapping.h"
 
+#include "TableRows.h"
+#include "TagLibReading.h"
 #include "TagValue.h"
 
 #include <algorithm>
@@ -62,21 +64,8 @@ constexpr std::array<TextFrameRow, size_t(TextFrame::Count)> kTextFrames{{
     {TextFrame::TPE2, "TPE2", Field::albumArtist, false, Written::InTagEncoding},
     {TextFrame::TIT1, "TIT1", Field::grouping, false, Written::InTagEncoding},
 }};
-static_assert(
-    [] {
-        for (size_t i = 0; i < kTextFrames.size(); ++i) {
-            if (size_t(kTextFrames[i].frame) != i) {
-                return false;
-            }
-        }
-        return true;
-    }(),
-    "one row per text frame, in the order of the enum");
-
-bool isAbsent(const AudioMetadata& metadata, Field field)
-{
-    return !metadata.value(field).isValid();
-}
+static_assert(TableRows::followEnum(kTextFrames, &TextFrameRow::frame),
+              "one row per text frame, in the order of the enum");
 
 const TagLib::ID3v2::FrameList& framesOf(const TagLib::ID3v2::Tag* tag, const char* id)
 {
@@ -102,26 +91,10 @@ void readNumberPair(const TagLib::ID3v2::Tag* tag, const char* id, AudioMetadata
     if (!text) {
         return;
     }
-    const qsizetype slash = text->indexOf(u'/');
-    if (slash >= 0) {
-        metadata.setValue(number, TagValue::integerValue(QStringView(*text).left(slash)));
-        metadata.setValue(total, TagValue::integerValue(QStringView(*text).mid(slash + 1)));
-    } else {
-        metadata.setValue(number, TagValue::integerValue(*text));
-    }
-}
-
-void setTextIfAbsent(AudioMetadata& metadata, Field field, const TagLib::String& text)
-{
-    if (isAbsent(metadata, field) && !text.isEmpty()) {
-        metadata.setValue(field, TagValue::toQString(text));
-    }
-}
-
-void setNumberIfAbsent(AudioMetadata& metadata, Field field, unsigned int number)
-{
-    if (isAbsent(metadata, field) && number != 0) {
-        metadata.setValue(field, int(number));
+    const TagValue::NumberAndTotal split = TagValue::splitNumberAndTotal(*text);
+    metadata.setValue(number, split.number);
+    if (split.total) {
+        metadata.setValue(total, *split.total);
     }
 }
 
@@ -198,16 +171,11 @@ void ID3TagMapping::addInfoFromID3v2Tag(const TagLib::ID3v2::Tag* tag, AudioMeta
     if (!tag) {
         return;
     }
-    setTextIfAbsent(metadata, Field::albumTitle, tag->album());
-    setTextIfAbsent(metadata, Field::trackArtist, tag->artist());
-    setTextIfAbsent(metadata, Field::trackGenre, tag->genre());
-    setNumberIfAbsent(metadata, Field::trackYear, tag->year());
-    setTextIfAbsent(metadata, Field::trackTitle, tag->title());
-    setNumberIfAbsent(metadata, Field::trackNumber, tag->track());
+    TagLibReading::addGenericFields(*tag, metadata);
 
     // Only our own kind of comment: one without a description. Other
     // programs keep their private notes in described comments.
-    if (isAbsent(metadata, Field::trackComment)) {
+    if (!metadata.hasValue(Field::trackComment)) {
         for (TagLib::ID3v2::Frame* frame : framesOf(tag, "COMM")) {
             const auto* comment = dynamic_cast<const TagLib::ID3v2::CommentsFrame*>(frame);
             if (comment && comment->description().isEmpty()) {
@@ -221,7 +189,7 @@ void ID3TagMapping::addInfoFromID3v2Tag(const TagLib::ID3v2::Tag* tag, AudioMeta
         if (row.frame == TextFrame::TIT1) {
             continue; // read after the numbers, below
         }
-        if (!isAbsent(metadata, row.field)) {
+        if (metadata.hasValue(row.field)) {
             continue;
         }
         if (const std::optional<QString> text = firstFrameText(tag, row.id)) {
@@ -229,7 +197,7 @@ void ID3TagMapping::addInfoFromID3v2Tag(const TagLib::ID3v2::Tag* tag, AudioMeta
                               row.integer ? QVariant(TagValue::integerValue(*text)) : QVariant(*text));
         }
     }
-    if (isAbsent(metadata, Field::lyrics)) {
+    if (!metadata.hasValue(Field::lyrics)) {
         const TagLib::ID3v2::FrameList& frames = framesOf(tag, "USLT");
         if (!frames.isEmpty()) {
             const auto* lyrics =
@@ -242,7 +210,7 @@ void ID3TagMapping::addInfoFromID3v2Tag(const TagLib::ID3v2::Tag* tag, AudioMeta
     readNumberPair(tag, "TPOS", metadata, Field::discNumber, Field::discTotal);
 
     const TextFrameRow& grouping = kTextFrames[size_t(TextFrame::TIT1)];
-    if (isAbsent(metadata, grouping.field)) {
+    if (!metadata.hasValue(grouping.field)) {
         if (const std::optional<QString> text = firstFrameText(tag, grouping.id)) {
             metadata.setValue(grouping.field, *text);
         }
@@ -254,14 +222,8 @@ void ID3TagMapping::addInfoFromID3v2Tag(const TagLib::ID3v2::Tag* tag, AudioMeta
             if (!picture) {
                 continue;
             }
-            auto artwork = std::make_shared<AlbumArtwork>();
-            const TagLib::ByteVector bytes = picture->picture();
-            artwork->setData(QByteArray(bytes.data(), qsizetype(bytes.size())));
-            artwork->setArtworkType(uint32_t(picture->type()));
-            artwork->setComments(TagValue::toQString(picture->description()));
-            // The tag's own MIME type wins over the one guessed from the bytes.
-            artwork->setMimeType(TagValue::toQString(picture->mimeType()));
-            metadata.setAlbumArtwork(artwork);
+            metadata.setAlbumArtwork(TagLibReading::artworkFromPicture(
+                picture->picture(), uint32_t(picture->type()), picture->description(), picture->mimeType()));
             break;
         }
     }
@@ -272,13 +234,8 @@ void ID3TagMapping::addInfoFromID3v1Tag(const TagLib::ID3v1::Tag* tag, AudioMeta
     if (!tag) {
         return;
     }
-    setTextIfAbsent(metadata, Field::trackTitle, tag->title());
-    setTextIfAbsent(metadata, Field::trackArtist, tag->artist());
-    setTextIfAbsent(metadata, Field::albumTitle, tag->album());
-    setTextIfAbsent(metadata, Field::trackComment, tag->comment());
-    setTextIfAbsent(metadata, Field::trackGenre, tag->genre());
-    setNumberIfAbsent(metadata, Field::trackYear, tag->year());
-    setNumberIfAbsent(metadata, Field::trackNumber, tag->track());
+    TagLibReading::addGenericFields(*tag, metadata);
+    TagLibReading::setTextIfAbsent(metadata, Field::trackComment, tag->comment());
 }
 
 void ID3TagMapping::fillOutID3v2Tag(const AudioMetadata& metadata, TagLib::ID3v2::Tag* tag, int majorVersion,

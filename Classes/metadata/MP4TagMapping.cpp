@@ -1,5 +1,7 @@
 #include "MP4TagMapping.h"
 
+#include "TableRows.h"
+#include "TagLibReading.h"
 #include "TagValue.h"
 
 #include <array>
@@ -81,26 +83,12 @@ constexpr std::array<MP4Row, size_t(Row::Count)> kRows{{
     {Row::Cover, {"covr"}, Field::albumArtwork, Field::albumArtwork, Kind::Cover},
 }};
 
-static_assert(
-    [] {
-        for (size_t i = 0; i < kRows.size(); ++i) {
-            if (kRows[i].row != Row(i)) {
-                return false;
-            }
-        }
-        return true;
-    }(),
-    "the rows follow their enum");
+static_assert(TableRows::followEnum(kRows, &MP4Row::row), "the rows follow their enum");
 
 // TagLib's MP4 names are Latin-1 (the copyright sign is byte A9).
 TagLib::String itemName(const char* name)
 {
     return TagLib::String(name, TagLib::String::Latin1);
-}
-
-bool has(const AudioMetadata& record, Field field)
-{
-    return record.value(field).isValid();
 }
 
 // The valid item of that name, or null.
@@ -162,7 +150,7 @@ void readRow(const TagLib::MP4::Tag& tag, const MP4Row& row, AudioMetadata& reco
 {
     switch (row.kind) {
     case Kind::GenericText:
-        if (has(record, row.field)) {
+        if (record.hasValue(row.field)) {
             return;
         }
         if (const std::optional<QString> text = genericText(tag, row.row)) {
@@ -174,26 +162,22 @@ void readRow(const TagLib::MP4::Tag& tag, const MP4Row& row, AudioMetadata& reco
             }
         }
         return;
-    case Kind::GenericNumber: {
-        const unsigned int value = row.row == Row::Year ? tag.year() : tag.track();
-        if (!has(record, row.field) && value != 0) {
-            record.setValue(row.field, int(value));
-        }
+    case Kind::GenericNumber:
+        TagLibReading::setNumberIfAbsent(record, row.field, row.row == Row::Year ? tag.year() : tag.track());
         return;
-    }
     case Kind::Pair:
         if (const std::optional<TagLib::MP4::Item> item = validItem(tag, row.names[0])) {
             const TagLib::MP4::Item::IntPair pair = item->toIntPair();
-            if (pair.first != 0 && !has(record, row.field)) {
+            if (pair.first != 0 && !record.hasValue(row.field)) {
                 record.setValue(row.field, pair.first);
             }
-            if (pair.second != 0 && !has(record, row.secondField)) {
+            if (pair.second != 0 && !record.hasValue(row.secondField)) {
                 record.setValue(row.secondField, pair.second);
             }
         }
         return;
     case Kind::Text:
-        if (has(record, row.field)) {
+        if (record.hasValue(row.field)) {
             return;
         }
         for (const char* name : row.names) {
@@ -208,19 +192,19 @@ void readRow(const TagLib::MP4::Tag& tag, const MP4Row& row, AudioMetadata& reco
         return;
     case Kind::Integer:
         if (const std::optional<TagLib::MP4::Item> item = validItem(tag, row.names[0]);
-            item && !has(record, row.field) && item->toInt() != 0) {
+            item && !record.hasValue(row.field) && item->toInt() != 0) {
             record.setValue(row.field, item->toInt());
         }
         return;
     case Kind::Compilation:
         if (const std::optional<TagLib::MP4::Item> item = validItem(tag, row.names[0]);
-            item && !has(record, row.field) && item->toBool()) {
+            item && !record.hasValue(row.field) && item->toBool()) {
             record.setValue(row.field, 1);
         }
         return;
     case Kind::Cover:
         if (const std::optional<TagLib::MP4::Item> item = validItem(tag, row.names[0]);
-            item && !has(record, row.field)) {
+            item && !record.hasValue(row.field)) {
             readCover(*item, record);
         }
         return;

@@ -1,7 +1,6 @@
 #include "ModuleFileReader.h"
 
 #include "TagLibReading.h"
-#include "TagValue.h"
 
 #include <QFileInfo>
 #include <taglib/itfile.h>
@@ -16,23 +15,9 @@ namespace {
 void addInfoFromModuleTag(const TagLib::Mod::Tag& tag, AudioMetadata& record)
 {
     record.setSourceTagFormat(QStringLiteral("Module Tag"));
-    auto text = [&](AudioMetadata::Field field, const TagLib::String& value) {
-        if (!record.value(field).isValid() && !value.isEmpty()) {
-            record.setValue(field, TagValue::toQString(value));
-        }
-    };
-    text(AudioMetadata::Field::albumTitle, tag.album());
-    text(AudioMetadata::Field::trackArtist, tag.artist());
-    text(AudioMetadata::Field::trackGenre, tag.genre());
-    if (!record.trackYear() && tag.year() != 0) {
-        record.setTrackYear(int(tag.year()));
-    }
-    text(AudioMetadata::Field::trackComment, tag.comment());
-    text(AudioMetadata::Field::trackTitle, tag.title());
-    if (!record.trackNumber() && tag.track() != 0) {
-        record.setTrackNumber(int(tag.track()));
-    }
-    text(AudioMetadata::Field::grouping, tag.trackerName());
+    TagLibReading::addGenericFields(tag, record);
+    TagLibReading::setTextIfAbsent(record, AudioMetadata::Field::trackComment, tag.comment());
+    TagLibReading::setTextIfAbsent(record, AudioMetadata::Field::grouping, tag.trackerName());
 }
 
 // Reads a tracker-specific module: format "<name> v<version>" and the

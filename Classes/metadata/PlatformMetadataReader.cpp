@@ -101,11 +101,6 @@ std::optional<int> appleLosslessSampleSize(uint32_t flags)
     }
 }
 
-bool has(const AudioMetadata& record, Field field)
-{
-    return record.value(field).isValid();
-}
-
 // "minor" gives "Minor", "major key" gives "Major Key".
 QString capitalized(const QString& text)
 {
@@ -193,7 +188,7 @@ void PlatformMetadataReader::getCoreAudioMetadataFromFile(const QString& path, A
     const QVariantMap info = AudioFileInfoDictionary::read(path);
     for (const InfoRow& row : kInfoRows) {
         const auto it = info.constFind(QString::fromLatin1(row.key));
-        if (it == info.constEnd() || has(record, row.field)) {
+        if (it == info.constEnd() || record.hasValue(row.field)) {
             continue;
         }
         if (row.kind == InfoKind::Integer) {

@@ -9,6 +9,7 @@
 #include <taglib/flacpicture.h>
 #include <taglib/id3v2header.h>
 #include <taglib/id3v2tag.h>
+#include <taglib/tag.h>
 
 QByteArray TagLibReading::fileName(const QString& path)
 {
@@ -33,15 +34,48 @@ void TagLibReading::addProperties(AudioMetadata& record, const TagLib::AudioProp
     record.setSourceChannels(properties.channels());
 }
 
-AlbumArtworkPtr TagLibReading::artworkFromPicture(const TagLib::FLAC::Picture& picture)
+void TagLibReading::setTextIfAbsent(AudioMetadata& record, AudioMetadata::Field field,
+                                    const TagLib::String& text)
+{
+    if (!record.hasValue(field) && !text.isEmpty()) {
+        record.setValue(field, TagValue::toQString(text));
+    }
+}
+
+void TagLibReading::setNumberIfAbsent(AudioMetadata& record, AudioMetadata::Field field, unsigned int number)
+{
+    if (!record.hasValue(field) && number != 0) {
+        record.setValue(field, int(number));
+    }
+}
+
+void TagLibReading::addGenericFields(const TagLib::Tag& tag, AudioMetadata& record)
+{
+    using Field = AudioMetadata::Field;
+    setTextIfAbsent(record, Field::trackTitle, tag.title());
+    setTextIfAbsent(record, Field::trackArtist, tag.artist());
+    setTextIfAbsent(record, Field::albumTitle, tag.album());
+    setTextIfAbsent(record, Field::trackGenre, tag.genre());
+    setNumberIfAbsent(record, Field::trackYear, tag.year());
+    setNumberIfAbsent(record, Field::trackNumber, tag.track());
+}
+
+AlbumArtworkPtr TagLibReading::artworkFromPicture(const TagLib::ByteVector& data, uint32_t type,
+                                                  const TagLib::String& description,
+                                                  const TagLib::String& mimeType)
 {
     auto artwork = std::make_shared<AlbumArtwork>();
-    const TagLib::ByteVector data = picture.data();
     artwork->setData(QByteArray(data.data(), qsizetype(data.size())));
-    artwork->setArtworkType(uint32_t(picture.type()));
-    artwork->setComments(TagValue::toQString(picture.description()));
-    artwork->setMimeType(TagValue::toQString(picture.mimeType()));
+    artwork->setArtworkType(type);
+    artwork->setComments(TagValue::toQString(description));
+    artwork->setMimeType(TagValue::toQString(mimeType));
     return artwork;
+}
+
+AlbumArtworkPtr TagLibReading::artworkFromPicture(const TagLib::FLAC::Picture& picture)
+{
+    return artworkFromPicture(picture.data(), uint32_t(picture.type()), picture.description(),
+                              picture.mimeType());
 }
 
 void TagLibReading::setTagFormats(AudioMetadata& record, const QStringList& formats)

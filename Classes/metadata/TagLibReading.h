@@ -9,9 +9,12 @@
 
 #include <QByteArray>
 #include <QStringList>
+#include <taglib/tbytevector.h>
+#include <taglib/tstring.h>
 
 namespace TagLib {
 class AudioProperties;
+class Tag;
 namespace FLAC {
 class Picture;
 }
@@ -43,7 +46,22 @@ public:
     static void addProperties(AudioMetadata& record, const TagLib::AudioProperties& properties,
                               Bitrate bitrate);
 
-    // An artwork holding the picture's data, type, MIME type and description.
+    // The tag systems' fields are read into a record only where it has
+    // none: a tag read earlier wins. An empty text, a zero year or a zero
+    // track number counts as nothing.
+    static void setTextIfAbsent(AudioMetadata& record, AudioMetadata::Field field,
+                                const TagLib::String& text);
+    static void setNumberIfAbsent(AudioMetadata& record, AudioMetadata::Field field, unsigned int number);
+    // Title, artist, album, genre, year and track number of TagLib's generic
+    // tag interface, each where the record has none. Not the comment: ID3v2
+    // takes only comments without a description.
+    static void addGenericFields(const TagLib::Tag& tag, AudioMetadata& record);
+
+    // An artwork holding a picture's data, type, description and MIME type
+    // (the tag's type, which wins over the one sniffed from the bytes).
+    static AlbumArtworkPtr artworkFromPicture(const TagLib::ByteVector& data, uint32_t type,
+                                              const TagLib::String& description,
+                                              const TagLib::String& mimeType);
     static AlbumArtworkPtr artworkFromPicture(const TagLib::FLAC::Picture& picture);
 
     // "ID3v2.<major>.<revision>", such as "ID3v2.4.0".

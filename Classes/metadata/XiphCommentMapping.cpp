@@ -1,6 +1,7 @@
 #include "XiphCommentMapping.h"
 
 #include "NaturalLanguageDate.h"
+#include "TableRows.h"
 #include "TagLibReading.h"
 #include "TagValue.h"
 
@@ -90,16 +91,7 @@ constexpr std::array<XiphRow, size_t(Row::Count)> kRows{{
      Kind::Picture},
 }};
 
-static_assert(
-    [] {
-        for (size_t i = 0; i < kRows.size(); ++i) {
-            if (kRows[i].row != Row(i)) {
-                return false;
-            }
-        }
-        return true;
-    }(),
-    "the rows follow their enum");
+static_assert(TableRows::followEnum(kRows, &XiphRow::row), "the rows follow their enum");
 
 const char kPictureField[] = "METADATA_BLOCK_PICTURE";
 
