@@ -2,6 +2,7 @@
 
 #include "EncodeOperationDelegate.h"
 #include "ErrorLogWindowController.h"
+#include "Locked.h"
 #include "MainThread.h"
 #include "NamingScheme.h"
 #include "OutputFiles.h"
@@ -127,32 +128,27 @@ void EncodeOperation::completeOperation()
 
 QString EncodeOperation::outFilePath() const
 {
-    std::lock_guard lock(m_lock);
-    return m_outFilePath;
+    return Locked::read(m_lock, m_outFilePath);
 }
 
 QString EncodeOperation::tempFilePath() const
 {
-    std::lock_guard lock(m_lock);
-    return m_tempFilePath;
+    return Locked::read(m_lock, m_tempFilePath);
 }
 
 QString EncodeOperation::decodeFilePath() const
 {
-    std::lock_guard lock(m_lock);
-    return m_decodeFilePath;
+    return Locked::read(m_lock, m_decodeFilePath);
 }
 
 QString EncodeOperation::currentStatus() const
 {
-    std::lock_guard lock(m_lock);
-    return m_currentStatus;
+    return Locked::read(m_lock, m_currentStatus);
 }
 
 void EncodeOperation::setOutFilePath(const QString& path)
 {
-    std::lock_guard lock(m_lock);
-    m_outFilePath = path;
+    Locked::write(m_lock, m_outFilePath, path);
 }
 
 void EncodeOperation::setWaitingUserInput(bool waiting)
@@ -164,14 +160,12 @@ void EncodeOperation::setWaitingUserInput(bool waiting)
 
 void EncodeOperation::setTempFilePath(const QString& path)
 {
-    std::lock_guard lock(m_lock);
-    m_tempFilePath = path;
+    Locked::write(m_lock, m_tempFilePath, path);
 }
 
 void EncodeOperation::setDecodeFilePath(const QString& path)
 {
-    std::lock_guard lock(m_lock);
-    m_decodeFilePath = path;
+    Locked::write(m_lock, m_decodeFilePath, path);
 }
 
 void EncodeOperation::setCurrentFrame(qint64 frame)
@@ -182,10 +176,7 @@ void EncodeOperation::setCurrentFrame(qint64 frame)
 
 void EncodeOperation::setCurrentStatus(const QString& status)
 {
-    {
-        std::lock_guard lock(m_lock);
-        m_currentStatus = status;
-    }
+    Locked::write(m_lock, m_currentStatus, status);
     Q_EMIT currentStatusChanged();
 }
 
@@ -212,10 +203,7 @@ AudioMetadataPtr EncodeOperation::metadata()
 
 void EncodeOperation::setMetadata(AudioMetadataPtr metadata)
 {
-    {
-        std::lock_guard lock(m_lock);
-        m_metadata = std::move(metadata);
-    }
+    Locked::write(m_lock, m_metadata, std::move(metadata));
     Q_EMIT metadataChanged();
 }
 

@@ -1,5 +1,8 @@
 #include "AlbumArtwork.h"
 
+#include "Locked.h"
+#include "TableRows.h"
+
 #include <QBuffer>
 #include <QCryptographicHash>
 #include <QDataStream>
@@ -30,16 +33,8 @@ constexpr std::array kImageFileTypes{
 };
 static_assert(kImageFileTypes.size() == size_t(AlbumArtwork::ImageFileType::PNG) + 1,
               "one row per image file type");
-static_assert(
-    [] {
-        for (size_t i = 0; i < kImageFileTypes.size(); ++i) {
-            if (size_t(kImageFileTypes[i].type) != i) {
-                return false;
-            }
-        }
-        return true;
-    }(),
-    "rows in the order of the enum");
+static_assert(TableRows::followEnum(kImageFileTypes, &ImageFileTypeRow::type),
+              "rows in the order of the enum");
 
 // First byte of the data -> MIME type. TIFF starts "II" or "MM" by byte order.
 struct MimeTypeRow
@@ -160,20 +155,17 @@ std::shared_ptr<AlbumArtwork> AlbumArtwork::albumArtworkFromURL(const QUrl& url)
 
 uint32_t AlbumArtwork::artworkType() const
 {
-    std::lock_guard lock(m_lock);
-    return m_artworkType;
+    return Locked::read(m_lock, m_artworkType);
 }
 
 void AlbumArtwork::setArtworkType(uint32_t type)
 {
-    std::lock_guard lock(m_lock);
-    m_artworkType = type;
+    Locked::write(m_lock, m_artworkType, type);
 }
 
 std::optional<QByteArray> AlbumArtwork::data() const
 {
-    std::lock_guard lock(m_lock);
-    return m_data;
+    return Locked::read(m_lock, m_data);
 }
 
 void AlbumArtwork::setData(std::optional<QByteArray> data)
@@ -210,59 +202,47 @@ qsizetype AlbumArtwork::dataSize() const
 
 int64_t AlbumArtwork::width() const
 {
-    std::lock_guard lock(m_lock);
-    return m_width;
+    return Locked::read(m_lock, m_width);
 }
 
 int64_t AlbumArtwork::height() const
 {
-    std::lock_guard lock(m_lock);
-    return m_height;
+    return Locked::read(m_lock, m_height);
 }
 
 std::optional<QString> AlbumArtwork::mimeType() const
 {
-    std::lock_guard lock(m_lock);
-    return m_mimeType;
+    return Locked::read(m_lock, m_mimeType);
 }
 
 void AlbumArtwork::setMimeType(std::optional<QString> mimeType)
 {
-    mimeType = ownedCopy(mimeType);
-    std::lock_guard lock(m_lock);
-    m_mimeType = std::move(mimeType);
+    Locked::write(m_lock, m_mimeType, ownedCopy(mimeType));
 }
 
 std::optional<QString> AlbumArtwork::md5() const
 {
-    std::lock_guard lock(m_lock);
-    return m_md5;
+    return Locked::read(m_lock, m_md5);
 }
 
 std::optional<QString> AlbumArtwork::comments() const
 {
-    std::lock_guard lock(m_lock);
-    return m_comments;
+    return Locked::read(m_lock, m_comments);
 }
 
 void AlbumArtwork::setComments(std::optional<QString> comments)
 {
-    comments = ownedCopy(comments);
-    std::lock_guard lock(m_lock);
-    m_comments = std::move(comments);
+    Locked::write(m_lock, m_comments, ownedCopy(comments));
 }
 
 std::optional<QString> AlbumArtwork::originalFilename() const
 {
-    std::lock_guard lock(m_lock);
-    return m_originalFilename;
+    return Locked::read(m_lock, m_originalFilename);
 }
 
 void AlbumArtwork::setOriginalFilename(std::optional<QString> filename)
 {
-    filename = ownedCopy(filename);
-    std::lock_guard lock(m_lock);
-    m_originalFilename = std::move(filename);
+    Locked::write(m_lock, m_originalFilename, ownedCopy(filename));
 }
 
 QString AlbumArtwork::description() const
