@@ -28,10 +28,22 @@ template <typename File> void readTags(File& file, AudioMetadata& record)
     TagLibReading::setTagFormats(record, formats);
 }
 
-AudioMetadataPtr recordOfKind(const char* kind)
+// A file of the APE family: its kind, its stream facts (describe adds the
+// format and sample size, which each class names its own way), then its tags.
+template <typename File, typename Describe>
+AudioMetadataPtr readFile(const QString& path, const char* kind, Describe describe)
 {
     auto record = std::make_shared<AudioMetadata>();
     record->setSourceKind(QString::fromUtf8(kind));
+    File file(TagLibReading::fileName(path).constData());
+    if (!file.isValid()) {
+        return record;
+    }
+    if (const auto* properties = file.audioProperties()) {
+        describe(*properties, *record);
+        TagLibReading::addProperties(*record, *properties, TagLibReading::Bitrate::TimesThousand);
+    }
+    readTags(file, *record);
     return record;
 }
 
@@ -39,48 +51,26 @@ AudioMetadataPtr recordOfKind(const char* kind)
 
 AudioMetadataPtr APEFileReader::metadataFromMonkeysAudioFile(const QString& path)
 {
-    AudioMetadataPtr record = recordOfKind("Monkey's Audio");
-    TagLib::APE::File file(TagLibReading::fileName(path).constData());
-    if (!file.isValid()) {
-        return record;
-    }
-    if (const TagLib::APE::Properties* properties = file.audioProperties()) {
-        record->setSourceFormat(QStringLiteral("APE v%1").arg(properties->version()));
-        TagLibReading::addProperties(*record, *properties, TagLibReading::Bitrate::TimesThousand);
-        record->setSourceSampleSize(properties->bitsPerSample());
-    }
-    readTags(file, *record);
-    return record;
+    return readFile<TagLib::APE::File>(
+        path, "Monkey's Audio", [](const auto& properties, AudioMetadata& record) {
+            record.setSourceFormat(QStringLiteral("APE v%1").arg(properties.version()));
+            record.setSourceSampleSize(properties.bitsPerSample());
+        });
 }
 
 AudioMetadataPtr APEFileReader::metadataFromWavPackFile(const QString& path)
 {
-    AudioMetadataPtr record = recordOfKind("WavPack");
-    TagLib::WavPack::File file(TagLibReading::fileName(path).constData());
-    if (!file.isValid()) {
-        return record;
-    }
-    if (const TagLib::WavPack::Properties* properties = file.audioProperties()) {
-        record->setSourceFormat(QStringLiteral("WavPack v%1").arg(properties->version()));
-        TagLibReading::addProperties(*record, *properties, TagLibReading::Bitrate::TimesThousand);
-        record->setSourceSampleSize(properties->bitsPerSample());
-    }
-    readTags(file, *record);
-    return record;
+    return readFile<TagLib::WavPack::File>(
+        path, "WavPack", [](const auto& properties, AudioMetadata& record) {
+            record.setSourceFormat(QStringLiteral("WavPack v%1").arg(properties.version()));
+            record.setSourceSampleSize(properties.bitsPerSample());
+        });
 }
 
 AudioMetadataPtr APEFileReader::metadataFromMusepackFile(const QString& path)
 {
-    AudioMetadataPtr record = recordOfKind("Musepack");
-    TagLib::MPC::File file(TagLibReading::fileName(path).constData());
-    if (!file.isValid()) {
-        return record;
-    }
-    if (const TagLib::MPC::Properties* properties = file.audioProperties()) {
-        record->setSourceFormat(QStringLiteral("MPC v%1").arg(properties->mpcVersion()));
-        TagLibReading::addProperties(*record, *properties, TagLibReading::Bitrate::TimesThousand);
-        record->setSourceSampleSize(16);
-    }
-    readTags(file, *record);
-    return record;
+    return readFile<TagLib::MPC::File>(path, "Musepack", [](const auto& properties, AudioMetadata& record) {
+        record.setSourceFormat(QStringLiteral("MPC v%1").arg(properties.mpcVersion()));
+        record.setSourceSampleSize(16);
+    });
 }

@@ -71,6 +71,19 @@ void readID3v1(TagLib::ID3v1::Tag* tag, AudioMetadata& record, QStringList& form
     }
 }
 
+// The ID3v2 chunk of an AIFF or WAVE file (tagOf gives it: the classes
+// name it differently). The file is closed when this returns.
+template <typename File, typename TagOf>
+void readID3v2Chunk(const QString& path, AudioMetadata& record, TagOf tagOf)
+{
+    File file(TagLibReading::fileName(path).constData());
+    if (file.isValid() && file.hasID3v2Tag()) {
+        QStringList formats;
+        readID3v2(tagOf(file), record, formats);
+        TagLibReading::setTagFormats(record, formats);
+    }
+}
+
 } // namespace
 
 AudioMetadataPtr ID3FileReader::metadataFromMP3File(const QString& path)
@@ -97,14 +110,7 @@ AudioMetadataPtr ID3FileReader::metadataFromMP3File(const QString& path)
 AudioMetadataPtr ID3FileReader::metadataFromAIFFFile(const QString& path)
 {
     auto record = std::make_shared<AudioMetadata>();
-    {
-        TagLib::RIFF::AIFF::File file(TagLibReading::fileName(path).constData());
-        if (file.isValid() && file.hasID3v2Tag()) {
-            QStringList formats;
-            readID3v2(file.tag(), *record, formats);
-            TagLibReading::setTagFormats(*record, formats);
-        }
-    }
+    readID3v2Chunk<TagLib::RIFF::AIFF::File>(path, *record, [](auto& file) { return file.tag(); });
     PlatformMetadataReader::getCoreAudioInfoFromFile(path, *record);
     return record;
 }
@@ -113,14 +119,7 @@ AudioMetadataPtr ID3FileReader::metadataFromWAVEFile(const QString& path)
 {
     auto record = std::make_shared<AudioMetadata>();
     record->setSourceKind(QStringLiteral("WAVE"));
-    {
-        TagLib::RIFF::WAV::File file(TagLibReading::fileName(path).constData());
-        if (file.isValid() && file.hasID3v2Tag()) {
-            QStringList formats;
-            readID3v2(file.ID3v2Tag(), *record, formats);
-            TagLibReading::setTagFormats(*record, formats);
-        }
-    }
+    readID3v2Chunk<TagLib::RIFF::WAV::File>(path, *record, [](auto& file) { return file.ID3v2Tag(); });
     PlatformMetadataReader::getCoreAudioInfoFromFile(path, *record);
     return record;
 }
