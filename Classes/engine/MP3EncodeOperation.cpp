@@ -68,6 +68,19 @@ template <typename T> std::vector<T> allocateZeroed(size_t count, const char* fa
     }
 }
 
+// Splits interleaved samples of bytesPerSample bytes each into one buffer
+// per channel, converting each with toSample.
+template <typename Sample, typename Convert>
+void deinterleave(const uint8_t* data, uint32_t channels, size_t frames,
+                  std::vector<std::vector<Sample>>& out, size_t bytesPerSample, Convert toSample)
+{
+    for (size_t i = 0; i < frames; ++i) {
+        for (uint32_t c = 0; c < channels; ++c) {
+            out[c][i] = toSample(data + (i * channels + c) * bytesPerSample);
+        }
+    }
+}
+
 } // namespace
 
 MP3EncodeOperation::~MP3EncodeOperation() = default;
@@ -348,39 +361,29 @@ void MP3EncodeOperation::encodeChunk(const AudioBufferList* bufferList, uint32_t
     case 8:
         // The byte in both halves, with no sign or offset change: how 8-bit
         // sources have always been widened.
-        for (size_t i = 0; i < samples; ++i) {
-            for (uint32_t c = 0; c < channels; ++c) {
-                const uint16_t b = data[i * channels + c];
-                narrow[c][i] = int16_t(uint16_t((b << 8) | b));
-            }
-        }
+        deinterleave(data, channels, samples, narrow, 1, [](const uint8_t* p) {
+            const uint16_t b = *p;
+            return int16_t(uint16_t((b << 8) | b));
+        });
         break;
     case 16:
-        for (size_t i = 0; i < samples; ++i) {
-            for (uint32_t c = 0; c < channels; ++c) {
-                int16_t value;
-                std::memcpy(&value, data + (i * channels + c) * 2, 2);
-                narrow[c][i] = value;
-            }
-        }
+        deinterleave(data, channels, samples, narrow, 2, [](const uint8_t* p) {
+            int16_t value;
+            std::memcpy(&value, p, 2);
+            return value;
+        });
         break;
     case 24:
-        for (size_t i = 0; i < samples; ++i) {
-            for (uint32_t c = 0; c < channels; ++c) {
-                const uint8_t* p = data + (i * channels + c) * 3;
-                wideChannels[c][i] =
-                    int32_t((uint32_t(p[0]) << 8) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 24));
-            }
-        }
+        deinterleave(data, channels, samples, wideChannels, 3, [](const uint8_t* p) {
+            return int32_t((uint32_t(p[0]) << 8) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 24));
+        });
         break;
     case 32:
-        for (size_t i = 0; i < samples; ++i) {
-            for (uint32_t c = 0; c < channels; ++c) {
-                int32_t value;
-                std::memcpy(&value, data + (i * channels + c) * 4, 4);
-                wideChannels[c][i] = value;
-            }
-        }
+        deinterleave(data, channels, samples, wideChannels, 4, [](const uint8_t* p) {
+            int32_t value;
+            std::memcpy(&value, p, 4);
+            return value;
+        });
         break;
     default:
         NamedException::raise(kIllegalInputException, QStringLiteral("Sample size not supported"));
