@@ -1,6 +1,7 @@
 #include "FFMPEGDecoder.h"
 
 #include "ErrorLogWindowController.h"
+#include "FFmpegError.h"
 
 #include <QFile>
 #include <atomic>
@@ -29,17 +30,6 @@ void sleepMicroseconds(uint32_t microseconds)
 
 std::atomic<FFMPEGDecoder::SleepFunction> g_retrySleep{&sleepMicroseconds};
 
-// FFmpeg's text for an error code, or the system's for the negated code when
-// FFmpeg has none.
-QString errorText(int error)
-{
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    if (av_strerror(error, text, sizeof(text)) < 0) {
-        return QString::fromLocal8Bit(std::strerror(-error));
-    }
-    return QString::fromUtf8(text);
-}
-
 // The layout libswresample converts from: the stream's own when it names its
 // speakers, the default for its channel count otherwise.
 void converterLayout(const AVChannelLayout& from, AVChannelLayout& to)
@@ -61,7 +51,7 @@ void FFMPEGDecoder::setRetrySleepForTesting(SleepFunction sleep)
 void FFMPEGDecoder::logFailure(const QString& message, int error)
 {
     ErrorLogWindowController::logMessage(message);
-    ErrorLogWindowController::logMessage(QStringLiteral("%1: %2").arg(m_inFilePath, errorText(error)));
+    ErrorLogWindowController::logMessage(QStringLiteral("%1: %2").arg(m_inFilePath, FFmpegError::text(error)));
 }
 
 bool FFMPEGDecoder::openInput(const QString& path)

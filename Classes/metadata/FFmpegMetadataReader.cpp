@@ -1,7 +1,10 @@
 #include "FFmpegMetadataReader.h"
 
 #include "ErrorLogWindowController.h"
+#include "FFmpegError.h"
+#include "FFmpegPointers.h"
 #include "NaturalLanguageDate.h"
+#include "TableRows.h"
 #include "TagValue.h"
 
 #include <QDateTime>
@@ -9,23 +12,10 @@
 #include <QRandomGenerator>
 #include <QThread>
 #include <array>
-#include <cstring>
-#include <memory>
-
-extern "C" {
-#include <libavformat/avformat.h>
-#include <libavutil/error.h>
-}
 
 namespace {
 
 using Field = AudioMetadata::Field;
-
-struct FormatContextCloser
-{
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
-using FormatContextPtr = std::unique_ptr<AVFormatContext, FormatContextCloser>;
 
 constexpr int kOpenAttempts = 4;
 
@@ -84,29 +74,11 @@ constexpr std::array<EntryRow, size_t(Entry::Count)> kEntries{{
     {Entry::Disc, "disc", Field::discNumber, Field::discTotal, Kind::NumberAndTotal},
 }};
 
-static_assert(
-    [] {
-        for (size_t i = 0; i < kEntries.size(); ++i) {
-            if (kEntries[i].entry != Entry(i)) {
-                return false;
-            }
-        }
-        return true;
-    }(),
-    "the rows follow their enum");
-
-QString errorText(int code)
-{
-    char buffer[AV_ERROR_MAX_STRING_SIZE] = {};
-    if (av_strerror(code, buffer, sizeof buffer) == 0) {
-        return QString::fromUtf8(buffer);
-    }
-    return QString::fromLocal8Bit(std::strerror(-code));
-}
+static_assert(TableRows::followEnum(kEntries, &EntryRow::entry), "the rows follow their enum");
 
 // Opens the input, retrying while the file is not there yet: a file that
 // is still being copied into place may appear a moment later.
-FormatContextPtr openInput(const QString& path, int& error)
+AVFormatContextPtr openInput(const QString& path, int& error)
 {
     const QByteArray fileName = QFile::encodeName(path);
     QRandomGenerator random(quint32(QDateTime::currentMSecsSinceEpoch()));
@@ -114,7 +86,7 @@ FormatContextPtr openInput(const QString& path, int& error)
         AVFormatContext* context = nullptr;
         error = avformat_open_input(&context, fileName.constData(), nullptr, nullptr);
         if (error >= 0) {
-            return FormatContextPtr(context);
+            return AVFormatContextPtr(context);
         }
         if (error != AVERROR(ENOENT) || attempt == kOpenAttempts) {
             return nullptr;
@@ -160,13 +132,13 @@ AudioMetadataPtr FFmpegMetadataReader::metadataFromFFMPEGFile(const QString& pat
 {
     auto record = std::make_shared<AudioMetadata>();
     int error = 0;
-    const FormatContextPtr context = openInput(path, error);
+    const AVFormatContextPtr context = openInput(path, error);
     if (!context) {
         ErrorLogWindowController::logMessage(
             QStringLiteral("FFMPEG Could Not Open Input For File For Metadata Reading: %1 ERROR: %2")
                 .arg(path)
                 .arg(error));
-        ErrorLogWindowController::logMessage(QStringLiteral("%1: %2").arg(path, errorText(error)));
+        ErrorLogWindowController::logMessage(QStringLiteral("%1: %2").arg(path, FFmpegError::text(error)));
         return record;
     }
 

@@ -1,0 +1,20 @@
+#include "FFmpegError.h"
+
+#include <cstring>
+
+extern "C" {
+#include <libavutil/error.h>
+}
+
+namespace FFmpegError {
+
+QString text(int code)
+{
+    char buffer[AV_ERROR_MAX_STRING_SIZE] = {};
+    if (av_strerror(code, buffer, sizeof buffer) < 0) {
+        return QString::fromLocal8Bit(std::strerror(-code));
+    }
+    return QString::fromUtf8(buffer);
+}
+
+} // namespace FFmpegError
