@@ -135,18 +135,11 @@ void ASFTagMapping::addInfoFromASFTag(const TagLib::ASF::Tag& tag, AudioMetadata
         if (record.hasValue(row.field)) {
             continue;
         }
-        for (const char* name : row.names) {
-            if (name == nullptr) {
-                break;
-            }
-            if (const std::optional<TagLib::ASF::Attribute> attribute = firstAttribute(tag, name)) {
-                if (row.kind == Kind::Number) {
-                    record.setValue(row.field, numericValue(*attribute));
-                } else {
-                    record.setValue(row.field, TagValue::toQString(attribute->toString()));
-                }
-                break;
-            }
+        if (const std::optional<TagLib::ASF::Attribute> attribute = TableRows::firstFound(
+                row.names, [&](const char* name) { return firstAttribute(tag, name); })) {
+            record.setValue(row.field, row.kind == Kind::Number
+                                           ? QVariant(numericValue(*attribute))
+                                           : QVariant(TagValue::toQString(attribute->toString())));
         }
         // Programs that write the copyright into the content description
         // rather than as an attribute.

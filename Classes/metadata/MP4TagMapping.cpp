@@ -180,14 +180,9 @@ void readRow(const TagLib::MP4::Tag& tag, const MP4Row& row, AudioMetadata& reco
         if (record.hasValue(row.field)) {
             return;
         }
-        for (const char* name : row.names) {
-            if (name == nullptr) {
-                break;
-            }
-            if (const std::optional<TagLib::MP4::Item> item = validItem(tag, name)) {
-                record.setValue(row.field, TagValue::toQString(item->toStringList().toString(" ")));
-                return;
-            }
+        if (const std::optional<TagLib::MP4::Item> item =
+                TableRows::firstFound(row.names, [&](const char* name) { return validItem(tag, name); })) {
+            record.setValue(row.field, TagValue::toQString(item->toStringList().toString(" ")));
         }
         return;
     case Kind::Integer:

@@ -95,22 +95,8 @@ static_assert(TableRows::followEnum(kRows, &XiphRow::row), "the rows follow thei
 
 const char kPictureField[] = "METADATA_BLOCK_PICTURE";
 
-// The values of the first of the row's names that the comment holds, joined
-// by a blank; nothing when it holds none of them.
-std::optional<QString> joinedValue(const TagLib::Ogg::FieldListMap& fields, const XiphRow& row)
-{
-    for (const char* name : row.names) {
-        if (name == nullptr) {
-            break;
-        }
-        const auto it = fields.find(name);
-        if (it != fields.end()) {
-            return TagValue::toQString(it->second.toString(" "));
-        }
-    }
-    return std::nullopt;
-}
-
+// The values of the field, joined by a blank; nothing when the comment has
+// no such field.
 std::optional<QString> fieldText(const TagLib::Ogg::FieldListMap& fields, const char* name)
 {
     const auto it = fields.find(name);
@@ -118,6 +104,12 @@ std::optional<QString> fieldText(const TagLib::Ogg::FieldListMap& fields, const 
         return std::nullopt;
     }
     return TagValue::toQString(it->second.toString(" "));
+}
+
+// The text of the first of the row's names that the comment holds.
+std::optional<QString> joinedValue(const TagLib::Ogg::FieldListMap& fields, const XiphRow& row)
+{
+    return TableRows::firstFound(row.names, [&](const char* name) { return fieldText(fields, name); });
 }
 
 void readYear(const TagLib::Ogg::FieldListMap& fields, AudioMetadata& record)
