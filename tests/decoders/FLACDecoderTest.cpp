@@ -2,7 +2,6 @@
 // channel counts up to 8, blocks larger than the default ring buffer. The
 // reference is ffmpeg's reading of the WAVE file flac encoded.
 
-#include "DecoderFactory.h"
 #include "Fixtures.h"
 #include "NamedException.h"
 #include "Pcm.h"
@@ -42,17 +41,7 @@ TEST_P(FLACDecoding, MatchesTheSourceSampleForSample)
         ASSERT_NE(decoder, nullptr);
         EXPECT_EQ(decoder->className(), QLatin1String(c.decoderClass));
 
-        const AudioStreamBasicDescription format = decoder->decodeFormat();
-        EXPECT_EQ(format.mSampleRate, 44100.0);
-        EXPECT_EQ(format.mFormatID, kAudioFormatLinearPCM);
-        EXPECT_EQ(format.mFormatFlags, 12u);
-        EXPECT_EQ(format.mBitsPerChannel, c.bits);
-        EXPECT_EQ(format.mChannelsPerFrame, c.channels);
-        EXPECT_EQ(format.mBytesPerFrame, c.bits / 8 * c.channels);
-        EXPECT_EQ(format.mBytesPerPacket, format.mBytesPerFrame);
-        EXPECT_EQ(format.mFramesPerPacket, 1u);
-        ASSERT_NE(decoder->channelLayout(), nullptr);
-        EXPECT_EQ(decoder->channelLayout()->mChannelLayoutTag, c.layoutTag);
+        expectPackedFormat(*decoder, 44100, c.channels, c.bits, c.bits / 8, c.layoutTag);
         EXPECT_EQ(decoder->totalFrames(), 44100);
 
         const Pcm decoded = decodeAll(*decoder, chunkFrames);
@@ -67,15 +56,11 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         FLACCase{"dec-8-1ch.flac", "dec-8-1ch.wav", "FLACDecoder", 8, 1, kAudioChannelLayoutTag_Mono},
         FLACCase{"dec-8-2ch.flac", "dec-8-2ch.wav", "FLACDecoder", 8, 2, kAudioChannelLayoutTag_Stereo},
-        FLACCase{"dec-16-1ch.flac", "dec-16-1ch.wav", "FLACDecoder", 16, 1, kAudioChannelLayoutTag_Mono},
         FLACCase{"dec-16-2ch.flac", "dec-16-2ch.wav", "FLACDecoder", 16, 2, kAudioChannelLayoutTag_Stereo},
         FLACCase{"dec-16-6ch.flac", "dec-16-6ch.wav", "FLACDecoder", 16, 6,
                  kAudioChannelLayoutTag_MPEG_5_1_A},
         FLACCase{"dec-16-7ch.flac", "dec-16-7ch.wav", "FLACDecoder", 16, 7, kAudioChannelLayoutTag_Unknown},
-        FLACCase{"dec-16-8ch.flac", "dec-16-8ch.wav", "FLACDecoder", 16, 8, kAudioChannelLayoutTag_Unknown},
         FLACCase{"dec-24-2ch.flac", "dec-24-2ch.wav", "FLACDecoder", 24, 2, kAudioChannelLayoutTag_Stereo},
-        FLACCase{"dec-24-6ch.flac", "dec-24-6ch.wav", "FLACDecoder", 24, 6,
-                 kAudioChannelLayoutTag_MPEG_5_1_A},
         FLACCase{"dec-24-8ch.flac", "dec-24-8ch.wav", "FLACDecoder", 24, 8, kAudioChannelLayoutTag_Unknown},
         FLACCase{"dec-24-8ch-block4608.flac", "dec-24-8ch.wav", "FLACDecoder", 24, 8,
                  kAudioChannelLayoutTag_Unknown},

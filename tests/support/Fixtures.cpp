@@ -1,6 +1,7 @@
 #include "Fixtures.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 namespace Fixtures {
@@ -49,4 +50,13 @@ QStringList taglibFilesWithExtensions(const QStringList& extensions)
 ScratchDir::ScratchDir() : m_dir(QDir::tempPath() + QStringLiteral("/sonabrik-test-XXXXXX"))
 {
     EXPECT_TRUE(m_dir.isValid());
+}
+
+QString ScratchDir::copyOf(const QString& source, const QString& name) const
+{
+    const QString copy = file(name);
+    QDir().mkpath(QFileInfo(copy).path());
+    EXPECT_TRUE(QFile::copy(source, copy)) << source.toStdString();
+    QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
+    return copy;
 }

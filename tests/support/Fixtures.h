@@ -40,6 +40,8 @@ public:
     ScratchDir();
     QString path() const { return m_dir.path(); }
     QString file(const QString& name) const { return m_dir.filePath(name); }
+    // A writable copy of source in this folder, under name; its path.
+    QString copyOf(const QString& source, const QString& name) const;
 
 private:
     QTemporaryDir m_dir;

@@ -38,6 +38,22 @@ Pcm pcmFromBytes(const std::vector<uint8_t>& bytes, const AudioStreamBasicDescri
     return pcm;
 }
 
+void expectPackedFormat(const ZTDecoder& decoder, double sampleRate, uint32_t channels,
+                        uint32_t bitsPerChannel, uint32_t bytesPerSample, uint32_t layoutTag)
+{
+    const AudioStreamBasicDescription format = decoder.decodeFormat();
+    EXPECT_EQ(format.mFormatID, kAudioFormatLinearPCM);
+    EXPECT_EQ(format.mFormatFlags, 12u) << "signed integer, packed";
+    EXPECT_EQ(format.mSampleRate, sampleRate);
+    EXPECT_EQ(format.mChannelsPerFrame, channels);
+    EXPECT_EQ(format.mBitsPerChannel, bitsPerChannel);
+    EXPECT_EQ(format.mBytesPerFrame, bytesPerSample * channels);
+    EXPECT_EQ(format.mBytesPerPacket, format.mBytesPerFrame);
+    EXPECT_EQ(format.mFramesPerPacket, 1u);
+    ASSERT_NE(decoder.channelLayout(), nullptr);
+    EXPECT_EQ(decoder.channelLayout()->mChannelLayoutTag, layoutTag);
+}
+
 Pcm decodeAll(ZTDecoder& decoder, uint32_t chunkFrames)
 {
     const AudioStreamBasicDescription format = decoder.decodeFormat();

@@ -23,6 +23,11 @@ struct Pcm
     std::vector<double> channel(int index) const;
 };
 
+// Checks the decoder's output format: signed, packed, little-endian integer
+// PCM of the given rate, channels and width, and its channel layout tag.
+void expectPackedFormat(const ZTDecoder& decoder, double sampleRate, uint32_t channels,
+                        uint32_t bitsPerChannel, uint32_t bytesPerSample, uint32_t layoutTag);
+
 // Reads the decoder to its end through readAudio() in chunks of chunkFrames.
 // Gives up (and fails the test) after 100000 reads in a row that return
 // nothing without reaching the end.

@@ -2,7 +2,9 @@
 
 #include "ErrorLogWindowController.h"
 
+#include <QJsonDocument>
 #include <QProcess>
+#include <gtest/gtest.h>
 
 ToolResult runTool(const QString& program, const QStringList& arguments, int timeoutSeconds)
 {
@@ -24,6 +26,16 @@ ToolResult runTool(const QString& program, const QStringList& arguments, int tim
     result.standardOutput = process.readAllStandardOutput();
     result.standardError = QString::fromUtf8(process.readAllStandardError());
     return result;
+}
+
+QJsonObject ffprobe(const QString& path, const QStringList& arguments)
+{
+    const ToolResult result =
+        runTool(QStringLiteral("ffprobe"), QStringList{QStringLiteral("-v"), QStringLiteral("error"),
+                                                       QStringLiteral("-of"), QStringLiteral("json")} +
+                                               arguments + QStringList{path});
+    EXPECT_EQ(result.exitCode, 0) << path.toStdString() << ": " << result.standardError.toStdString();
+    return QJsonDocument::fromJson(result.standardOutput).object();
 }
 
 QString systemPython()

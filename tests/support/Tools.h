@@ -5,6 +5,7 @@
 #include "QtPrinters.h"
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QString>
 #include <QStringList>
 
@@ -17,6 +18,10 @@ struct ToolResult
 
 // Runs program with arguments and waits (up to timeoutSeconds).
 ToolResult runTool(const QString& program, const QStringList& arguments, int timeoutSeconds = 300);
+
+// ffprobe's JSON about path ("-of json" and the given arguments, such as
+// "-show_entries", "stream=sample_rate"); fails the test when ffprobe fails.
+QJsonObject ffprobe(const QString& path, const QStringList& arguments);
 
 // The system's python3 with Debian's python3-mutagen (never a private one).
 QString systemPython();
