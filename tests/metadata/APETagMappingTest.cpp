@@ -15,10 +15,7 @@ namespace {
 
 QString freshMp3(const ScratchDir& dir)
 {
-    const QString path = dir.file(QStringLiteral("tagged.mp3"));
-    QFile::copy(Fixtures::generated(QStringLiteral("tag-base.mp3")), path);
-    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
-    return path;
+    return dir.copyOf(Fixtures::generated(QStringLiteral("tag-base.mp3")), QStringLiteral("tagged.mp3"));
 }
 
 void readAPE(const QString& path, AudioMetadata& metadata)
@@ -39,6 +36,8 @@ void writeAPE(const QString& path, const AudioMetadata& metadata, const std::opt
 
 } // namespace
 
+// What TaggedFileTest does not cover: the other spellings of the items, a
+// date, a track with a slash, the compilation slip and a back cover.
 TEST(APETagMapping, readsWhatAnotherTaggerWrote)
 {
     ScratchDir dir;
@@ -47,25 +46,14 @@ TEST(APETagMapping, readsWhatAnotherTaggerWrote)
 import sys
 from mutagen.apev2 import APEv2, APEValue, BINARY
 t = APEv2()
-t["Title"] = "Title"
-t["Artist"] = "Artist"
-t["Album"] = "Album"
-t["Genre"] = "Genre"
 t["Date"] = "2004-05-06"
-t["Comment"] = "Comment"
 t["Track"] = "3/12"
 t["TotalTracks"] = "14"
 t["DiscNum"] = "2"
 t["TotalDiscs"] = "3"
 t["Compilation"] = "1"
-t["Key"] = "Am"
-t["ISRC"] = "USRC17607839"
-t["Grouping"] = "Group"
-t["Composer"] = "Composer"
-t["AlbumArtist"] = "Album Artist"
 t["UnsyncedLyrics"] = "la la"
 t["Encoded By"] = "Encoder"
-t["Copyright"] = "(c)"
 t["Cover Art (Back)"] = APEValue(b"back.png\x00\x89PNG bytes", BINARY)
 t.save(sys.argv[1])
 )PY"),
@@ -74,26 +62,15 @@ t.save(sys.argv[1])
     readAPE(path, metadata);
     using F = AudioMetadata::Field;
     const std::vector<std::pair<F, QVariant>> expected{
-        {F::trackTitle, "Title"},
-        {F::trackArtist, "Artist"},
-        {F::albumTitle, "Album"},
-        {F::trackGenre, "Genre"},
         {F::trackYear, 2004},
-        {F::trackComment, "Comment"},
         {F::trackNumber, 3},
         {F::totalTracks, 14}, // not from the slash of TRACK
         {F::discNumber, 2},
         {F::discTotal, 3},
         {F::bpm, 1},                         // the compilation item lands in the tempo...
         {F::partOfACompilation, QVariant()}, // ...never in the flag
-        {F::key, "Am"},
-        {F::ISRC, "USRC17607839"},
-        {F::grouping, "Group"},
-        {F::trackComposer, "Composer"},
-        {F::albumArtist, "Album Artist"},
         {F::lyrics, "la la"},
-        {F::sourceEncodedWith, "Encoder"},
-        {F::trackCopyright, "(c)"}};
+        {F::sourceEncodedWith, "Encoder"}};
     for (const auto& [field, value] : expected) {
         EXPECT_EQ(metadata.value(field), value) << AudioMetadata::fieldName(field).toStdString();
     }

@@ -1,4 +1,5 @@
 #include "AlbumArtwork.h"
+#include "Encoding.h"
 #include "Fixtures.h"
 #include "Tools.h"
 
@@ -6,6 +7,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QJsonArray>
 #include <QMimeData>
 #include <QUrl>
 #include <gtest/gtest.h>
@@ -22,30 +24,14 @@ struct ImageProbe
 // What ffprobe sees in an image file.
 ImageProbe probeImage(const QString& path)
 {
-    const ToolResult result =
-        runTool(QStringLiteral("ffprobe"),
-                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                 QStringLiteral("stream=codec_name,width,height"), QStringLiteral("-of"),
-                 QStringLiteral("csv=p=0"), path});
-    const QStringList parts = QString::fromUtf8(result.standardOutput).trimmed().split(QLatin1Char(','));
-    if (result.exitCode != 0 || parts.size() != 3) {
-        ADD_FAILURE() << "ffprobe could not read " << path.toStdString() << ": "
-                      << result.standardError.toStdString();
-        return {};
-    }
-    return {parts[0], parts[1].toLongLong(), parts[2].toLongLong()};
+    const QJsonObject stream =
+        ffprobe(path, {"-show_entries", "stream=codec_name,width,height"})["streams"][0].toObject();
+    return {stream["codec_name"].toString(), stream["width"].toInteger(-1), stream["height"].toInteger(-1)};
 }
 
 QString md5sumOf(const QString& path)
 {
-    const ToolResult result = runTool(QStringLiteral("md5sum"), {path});
-    return QString::fromLatin1(result.standardOutput.left(32));
-}
-
-QByteArray contentsOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return QString::fromLatin1(runTool(QStringLiteral("md5sum"), {path}).standardOutput.left(32));
 }
 
 struct FormatCase
@@ -53,11 +39,6 @@ struct FormatCase
     const char* file;
     const char* mimeType; // sniffed from the first byte
 };
-
-void PrintTo(const FormatCase& c, std::ostream* os)
-{
-    *os << c.file;
-}
 
 class ArtworkOfEachFormat : public testing::TestWithParam<FormatCase>
 {
@@ -71,7 +52,7 @@ TEST_P(ArtworkOfEachFormat, LoadsWithSniffedTypeSizeAndChecksumOfTheFile)
     EXPECT_EQ(artwork->mimeType(), QString::fromLatin1(GetParam().mimeType));
     EXPECT_EQ(artwork->artworkType(), 3u);
     EXPECT_EQ(artwork->originalFilename(), QString::fromLatin1(GetParam().file));
-    EXPECT_EQ(artwork->data(), contentsOf(path));
+    EXPECT_EQ(artwork->data(), fileBytes(path));
     EXPECT_EQ(artwork->dataSize(), QFileInfo(path).size());
 
     const ImageProbe probe = probeImage(path);
@@ -104,7 +85,7 @@ TEST(AlbumArtwork, BytesThatAreNoImageGetTheirFirstBytesTypeAndNoSize)
         EXPECT_EQ(artwork.mimeType(), mimeType);
         EXPECT_EQ(artwork.dimensions(), QStringLiteral("0 x 0"));
         ASSERT_TRUE(artwork.writeToFile(written));
-        EXPECT_EQ(contentsOf(written), bytes);
+        EXPECT_EQ(fileBytes(written), bytes);
         EXPECT_EQ(artwork.md5(), md5sumOf(written));
         // Nothing to re-encode, so nothing is written.
         EXPECT_FALSE(artwork.saveAsType(AlbumArtwork::ImageFileType::PNG, dir.file(QStringLiteral("x.png"))));
@@ -113,7 +94,7 @@ TEST(AlbumArtwork, BytesThatAreNoImageGetTheirFirstBytesTypeAndNoSize)
 
     // Absent data clears everything derived from the old data.
     AlbumArtwork artwork;
-    artwork.setData(contentsOf(Fixtures::generated(QStringLiteral("art.png"))));
+    artwork.setData(fileBytes(Fixtures::generated(QStringLiteral("art.png"))));
     artwork.setData(std::nullopt);
     EXPECT_EQ(artwork.mimeType(), std::nullopt);
     EXPECT_EQ(artwork.md5(), std::nullopt);
@@ -124,7 +105,7 @@ TEST(AlbumArtwork, BytesThatAreNoImageGetTheirFirstBytesTypeAndNoSize)
 
 TEST(AlbumArtwork, SettingTheSameBytesAgainKeepsTheTagsMimeTypeButACopyIsSniffedAgain)
 {
-    const QByteArray png = contentsOf(Fixtures::generated(QStringLiteral("art.png")));
+    const QByteArray png = fileBytes(Fixtures::generated(QStringLiteral("art.png")));
     AlbumArtwork artwork;
     artwork.setData(png);
     // Tag readers set the tag's MIME type after the data; it stays.
@@ -166,7 +147,7 @@ TEST(AlbumArtwork, LoadingGivesEmptyArtworkForUnreadableFilesAndNullForNonImages
         const AlbumArtworkPtr loaded = load(spaced);
         ASSERT_TRUE(loaded);
         EXPECT_EQ(loaded->originalFilename(), QStringLiteral("cover art #1.png"));
-        EXPECT_EQ(loaded->data(), contentsOf(spaced));
+        EXPECT_EQ(loaded->data(), fileBytes(spaced));
     }
 
     // Only local files are read.
@@ -178,7 +159,7 @@ TEST(AlbumArtwork, LoadingGivesEmptyArtworkForUnreadableFilesAndNullForNonImages
 
 TEST(AlbumArtwork, ArchiveRestoresTheFourKeysAndDerivesTheRestFromTheData)
 {
-    const QByteArray png = contentsOf(Fixtures::generated(QStringLiteral("art.png")));
+    const QByteArray png = fileBytes(Fixtures::generated(QStringLiteral("art.png")));
     AlbumArtwork original;
     original.setData(png);
     original.setMimeType(QStringLiteral("image/jpeg")); // a tag's word, not kept by archiving
@@ -211,7 +192,7 @@ TEST(AlbumArtwork, ArchiveRestoresTheFourKeysAndDerivesTheRestFromTheData)
 TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
 {
     AlbumArtwork original;
-    original.setData(contentsOf(Fixtures::generated(QStringLiteral("art.jpg"))));
+    original.setData(fileBytes(Fixtures::generated(QStringLiteral("art.jpg"))));
     original.setComments(QStringLiteral("front"));
 
     EXPECT_EQ(original.mimeData()->formats(),
@@ -252,11 +233,6 @@ struct SaveCase
     const char* ffprobeCodec;
 };
 
-void PrintTo(const SaveCase& c, std::ostream* os)
-{
-    *os << c.file;
-}
-
 class SaveAsType : public testing::TestWithParam<SaveCase>
 {
 };
@@ -264,7 +240,7 @@ class SaveAsType : public testing::TestWithParam<SaveCase>
 TEST_P(SaveAsType, WritesTheTypeOnceAndNeverOverwrites)
 {
     AlbumArtwork artwork;
-    artwork.setData(contentsOf(Fixtures::generated(QStringLiteral("art.gif"))));
+    artwork.setData(fileBytes(Fixtures::generated(QStringLiteral("art.gif"))));
     ScratchDir dir;
     const QString path = dir.file(QString::fromLatin1(GetParam().file));
 

@@ -3,63 +3,27 @@
 
 #include "MetadataReader.h"
 #include "AudioMetadata.h"
-#include "ErrorLogWindowController.h"
+#include "Encoding.h"
 #include "FFmpegMetadataReader.h"
 #include "Fixtures.h"
 #include "Mutagen.h"
 #include "Preferences.h"
 #include "Tools.h"
 
-#include <QCryptographicHash>
 #include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QJsonDocument>
-#include <cmath>
 #include <functional>
 
 namespace {
 
 using Mutagen::entry;
 
-QString copyInto(const ScratchDir& dir, const QString& generatedName, const QString& name)
+// ffprobe's view of the first audio stream: sample rate, channels, duration.
+QJsonObject probe(const QString& path)
 {
-    const QString copy = dir.file(name);
-    EXPECT_TRUE(QFile::copy(Fixtures::generated(generatedName), copy)) << generatedName.toStdString();
-    QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
-    return copy;
-}
-
-QByteArray bytesOf(const QString& path)
-{
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-    return file.readAll();
-}
-
-// ffprobe's view of the first audio stream.
-struct Probe
-{
-    int sampleRate = 0;
-    int channels = 0;
-    double duration = 0;
-};
-
-Probe probe(const QString& path)
-{
-    const ToolResult result =
-        runTool(QStringLiteral("ffprobe"),
-                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
-                 QStringLiteral("a:0"), QStringLiteral("-show_entries"),
-                 QStringLiteral("stream=sample_rate,channels:format=duration"), QStringLiteral("-of"),
-                 QStringLiteral("json"), path});
-    const QJsonObject json = QJsonDocument::fromJson(result.standardOutput).object();
-    const QJsonObject stream = json[QStringLiteral("streams")].toArray().first().toObject();
-    return {stream[QStringLiteral("sample_rate")].toString().toInt(),
-            stream[QStringLiteral("channels")].toInt(),
-            json[QStringLiteral("format")].toObject()[QStringLiteral("duration")].toString().toDouble()};
+    return ffprobe(
+        path, {"-select_streams", "a:0", "-show_entries", "stream=sample_rate,channels:format=duration"});
 }
 
 // The tags every family is given, in its own keys, and what they must read as.
@@ -261,7 +225,7 @@ TEST_P(TaggedFileTest, ReadsEveryFieldAndTheStream)
         ASSERT_TRUE(QFile::copy(Fixtures::taglib(fixture.mid(7)), path));
         QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
     } else {
-        path = copyInto(dir, fixture, QStringLiteral("tagged.") + c.extension);
+        path = dir.copyOf(Fixtures::generated(fixture), QStringLiteral("tagged.") + c.extension);
     }
     Mutagen::tag(path, QString::fromLatin1(c.tagger), c.tags());
 
@@ -289,7 +253,7 @@ TEST_P(TaggedFileTest, ReadsEveryFieldAndTheStream)
 
     const AlbumArtworkPtr artwork = record->albumArtwork();
     ASSERT_NE(artwork, nullptr);
-    EXPECT_EQ(artwork->data(), bytesOf(art("art.png")));
+    EXPECT_EQ(artwork->data(), fileBytes(art("art.png")));
     EXPECT_EQ(artwork->mimeType(), QStringLiteral("image/png"));
     EXPECT_EQ(artwork->artworkType(), c.keepsPictureType ? 4u : 3u);
     if (c.keepsPictureType) {
@@ -315,11 +279,13 @@ TEST_P(TaggedFileTest, ReadsEveryFieldAndTheStream)
     }
     EXPECT_EQ(record->sourceTagFormat(), QString::fromLatin1(c.tagFormat));
     if (c.probeStream) {
-        const Probe reference = probe(path);
-        EXPECT_EQ(record->sourceSampleRate(), reference.sampleRate);
-        EXPECT_EQ(record->sourceChannels(), reference.channels);
+        const QJsonObject reference = probe(path);
+        const QJsonObject stream = reference["streams"][0].toObject();
+        EXPECT_EQ(record->sourceSampleRate(), stream["sample_rate"].toString().toInt());
+        EXPECT_EQ(record->sourceChannels(), stream["channels"].toInt());
         // Whole seconds as the tag library counts them (which may round).
-        EXPECT_NEAR(record->sourceLength().value_or(-9), reference.duration, c.wholeSeconds ? 1.0 : 0.05);
+        EXPECT_NEAR(record->sourceLength().value_or(-9),
+                    reference["format"]["duration"].toString().toDouble(), c.wholeSeconds ? 1.0 : 0.05);
     }
     EXPECT_EQ(record->sourceSampleSize(),
               c.sampleSize == 0 ? std::nullopt : std::optional<int>(c.sampleSize));
@@ -425,7 +391,7 @@ TEST(MetadataDispatch, LogsWhatStopsTheReaderAndStillGivesARecord)
 TEST(MetadataDispatch, TagsAreReadInOrderAndTheID3TrackFrameOverrides)
 {
     ScratchDir dir;
-    const QString flac = copyInto(dir, "core.flac", "three-tags.flac");
+    const QString flac = dir.copyOf(Fixtures::generated("core.flac"), "three-tags.flac");
     Mutagen::tag(flac, "flac",
                  {entry("TITLE", "xiph title"), entry("TRACKNUMBER", "5"), entry("TRACKTOTAL", "9")});
     Mutagen::tag(flac, "id3", {entry("TIT2", "id3 title"), entry("TRCK", "7/12"), entry("TALB", "id3 album")},
@@ -437,7 +403,7 @@ TEST(MetadataDispatch, TagsAreReadInOrderAndTheID3TrackFrameOverrides)
     EXPECT_EQ(record->trackNumber(), 7);
     EXPECT_EQ(record->totalTracks(), 12);
 
-    const QString mp3 = copyInto(dir, "reading-vbr.mp3", "Song.MP3");
+    const QString mp3 = dir.copyOf(Fixtures::generated("reading-vbr.mp3"), "Song.MP3");
     // mutagen puts the APE tag first and appends the ID3v1 tag after it.
     Mutagen::tag(mp3, "ape", {entry("Title", "ape title"), entry("Lyrics", "ape lyrics")});
     Mutagen::tag(mp3, "id3", {entry("TIT2", "id3 title")}, QJsonObject{{"v1", 2}, {"version", 3}});
@@ -449,7 +415,7 @@ TEST(MetadataDispatch, TagsAreReadInOrderAndTheID3TrackFrameOverrides)
     EXPECT_EQ(song->sourceFormat(), QStringLiteral("MPEG Version 1 Audio Layer 3"));
 
     // Without a Xing or Info header the mode stays unknown.
-    const QString plain = copyInto(dir, "reading-noinfo.mp3", "plain.mp3");
+    const QString plain = dir.copyOf(Fixtures::generated("reading-noinfo.mp3"), "plain.mp3");
     Mutagen::tag(plain, "id3", {entry("TIT2", "t")});
     const AudioMetadataPtr noInfo = AudioMetadata::metadataFromFile(plain);
     EXPECT_EQ(noInfo->sourceBitrateMode(), std::nullopt);
@@ -459,8 +425,8 @@ TEST(MetadataDispatch, TagsAreReadInOrderAndTheID3TrackFrameOverrides)
 TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
 {
     ScratchDir dir;
-    const QString one = copyInto(dir, "reading-one-picture.flac", "one.flac");
-    const QString two = copyInto(dir, "reading-two-pictures.flac", "two.flac");
+    const QString one = dir.copyOf(Fixtures::generated("reading-one-picture.flac"), "one.flac");
+    const QString two = dir.copyOf(Fixtures::generated("reading-two-pictures.flac"), "two.flac");
     const QJsonArray tagPicture =
         QJsonArray() << QJsonValue(
             entry("METADATA_BLOCK_PICTURE",
@@ -468,7 +434,7 @@ TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
     Mutagen::tag(one, "flac", tagPicture);
     const AlbumArtworkPtr block = AudioMetadata::metadataFromFile(one)->albumArtwork();
     ASSERT_NE(block, nullptr);
-    EXPECT_EQ(block->data(), bytesOf(art("art.png")));
+    EXPECT_EQ(block->data(), fileBytes(art("art.png")));
     EXPECT_EQ(block->artworkType(), 4u);
     EXPECT_EQ(block->comments(), QStringLiteral("one"));
 
@@ -476,7 +442,7 @@ TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
     Mutagen::tag(two, "flac", tagPicture);
     const AlbumArtworkPtr fromTag = AudioMetadata::metadataFromFile(two)->albumArtwork();
     ASSERT_NE(fromTag, nullptr);
-    EXPECT_EQ(fromTag->data(), bytesOf(art("art.gif")));
+    EXPECT_EQ(fromTag->data(), fileBytes(art("art.gif")));
 }
 
 TEST(MetadataDispatch, RealMediaIsReadByFFmpeg)
@@ -536,12 +502,12 @@ TEST(MetadataDispatch, DSFStreamFactsMatchWhatMutagenReads)
 TEST(ArtworkFromFilename, FallbacksFillAMissingCoverAndTitleWhenThePreferencesSaySo)
 {
     ScratchDir dir;
-    const QString path = copyInto(dir, "core.flac", "01 Intro.flac");
+    const QString path = dir.copyOf(Fixtures::generated("core.flac"), "01 Intro.flac");
     ASSERT_TRUE(QFile::copy(art("art.jpg"), dir.file("Cover.JPG")));
     const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
     EXPECT_EQ(record->trackTitle(), QStringLiteral("01 Intro"));
     ASSERT_NE(record->albumArtwork(), nullptr);
-    EXPECT_EQ(record->albumArtwork()->data(), bytesOf(art("art.jpg")));
+    EXPECT_EQ(record->albumArtwork()->data(), fileBytes(art("art.jpg")));
 
     Preferences& preferences = Preferences::shared();
     preferences.setValue(QStringLiteral("readAlbumArtworkFromFile"), false);
@@ -585,7 +551,7 @@ TEST(PlatformFiles, InfoDictionaryAndChunksFillWhatIsMissing)
 {
     ScratchDir dir;
     // Extensions without a reader of their own go to the platform's row.
-    const QString info = copyInto(dir, "reading-info.wav", "info.bwf");
+    const QString info = dir.copyOf(Fixtures::generated("reading-info.wav"), "info.bwf");
     const AudioMetadataPtr record = AudioMetadata::metadataFromFile(info);
     EXPECT_EQ(record->trackTitle(), QStringLiteral("Info Title"));
     EXPECT_EQ(record->trackArtist(), QStringLiteral("Info Artist"));
@@ -599,7 +565,9 @@ TEST(PlatformFiles, InfoDictionaryAndChunksFillWhatIsMissing)
     EXPECT_EQ(record->sourceSampleSize(), 16);
     EXPECT_EQ(record->sourceBitrate(), 44100 * 2 * 16);
     EXPECT_EQ(record->sourceChannelMode(), QStringLiteral("Stereo"));
-    EXPECT_NEAR(record->sourceLength().value_or(0), probe(info).duration, 0.001);
+    const QJsonObject infoProbe = probe(info);
+    EXPECT_NEAR(record->sourceLength().value_or(0), infoProbe["format"]["duration"].toString().toDouble(),
+                0.001);
     EXPECT_TRUE(record->userData()->contains(QStringLiteral("LIST")));
     EXPECT_FALSE(record->userData()->contains(QStringLiteral("data")));
 
@@ -613,7 +581,7 @@ TEST(PlatformFiles, InfoDictionaryAndChunksFillWhatIsMissing)
     EXPECT_EQ(loop->userData()->value(QStringLiteral("midi")).toList().size(), 1);
     EXPECT_FALSE(loop->sourceKind().value_or(QString()).isEmpty());
 
-    const QString midi = copyInto(dir, "reading-midi.wav", "midi.bwf");
+    const QString midi = dir.copyOf(Fixtures::generated("reading-midi.wav"), "midi.bwf");
     const AudioMetadataPtr fromMidi = AudioMetadata::metadataFromFile(midi);
     EXPECT_EQ(fromMidi->bpm(), 120);
     EXPECT_EQ(fromMidi->key(), QStringLiteral("D Major"));
@@ -621,19 +589,15 @@ TEST(PlatformFiles, InfoDictionaryAndChunksFillWhatIsMissing)
 }
 
 // Every file of TagLib's test data, the broken ones included, gives a
-// record quickly and without a crash (the sanitizer build checks the rest).
-TEST(TagLibFiles, EveryFileGivesARecordWithinTwoSeconds)
+// record without a crash (the sanitizer build checks the rest).
+TEST(TagLibFiles, EveryFileGivesARecord)
 {
     SONABRIK_REQUIRE_TAGLIB_FIXTURES();
     const QFileInfoList files = QDir(Fixtures::taglibDir()).entryInfoList(QDir::Files, QDir::Name);
     ASSERT_FALSE(files.isEmpty());
     for (const QFileInfo& file : files) {
-        QElapsedTimer timer;
-        timer.start();
-        const AudioMetadataPtr record = AudioMetadata::metadataFromFile(file.absoluteFilePath());
-        const qint64 elapsed = timer.elapsed();
-        ASSERT_NE(record, nullptr) << file.fileName().toStdString();
-        EXPECT_LT(elapsed, 2000) << file.fileName().toStdString();
+        EXPECT_NE(AudioMetadata::metadataFromFile(file.absoluteFilePath()), nullptr)
+            << file.fileName().toStdString();
     }
 }
 
