@@ -18,11 +18,6 @@ protected:
     ErrorLogWindowController* log = ErrorLogWindowController::sharedController();
 };
 
-TEST_F(ErrorLog, IsOneSharedInstance)
-{
-    EXPECT_EQ(log, ErrorLogWindowController::sharedController());
-}
-
 TEST_F(ErrorLog, EachEntryIsDateTabMessageNewline)
 {
     EXPECT_EQ(log->errorLogAsString(), QString());

@@ -3,7 +3,6 @@
 // folder structure and cover files. Real encodes of a short source.
 
 #include "Encoding.h"
-#include "ErrorLogWindowController.h"
 #include "Fixtures.h"
 #include "MP3EncodeOperation.h"
 #include "Tools.h"
@@ -13,7 +12,6 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <gtest/gtest.h>
 
 namespace {
@@ -21,15 +19,6 @@ namespace {
 QString shortSource()
 {
     return Fixtures::generated(QStringLiteral("encode-16-mono-48000.wav"));
-}
-
-// A copy of the short source under another name.
-QString sourceNamed(const ScratchDir& dir, const QString& relativePath)
-{
-    const QString path = dir.file(relativePath);
-    QDir().mkpath(QFileInfo(path).path());
-    QFile::copy(shortSource(), path);
-    return path;
 }
 
 void writeFile(const QString& path, const QByteArray& bytes)
@@ -79,7 +68,7 @@ TEST(EncodeOperation, existingOutputsGetNumberedNames)
     ScratchDir in, out;
     PreferencesScope preferences({{"destinationDirectory", out.path()}});
     BasicEncodeDelegate delegate;
-    const QString source = sourceNamed(in, QStringLiteral("song.wav"));
+    const QString source = in.copyOf(shortSource(), QStringLiteral("song.wav"));
     const QStringList names{"song.mp3", "song 2.mp3", "song 3.mp3"};
     for (const QString& name : names) {
         Encode encode(delegate, source);
@@ -119,7 +108,7 @@ TEST(EncodeOperation, overwritePausesThenReplacesThroughTheTrash)
                                   {"promptBeforeOverwriting", true}});
     QDir(trashFolder()).removeRecursively();
     BasicEncodeDelegate delegate;
-    const QString source = sourceNamed(in, QStringLiteral("song.wav"));
+    const QString source = in.copyOf(shortSource(), QStringLiteral("song.wav"));
     const QString existing = out.file(QStringLiteral("song.mp3"));
     writeFile(existing, "the user's old file");
 
@@ -181,7 +170,7 @@ TEST(EncodeOperation, keepsTheFolderStructureWithSafeNewFolders)
     PreferencesScope preferences(
         {{"destinationDirectory", out.path()}, {"preserveInputFileDirectoryStructure", true}});
     BasicEncodeDelegate delegate;
-    const QString source = sourceNamed(in, QStringLiteral("Best: Of/CD1/01.wav"));
+    const QString source = in.copyOf(shortSource(), QStringLiteral("Best: Of/CD1/01.wav"));
     Encode encode(delegate, source, in.file(QStringLiteral("Best: Of")));
     encode.run();
     ASSERT_TRUE(encode->success());
@@ -223,10 +212,9 @@ TEST(EncodeOperation, metadataOnlyRewritesAnMP3InPlace)
     PreferencesScope preferences;
     ErrorLogCapture log;
     BasicEncodeDelegate delegate;
-    const QString mp3 = in.file(QStringLiteral("tagged.mp3"));
-    QFile::copy(Fixtures::generated(QStringLiteral("tag-base.mp3")), mp3);
-    QFile::setPermissions(mp3, QFile::ReadOwner | QFile::WriteOwner);
-    const QString wav = sourceNamed(in, QStringLiteral("plain.wav"));
+    const QString mp3 =
+        in.copyOf(Fixtures::generated(QStringLiteral("tag-base.mp3")), QStringLiteral("tagged.mp3"));
+    const QString wav = in.copyOf(shortSource(), QStringLiteral("plain.wav"));
 
     for (const QString& source : {mp3, wav}) {
         Encode encode(delegate, source);

@@ -5,7 +5,6 @@
 
 #include "MP3EncodeOperation.h"
 #include "Encoding.h"
-#include "ErrorLogWindowController.h"
 #include "Fixtures.h"
 #include "Pcm.h"
 #include "Tools.h"
@@ -13,7 +12,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <gtest/gtest.h>
 
@@ -21,10 +19,7 @@ namespace {
 
 QJsonObject probeStream(const QString& path)
 {
-    const ToolResult result =
-        runTool(QStringLiteral("ffprobe"), {"-v", "error", "-show_streams", "-of", "json", path});
-    EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
-    return QJsonDocument::fromJson(result.standardOutput)["streams"][0].toObject();
+    return ffprobe(path, {"-show_streams"})["streams"][0].toObject();
 }
 
 // The first MPEG frame after any ID3v2 tag.
@@ -118,16 +113,10 @@ INSTANTIATE_TEST_SUITE_P(WavSources, Conversion,
                              {"encode-8-stereo-44100.wav", 1},
                              {"encode-16-mono-48000.wav", 2},
                              {"encode-16-stereo-44100.wav", 0},
-                             {"encode-16-stereo-44100.wav", 1},
-                             {"encode-16-stereo-44100.wav", 2},
                              {"encode-24-mono-44100.wav", 1},
                              {"encode-24-stereo-48000.wav", 2},
-                             {"encode-24-stereo-48000.wav", 0},
                              {"encode-32-mono-44100.wav", 2},
                              {"encode-32-stereo-22050.wav", 0},
-                             {"encode-32-stereo-22050.wav", 1},
-                             {"encode-8-stereo-44100.wav", 2},
-                             {"encode-16-mono-48000.wav", 0},
                          }),
                          caseName);
 
