@@ -51,7 +51,8 @@ void FFMPEGDecoder::setRetrySleepForTesting(SleepFunction sleep)
 void FFMPEGDecoder::logFailure(const QString& message, int error)
 {
     ErrorLogWindowController::logMessage(message);
-    ErrorLogWindowController::logMessage(QStringLiteral("%1: %2").arg(m_inFilePath, FFmpegError::text(error)));
+    ErrorLogWindowController::logMessage(
+        QStringLiteral("%1: %2").arg(m_inFilePath, FFmpegError::text(error)));
 }
 
 bool FFMPEGDecoder::openInput(const QString& path)
