@@ -184,14 +184,7 @@ t.save(sys.argv[1])
     EXPECT_EQ(picture["type"].toInt(), 3);
     EXPECT_EQ(picture["desc"].toString(), QStringLiteral("front"));
 
-    // The reader gets the record back.
-    AudioMetadata back;
-    readID3v2(path, back);
-    EXPECT_EQ(back.totalTracks(), 12);
-    EXPECT_EQ(back.lyrics(), metadata.lyrics());
-    EXPECT_FALSE(back.partOfACompilation());
-    ASSERT_TRUE(back.albumArtwork());
-    EXPECT_EQ(back.albumArtwork()->data(), pngBytes());
+    EXPECT_EQ(QByteArray::fromHex(picture["data"].toString().toLatin1()), pngBytes());
 
     // Without numbers no TRCK, without an encoded-by text no TENC; a true
     // compilation flag gives TCMP.
