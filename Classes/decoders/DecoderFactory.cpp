@@ -165,17 +165,6 @@ QString decoderClassName(DecoderClass decoderClass)
     return QString();
 }
 
-QStringList tableExtensions()
-{
-    QStringList extensions;
-    for (const ExtensionRow& row : kExtensionTable) {
-        for (const char* extension : row.extensions) {
-            extensions << QLatin1String(extension);
-        }
-    }
-    return extensions;
-}
-
 std::unique_ptr<ZTDecoder> decoderWithFilename(const QString& path)
 {
     return openDecoderOfClass(decoderClassForFilename(path), path);

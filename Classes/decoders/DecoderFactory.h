@@ -10,7 +10,6 @@
 // Stateless: callable from any thread.
 
 #include <QString>
-#include <QStringList>
 #include <memory>
 
 class ZTDecoder;
@@ -44,9 +43,6 @@ DecoderClass decoderClassForFilename(const QString& path);
 
 // "FLACDecoder", "OggOpusDecoder", ...; "CoreAudioDecoder" for the fallback row.
 QString decoderClassName(DecoderClass decoderClass);
-
-// The extensions listed in the table (lower case, without the dot).
-QStringList tableExtensions();
 
 std::unique_ptr<ZTDecoder> decoderWithFilename(const QString& path);
 
