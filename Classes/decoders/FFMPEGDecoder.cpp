@@ -2,15 +2,12 @@
 
 #include "ErrorLogWindowController.h"
 #include "FFmpegError.h"
+#include "FFmpegInput.h"
 
 #include <QFile>
-#include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <thread>
 
 extern "C" {
 #include <libavutil/channel_layout.h>
@@ -20,15 +17,6 @@ extern "C" {
 }
 
 namespace {
-
-constexpr int kOpenAttempts = 4;
-
-void sleepMicroseconds(uint32_t microseconds)
-{
-    std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
-}
-
-std::atomic<FFMPEGDecoder::SleepFunction> g_retrySleep{&sleepMicroseconds};
 
 // The layout libswresample converts from: the stream's own when it names its
 // speakers, the default for its channel count otherwise.
@@ -43,11 +31,6 @@ void converterLayout(const AVChannelLayout& from, AVChannelLayout& to)
 
 } // namespace
 
-void FFMPEGDecoder::setRetrySleepForTesting(SleepFunction sleep)
-{
-    g_retrySleep = sleep ? sleep : &sleepMicroseconds;
-}
-
 void FFMPEGDecoder::logFailure(const QString& message, int error)
 {
     ErrorLogWindowController::logMessage(message);
@@ -58,20 +41,9 @@ void FFMPEGDecoder::logFailure(const QString& message, int error)
 bool FFMPEGDecoder::openInput(const QString& path)
 {
     int error = 0;
-    for (int attempt = 1; attempt <= kOpenAttempts; ++attempt) {
-        AVFormatContext* context = nullptr;
-        error = avformat_open_input(&context, QFile::encodeName(path).constData(), nullptr, nullptr);
-        if (error >= 0) {
-            m_ic.reset(context);
-            return true;
-        }
-        if (error != AVERROR(ENOENT)) {
-            break;
-        }
-        // The file may still be on its way to disk (a download, a copy):
-        // wait 1 to 4 seconds and look again. The last failure waits too.
-        const long r = random();
-        g_retrySleep.load()(uint32_t((r % 30000) * 100 + 1000000));
+    m_ic = FFmpegInput::openWithRetries(path, true, &error);
+    if (m_ic) {
+        return true;
     }
     logFailure(QStringLiteral("FFMPEG Could Not Open Input For File: %1 ERROR: %2").arg(path).arg(error),
                error);
@@ -87,7 +59,6 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
     m_c.reset();
     m_numFrames = 0;
     m_currentFrame = 0;
-    srandom(unsigned(time(nullptr)));
 
     if (!openInput(path)) {
         return false;

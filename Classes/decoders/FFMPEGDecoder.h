@@ -21,11 +21,6 @@
 class FFMPEGDecoder : public ZTDecoder
 {
 public:
-    // How the open waits between attempts; tests substitute a function that
-    // records the wait instead of sleeping. Null restores the real sleep.
-    using SleepFunction = void (*)(uint32_t microseconds);
-    static void setRetrySleepForTesting(SleepFunction sleep);
-
     bool initWithFilename(const QString& path) override;
     QString className() const override { return QStringLiteral("FFMPEGDecoder"); }
 

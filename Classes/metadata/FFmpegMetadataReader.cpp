@@ -2,22 +2,18 @@
 
 #include "ErrorLogWindowController.h"
 #include "FFmpegError.h"
+#include "FFmpegInput.h"
 #include "FFmpegPointers.h"
 #include "NaturalLanguageDate.h"
 #include "TableRows.h"
 #include "TagValue.h"
 
-#include <QDateTime>
 #include <QFile>
-#include <QRandomGenerator>
-#include <QThread>
 #include <array>
 
 namespace {
 
 using Field = AudioMetadata::Field;
-
-constexpr int kOpenAttempts = 4;
 
 enum class Entry
 {
@@ -76,25 +72,6 @@ constexpr std::array<EntryRow, size_t(Entry::Count)> kEntries{{
 
 static_assert(TableRows::followEnum(kEntries, &EntryRow::entry), "the rows follow their enum");
 
-// Opens the input, retrying while the file is not there yet: a file that
-// is still being copied into place may appear a moment later.
-AVFormatContextPtr openInput(const QString& path, int& error)
-{
-    const QByteArray fileName = QFile::encodeName(path);
-    QRandomGenerator random(quint32(QDateTime::currentMSecsSinceEpoch()));
-    for (int attempt = 1;; ++attempt) {
-        AVFormatContext* context = nullptr;
-        error = avformat_open_input(&context, fileName.constData(), nullptr, nullptr);
-        if (error >= 0) {
-            return AVFormatContextPtr(context);
-        }
-        if (error != AVERROR(ENOENT) || attempt == kOpenAttempts) {
-            return nullptr;
-        }
-        QThread::usleep(1000000 + (random.generate() % 30000) * 100);
-    }
-}
-
 } // namespace
 
 void FFmpegMetadataReader::addMetadataEntry(const QString& key, const QString& value, AudioMetadata& record)
@@ -132,7 +109,7 @@ AudioMetadataPtr FFmpegMetadataReader::metadataFromFFMPEGFile(const QString& pat
 {
     auto record = std::make_shared<AudioMetadata>();
     int error = 0;
-    const AVFormatContextPtr context = openInput(path, error);
+    const AVFormatContextPtr context = FFmpegInput::openWithRetries(path, false, &error);
     if (!context) {
         ErrorLogWindowController::logMessage(
             QStringLiteral("FFMPEG Could Not Open Input For File For Metadata Reading: %1 ERROR: %2")

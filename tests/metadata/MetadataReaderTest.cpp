@@ -6,11 +6,13 @@
 #include "Encoding.h"
 #include "FFmpegMetadataReader.h"
 #include "Fixtures.h"
+#include "InstantRetries.h"
 #include "Mutagen.h"
 #include "Preferences.h"
 #include "Tools.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <array>
@@ -410,6 +412,38 @@ TEST(MetadataDispatch, RealMediaIsReadByFFmpeg)
     EXPECT_EQ(record->sourceBitrate(), 96000);
 }
 
+// A file that is not there yet is looked for four times; one that appears
+// while the reader waits is read.
+TEST(MetadataDispatch, FFmpegWaitsForAMissingFile)
+{
+    ScratchDir dir;
+    const QString path = dir.file("late.rm");
+    {
+        InstantRetries retries;
+        ErrorLogCapture log;
+        const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
+        ASSERT_NE(record, nullptr);
+        EXPECT_EQ(record->trackTitle(), QStringLiteral("late")) << "the file name stands in";
+        EXPECT_EQ(retries.waits().size(), 3u);
+        for (uint32_t wait : retries.waits()) {
+            EXPECT_GE(wait, 1000000u);
+            EXPECT_LT(wait, 4000000u);
+        }
+        EXPECT_EQ(log.messages(),
+                  QStringList({QStringLiteral("FFMPEG Could Not Open Input For File For Metadata Reading: %1 "
+                                              "ERROR: -2")
+                                   .arg(path),
+                               path + QStringLiteral(": No such file or directory")}));
+    }
+    InstantRetries retries;
+    retries.duringWait(2, [&] { QFile::copy(Fixtures::generated("reading.rm"), path); });
+    ErrorLogCapture log;
+    const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
+    EXPECT_EQ(record->trackTitle(), QStringLiteral("Real Title"));
+    EXPECT_EQ(retries.waits().size(), 2u);
+    EXPECT_TRUE(log.messages().isEmpty());
+}
+
 TEST(MetadataDispatch, FFmpegEntriesSplitNumbersAndOverwriteEarlierOnes)
 {
     AudioMetadata record;
@@ -558,10 +592,15 @@ TEST(TagLibFiles, ModulesReadTheirTrackerFormatsAndTags)
     {
         const char* file;
         const char* format;
+        const char* title;
+        const char* tracker;
+        std::optional<int> bpm;
     };
     for (const Expected& expected :
-         {Expected{"test.xm", "Fast Tracker 2 v260"}, Expected{"test.it", "Impulse Tracker v535"},
-          Expected{"test.s3m", "Scream Tracker 3 v4896"}, Expected{"test.mod", "Module File"}}) {
+         {Expected{"test.xm", "Fast Tracker 2 v260", "title of song", "MilkyTracker        ", 6},
+          Expected{"test.it", "Impulse Tracker v535", "test song name", "Impulse Tracker", 125},
+          Expected{"test.s3m", "Scream Tracker 3 v4896", "test song name", "ScreamTracker III", 125},
+          Expected{"test.mod", "Module File", "title of song", "StarTrekker", std::nullopt}}) {
         const QString path = Fixtures::taglib(QString::fromLatin1(expected.file));
         const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
         SCOPED_TRACE(expected.file);
@@ -570,8 +609,10 @@ TEST(TagLibFiles, ModulesReadTheirTrackerFormatsAndTags)
         EXPECT_EQ(record->sourceTagFormat(), QStringLiteral("Module Tag"));
         EXPECT_EQ(record->sourceSampleSize(), 16);
         EXPECT_GT(record->sourceChannels().value_or(0), 0);
-        // TagLib's test modules are titled after their format's test.
-        EXPECT_TRUE(record->trackTitle().has_value());
+        EXPECT_EQ(record->trackTitle(), QString::fromLatin1(expected.title));
+        EXPECT_EQ(record->grouping(), QString::fromLatin1(expected.tracker));
+        EXPECT_EQ(record->bpm(), expected.bpm);
+        EXPECT_TRUE(record->trackComment().value_or(QString()).contains(QStringLiteral("comments")));
     }
 }
 

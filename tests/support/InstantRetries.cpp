@@ -1,6 +1,6 @@
 #include "InstantRetries.h"
 
-#include "FFMPEGDecoder.h"
+#include "FFmpegInput.h"
 
 namespace {
 
@@ -24,12 +24,12 @@ InstantRetries::InstantRetries()
 {
     g_waits.clear();
     g_action = nullptr;
-    FFMPEGDecoder::setRetrySleepForTesting(&recordWait);
+    FFmpegInput::setRetrySleepForTesting(&recordWait);
 }
 
 InstantRetries::~InstantRetries()
 {
-    FFMPEGDecoder::setRetrySleepForTesting(nullptr);
+    FFmpegInput::setRetrySleepForTesting(nullptr);
     g_action = nullptr;
 }
 

@@ -1,8 +1,9 @@
 #pragma once
-// While one of these lives, FFMPEGDecoder's retries on a missing file do not
-// sleep; the waits it asked for are recorded instead (microseconds, in
-// order). Tests that open missing files through FFmpeg use it so that the
-// suite does not sleep 4 to 16 s per file.
+// While one of these lives, FFmpeg's retried opens of a missing file (the
+// decoder's and the metadata reader's) do not sleep; the waits they asked for
+// are recorded instead (microseconds, in order). Tests that open missing
+// files through FFmpeg use it so that the suite does not sleep 4 to 16 s per
+// file.
 
 #include <QString>
 #include <cstdint>
