@@ -118,12 +118,14 @@ QString OutputFiles::copyWithoutReplacing(const QString& source, const QString& 
 
 bool OutputFiles::moveToTrashOrDelete(const QString& path)
 {
-    // Only a path that reads as itself when taken as a URL goes to the Trash;
-    // one that decodes to another name is deleted, never mistaken for it.
+    // The path is taken as a URL string, not as a file path. Blanks and stray
+    // percent signs read as themselves, but a "#" or "?" starts a fragment or
+    // a query, and "%20" decodes to another name: such a path is not the file
+    // the URL names, so it is deleted rather than some other file trashed.
     // The Trash lives in the data folder, which a fresh account may lack; the
     // Trash will not make it, and a failed trash means deleting.
     QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
-    const QUrl url(path, QUrl::StrictMode);
+    const QUrl url(path);
     if (url.isValid() && url.path(QUrl::FullyDecoded) == path && QFile::moveToTrash(path)) {
         return true;
     }

@@ -26,9 +26,9 @@ public:
     static QString copyWithoutReplacing(const QString& source, const QString& destination, QString* error);
 
     // Moves path to the freedesktop.org Trash. The path is first read as a URL
-    // text, as the program has always done, so a path that is no valid URL
-    // (a blank in it, for one) or that reads as another name ("%41") is not
-    // trashed but deleted. True when the file is gone from path.
+    // text, as the program has always done, so a path that reads as another
+    // name as a URL (a "#", a "?", "%41") is not trashed but deleted. True
+    // when the file is gone from path.
     static bool moveToTrashOrDelete(const QString& path);
 
     // Renames source to destination, replacing it (same file system, atomic).

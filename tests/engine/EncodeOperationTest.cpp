@@ -5,6 +5,7 @@
 #include "Encoding.h"
 #include "Fixtures.h"
 #include "MP3EncodeOperation.h"
+#include "OutputFiles.h"
 #include "Tools.h"
 #include "UtilityFunctions.h"
 
@@ -108,8 +109,8 @@ TEST(EncodeOperation, overwritePausesThenReplacesThroughTheTrash)
                                   {"promptBeforeOverwriting", true}});
     QDir(trashFolder()).removeRecursively();
     BasicEncodeDelegate delegate;
-    const QString source = in.copyOf(shortSource(), QStringLiteral("song.wav"));
-    const QString existing = out.file(QStringLiteral("song.mp3"));
+    const QString source = in.copyOf(shortSource(), QStringLiteral("01 song.wav"));
+    const QString existing = out.file(QStringLiteral("01 song.mp3"));
     writeFile(existing, "the user's old file");
 
     Encode encode(delegate, source);
@@ -126,12 +127,31 @@ TEST(EncodeOperation, overwritePausesThenReplacesThroughTheTrash)
     ASSERT_TRUE(encode->success());
     EXPECT_FALSE(encode->waitingUserInput());
     EXPECT_EQ(encode->outFilePath(), existing);
-    EXPECT_EQ(filesBelow(out.path()), QStringList{"song.mp3"}) << "no sibling copy and no hidden file left";
+    EXPECT_EQ(filesBelow(out.path()), QStringList{"01 song.mp3"})
+        << "no sibling copy and no hidden file left";
     EXPECT_TRUE(fileBytes(existing).contains("LAME"));
-    EXPECT_EQ(fileBytes(trashFolder() + QStringLiteral("/song.mp3")), QByteArray("the user's old file"));
+    EXPECT_EQ(fileBytes(trashFolder() + QStringLiteral("/01 song.mp3")), QByteArray("the user's old file"));
 
     // The replaced path now counts as made in this run.
     EXPECT_EQ(delegate.createdOutputPaths(), QStringList{existing});
+}
+
+// A path that names another file when read as a URL is deleted, and the file
+// it would name is left alone.
+TEST(EncodeOperation, replacedPathsThatReadAsOtherURLsAreDeletedNotMistaken)
+{
+    ScratchDir folder;
+    QDir(trashFolder()).removeRecursively();
+    writeFile(folder.file(QStringLiteral("a")), "innocent bystander");
+    for (const char* name : {"a#1.mp3", "a?.mp3", "a%20b.mp3"}) {
+        const QString path = folder.file(QString::fromLatin1(name));
+        writeFile(path, "old");
+        EXPECT_TRUE(OutputFiles::moveToTrashOrDelete(path)) << name;
+        EXPECT_FALSE(QFileInfo::exists(path)) << name;
+        EXPECT_FALSE(QFileInfo::exists(trashFolder() + QLatin1Char('/') + QString::fromLatin1(name))) << name;
+    }
+    EXPECT_EQ(fileBytes(folder.file(QStringLiteral("a"))), QByteArray("innocent bystander"));
+    EXPECT_TRUE(filesBelow(trashFolder()).isEmpty());
 }
 
 TEST(EncodeOperation, cancelledEncodeRemovesItsTemporaryFile)
