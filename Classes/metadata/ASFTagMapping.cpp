@@ -126,11 +126,7 @@ void ASFTagMapping::addInfoFromASFTag(const TagLib::ASF::Tag& tag, AudioMetadata
     TagLibReading::setTextIfAbsent(record, Field::trackComment, tag.comment());
     for (const ASFRow& row : kRows) {
         if (row.kind == Kind::PartOfSet) {
-            readPartOfSet(tag, record);
-            continue;
-        }
-        if (row.row == Row::DiscTotal && firstAttribute(tag, "WM/PartOfSet")) {
-            continue; // read with the part of set
+            continue; // read after every row, so that "WM/DiscTotal" comes first
         }
         if (record.hasValue(row.field)) {
             continue;
@@ -147,6 +143,7 @@ void ASFTagMapping::addInfoFromASFTag(const TagLib::ASF::Tag& tag, AudioMetadata
             TagLibReading::setTextIfAbsent(record, Field::trackCopyright, tag.copyright());
         }
     }
+    readPartOfSet(tag, record);
     readPicture(tag, record);
 }
 

@@ -282,6 +282,15 @@ TEST(ASFTagMapping, ReadsPartOfSetAndNumbersOfEitherType)
     EXPECT_EQ(record->discTotal(), 3);
     EXPECT_EQ(record->totalTracks(), 12);
     EXPECT_EQ(record->bpm(), 120);
+
+    // The "WM/DiscTotal" row is read before the part of set, whose total then
+    // only fills what is still missing.
+    const QString both = dir.copyOf(Fixtures::generated("reading.wma"), "both.wma");
+    Mutagen::tag(both, "asf",
+                 {entry("WM/PartOfSet", "2/3"), entry("WM/DiscTotal", QJsonObject{{"dword", 5}})});
+    record = readASF(both);
+    EXPECT_EQ(record->discNumber(), 2);
+    EXPECT_EQ(record->discTotal(), 5);
 }
 
 TEST(ASFTagMapping, WritingReplacesAttributesAndLeavesPicturesAlone)
