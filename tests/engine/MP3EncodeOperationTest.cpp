@@ -7,6 +7,7 @@
 #include "Encoding.h"
 #include "Fixtures.h"
 #include "Pcm.h"
+#include "TagDump.h"
 #include "Tools.h"
 
 #include <QDir>
@@ -97,6 +98,14 @@ TEST_P(Conversion, matchesTheSourceInFFmpeg)
     const QByteArray frame = firstFrame(output);
     EXPECT_TRUE(frame.contains(c.method == 0 ? "Info" : "Xing")) << frame.left(64).toHex().toStdString();
     EXPECT_TRUE(frame.contains("LAME"));
+    // LAME's own header tells how it was asked to encode: the record's 128
+    // kbit/s CBR or ABR, or VBR quality 8 as LAME's -V 2.
+    static const char* const kLameSettings[] = {"-b 128", "--preset 128", "-V 2"};
+    runMutagen(QStringLiteral("import sys\nfrom mutagen.mp3 import MP3\n"
+                              "settings = MP3(sys.argv[1]).info.encoder_settings\n"
+                              "assert settings == '%1', settings\n")
+                   .arg(QLatin1String(kLameSettings[c.method])),
+               output);
 
     const Pcm encoded = decodeWithFFmpeg(output);
     EXPECT_EQ(encoded.frames(), original.frames()) << "delay and padding are honoured";
