@@ -92,8 +92,9 @@ INSTANTIATE_TEST_SUITE_P(
                      kAudioChannelLayoutTag_Stereo},
         LosslessCase{"plat-alac24.m4a", "plat-src-48k-2-24.wav", 48000, 2, 24, 3,
                      kAudioChannelLayoutTag_Stereo},
-        // 20-bit ALAC keeps 2-byte samples.
-        LosslessCase{"plat-alac20.caf", "plat-alac20.m4a", 48000, 2, 20, 2, kAudioChannelLayoutTag_Stereo}),
+        // 20-bit ALAC keeps 2-byte samples, in either container.
+        LosslessCase{"plat-alac20.caf", "plat-alac20.m4a", 48000, 2, 20, 2, kAudioChannelLayoutTag_Stereo},
+        LosslessCase{"plat-alac20.m4a", "plat-alac20.m4a", 48000, 2, 20, 2, kAudioChannelLayoutTag_Stereo}),
     [](const testing::TestParamInfo<LosslessCase>& info) {
         return testNameOf(QLatin1String(info.param.file));
     });

@@ -8,6 +8,7 @@
 #include "Tools.h"
 #include "ZTDecoder.h"
 
+#include <QJsonObject>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <vector>
@@ -61,6 +62,14 @@ TEST_P(OggDecoding, FollowsTheSourceWithTheDecodersLength)
     ASSERT_NE(decoder, nullptr);
     EXPECT_EQ(decoder->className(), QLatin1String(c.decoderClass));
     expectPackedFormat(*decoder, c.rate, uint32_t(channels), 16, 2, c.layoutTag);
+
+    if (QLatin1String(c.decoderClass) == QLatin1String("OggOpusDecoder")) {
+        // The span of the page granules, at 48 kHz whatever the output rate,
+        // pre-skip included: what ffprobe calls the stream's duration.
+        const QJsonObject stream =
+            ffprobe(path, {QStringLiteral("-show_streams")})[QStringLiteral("streams")][0].toObject();
+        EXPECT_EQ(decoder->totalFrames(), stream[QStringLiteral("duration_ts")].toInteger());
+    }
 
     const Pcm decoded = decodeAll(*decoder, 1000);
     switch (c.length) {
@@ -130,8 +139,12 @@ INSTANTIATE_TEST_SUITE_P(
                 kAudioChannelLayoutTag_Mono, Length::SpeexFrames, 320, 400},
         OggCase{"dec-speex-w-2ch.spx", "dec-speex-src-w-2ch.wav", "OggSpeexDecoder", 16000, {0, 1},
                 kAudioChannelLayoutTag_Stereo, Length::SpeexFrames, 320, 400},
+        OggCase{"dec-speex-n-2ch.spx", "dec-speex-src-n-2ch.wav", "OggSpeexDecoder", 8000, {0, 1},
+                kAudioChannelLayoutTag_Stereo, Length::SpeexFrames, 160, 400},
         OggCase{"dec-speex-u-1ch.spx", "dec-speex-src-u-1ch.wav", "OggSpeexDecoder", 32000, {0},
-                kAudioChannelLayoutTag_Mono, Length::SpeexFrames, 640, 800}),
+                kAudioChannelLayoutTag_Mono, Length::SpeexFrames, 640, 800},
+        OggCase{"dec-speex-u-2ch.spx", "dec-speex-src-u-2ch.wav", "OggSpeexDecoder", 32000, {0, 1},
+                kAudioChannelLayoutTag_Stereo, Length::SpeexFrames, 640, 800}),
     [](const testing::TestParamInfo<OggCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
 // clang-format on
 

@@ -75,6 +75,9 @@ TEST(RingBuffer, NeverShrinksAndResetKeepsTheStorage)
     ring.putData(sequence(7, 0).data(), 7);
     ring.resize(8);
     EXPECT_EQ(ring.size(), 16u);
+    std::vector<uint8_t> out(7);
+    EXPECT_EQ(ring.getData(out.data(), 7), 7u);
+    EXPECT_EQ(out, sequence(7, 0));
     ring.resize(32);
     ring.reset();
     EXPECT_EQ(ring.bytesAvailable(), 0u);

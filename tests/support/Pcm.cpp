@@ -22,7 +22,8 @@ Pcm pcmFromBytes(const std::vector<uint8_t>& bytes, const AudioStreamBasicDescri
     Pcm pcm;
     pcm.channels = int(format.mChannelsPerFrame);
     pcm.sampleRate = format.mSampleRate;
-    const uint32_t bytesPerSample = format.mChannelsPerFrame ? format.mBytesPerFrame / format.mChannelsPerFrame : 0;
+    const uint32_t bytesPerSample =
+        format.mChannelsPerFrame ? format.mBytesPerFrame / format.mChannelsPerFrame : 0;
     if (bytesPerSample == 0) {
         return pcm;
     }
@@ -54,7 +55,7 @@ void expectPackedFormat(const ZTDecoder& decoder, double sampleRate, uint32_t ch
     EXPECT_EQ(decoder.channelLayout()->mChannelLayoutTag, layoutTag);
 }
 
-Pcm decodeAll(ZTDecoder& decoder, uint32_t chunkFrames)
+Pcm decodeAll(ZTDecoder& decoder, uint32_t chunkFrames, size_t* emptyReadsBeforeTheEnd)
 {
     const AudioStreamBasicDescription format = decoder.decodeFormat();
     std::vector<uint8_t> bytes;
@@ -71,6 +72,9 @@ Pcm decodeAll(ZTDecoder& decoder, uint32_t chunkFrames)
             if (decoder.isEndOfFile()) {
                 break;
             }
+            if (emptyReadsBeforeTheEnd != nullptr) {
+                ++*emptyReadsBeforeTheEnd;
+            }
             if (++emptyReads > 100000) {
                 ADD_FAILURE() << "decoder returns nothing and never reaches its end";
                 break;
@@ -86,11 +90,11 @@ Pcm decodeAll(ZTDecoder& decoder, uint32_t chunkFrames)
 Pcm decodeWithFFmpeg(const QString& path, const QString& streamSpecifier)
 {
     Pcm pcm;
-    const ToolResult probe = runTool(QStringLiteral("ffprobe"),
-                                     {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
-                                      streamSpecifier, QStringLiteral("-show_entries"),
-                                      QStringLiteral("stream=channels,sample_rate"), QStringLiteral("-of"),
-                                      QStringLiteral("default=noprint_wrappers=1"), path});
+    const ToolResult probe = runTool(
+        QStringLiteral("ffprobe"),
+        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"), streamSpecifier,
+         QStringLiteral("-show_entries"), QStringLiteral("stream=channels,sample_rate"),
+         QStringLiteral("-of"), QStringLiteral("default=noprint_wrappers=1"), path});
     for (const QString& line : QString::fromUtf8(probe.standardOutput).split(QLatin1Char('\n'))) {
         if (line.startsWith(QLatin1String("channels="))) {
             pcm.channels = line.mid(9).toInt();
@@ -100,9 +104,9 @@ Pcm decodeWithFFmpeg(const QString& path, const QString& streamSpecifier)
     }
     const ToolResult decoded = runTool(
         QStringLiteral("ffmpeg"),
-        {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), path,
-         QStringLiteral("-map"), QStringLiteral("0:") + streamSpecifier, QStringLiteral("-f"), QStringLiteral("s32le"),
-         QStringLiteral("-c:a"), QStringLiteral("pcm_s32le"), QStringLiteral("-")});
+        {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"),
+         path, QStringLiteral("-map"), QStringLiteral("0:") + streamSpecifier, QStringLiteral("-f"),
+         QStringLiteral("s32le"), QStringLiteral("-c:a"), QStringLiteral("pcm_s32le"), QStringLiteral("-")});
     EXPECT_EQ(decoded.exitCode, 0) << decoded.standardError.toStdString();
     pcm.samples.resize(size_t(decoded.standardOutput.size()) / 4);
     std::memcpy(pcm.samples.data(), decoded.standardOutput.constData(), pcm.samples.size() * 4);

@@ -30,8 +30,8 @@ void expectPackedFormat(const ZTDecoder& decoder, double sampleRate, uint32_t ch
 
 // Reads the decoder to its end through readAudio() in chunks of chunkFrames.
 // Gives up (and fails the test) after 100000 reads in a row that return
-// nothing without reaching the end.
-Pcm decodeAll(ZTDecoder& decoder, uint32_t chunkFrames = 4096);
+// nothing without reaching the end. Counts those reads when asked.
+Pcm decodeAll(ZTDecoder& decoder, uint32_t chunkFrames = 4096, size_t* emptyReadsBeforeTheEnd = nullptr);
 
 // Converts interleaved little-endian integer bytes of the given format.
 Pcm pcmFromBytes(const std::vector<uint8_t>& bytes, const AudioStreamBasicDescription& format);

@@ -22,7 +22,8 @@ int main(int argc, char** argv)
     qputenv("XDG_DATA_HOME", homePath + "/.local/share");
     qputenv("XDG_CACHE_HOME", homePath + "/.cache");
     QDir().mkpath(home.path() + QStringLiteral("/.runtime"));
-    QFile::setPermissions(home.path() + QStringLiteral("/.runtime"), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    QFile::setPermissions(home.path() + QStringLiteral("/.runtime"),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     qputenv("XDG_RUNTIME_DIR", homePath + "/.runtime");
     qputenv("QT_QPA_PLATFORM", "offscreen");
 
@@ -46,7 +47,7 @@ const char* __lsan_default_suppressions()
     return
         // oggStreamType leaves the stream state of Vorbis, Speex and Opus
         // files uncleared; that has always been so and is kept.
-        "leak:ogg_stream_init\n"
+        "leak:oggStreamType\n"
         // Font and session-bus caches of the platform plugins.
         "leak:libfontconfig\n"
         "leak:libdbus\n";
