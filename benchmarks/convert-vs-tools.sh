@@ -30,15 +30,26 @@ for i in $(seq -w 1 16); do
     flac -s -f -5 -o "$work/flac/track$i.flac" "$work/wav/track$i.wav"
 done
 
-# wall COMMAND...: seconds of the best of three runs, outputs cleared each time.
+# wall COMMAND...: seconds of the best of three runs, outputs cleared each
+# time. A run that fails or does not make its 16 files stops the benchmark:
+# a time of work not done would flatter whoever did not do it.
 wall() {
     local best=""
     for _ in 1 2 3; do
         rm -rf "$work/out" && mkdir -p "$work/out"
-        local start end t
+        local start end t made
         start=$(date +%s.%N)
-        "$@" > /dev/null 2>&1
+        if ! "$@" > "$work/log" 2>&1; then
+            echo "$1 failed:" >&2
+            cat "$work/log" >&2
+            exit 1
+        fi
         end=$(date +%s.%N)
+        made=$(find "$work/out" -type f \( -name '*.mp3' -o -name '*.wav' \) | wc -l)
+        if [ "$made" -ne 16 ]; then
+            echo "$1 made $made files instead of 16" >&2
+            exit 1
+        fi
         t=$(awk -v a="$start" -v b="$end" 'BEGIN { printf "%.3f", b - a }')
         if [ -z "$best" ] || awk -v a="$t" -v b="$best" 'BEGIN { exit !(a < b) }'; then best=$t; fi
     done

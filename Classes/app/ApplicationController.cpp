@@ -64,8 +64,8 @@ ApplicationController::~ApplicationController()
     while (m_backgroundJobs > 0) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     }
-    for (std::thread& thread : m_threads) {
-        thread.join();
+    for (BackgroundThread& background : m_threads) {
+        background.thread.join();
     }
     // Rows removed during the last run are destroyed from the event loop.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -165,11 +165,22 @@ void ApplicationController::applicationDidFinishLaunching()
 
 void ApplicationController::runInBackground(std::function<void()> work)
 {
+    // A long-running session starts many of these: keep only the live ones.
+    std::erase_if(m_threads, [](BackgroundThread& background) {
+        if (!*background.done) {
+            return false;
+        }
+        background.thread.join();
+        return true;
+    });
     ++m_backgroundJobs;
-    m_threads.emplace_back([this, work = std::move(work)] {
+    auto done = std::make_shared<std::atomic<bool>>(false);
+    std::thread thread([this, done, work = std::move(work)] {
         work();
         --m_backgroundJobs;
+        *done = true;
     });
+    m_threads.push_back(BackgroundThread{std::move(thread), std::move(done)});
 }
 
 void ApplicationController::openFiles()

@@ -176,5 +176,11 @@ private:
     bool m_containsMP3Files = false;
 
     std::atomic<int> m_backgroundJobs = 0;
-    std::vector<std::thread> m_threads;
+    struct BackgroundThread
+    {
+        std::thread thread;
+        std::shared_ptr<std::atomic<bool>> done;
+    };
+    // Joined when the next one starts (those that are done) and at the end.
+    std::vector<BackgroundThread> m_threads;
 };

@@ -80,25 +80,24 @@ void FileIntake::parse(const QStringList& paths)
             QDirIterator walk(path, QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot,
                               QDirIterator::Subdirectories);
             QStringList found;
-            while (walk.hasNext()) {
+            bool stopped = false;
+            while (walk.hasNext() && !stopped) {
                 const QString item = walk.next();
-                if (walk.fileInfo().isDir()) {
-                    continue;
+                if (!walk.fileInfo().isDir()) {
+                    found.append(item);
                 }
-                found.append(item);
+                // A huge tree is not walked to its end after a cancel.
+                stopped = controller.isCancelled();
             }
             // The walk's order is the file system's; a sorted one reads the
             // same on every machine.
             found.sort();
-            bool stopped = false;
-            for (const QString& item : std::as_const(found)) {
+            for (qsizetype i = 0; i < found.size() && !stopped; ++i) {
+                const QString& item = found.at(i);
                 if (isAccepted(item) && !snapshot.contains(item)) {
                     MainThread::runAndWait([&] { controller.addFileEncodeOperationToQueue(item, path); });
                 }
-                if (controller.isCancelled()) {
-                    stopped = true;
-                    break;
-                }
+                stopped = controller.isCancelled();
             }
             if (stopped) {
                 break;

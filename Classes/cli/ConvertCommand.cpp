@@ -129,10 +129,14 @@ int ConvertCommand::run()
                 m_err << "\nError log:\n" << ErrorLogWindowController::sharedController()->errorLogAsString();
                 m_err.flush();
             }
-            m_out << QStringLiteral("%1 of %2 %3 written.\n")
-                         .arg(total - failed)
+            // A file whose outputs were all kept counts as a success of the
+            // run, but nothing was written for it.
+            const qint64 skipped = progress.skippedFiles();
+            m_out << QStringLiteral("%1 of %2 %3 written")
+                         .arg(total - failed - skipped)
                          .arg(total)
-                         .arg(m_options.updateMetadata ? QStringLiteral("tags") : QStringLiteral("files"));
+                         .arg(m_options.updateMetadata ? QStringLiteral("tags") : QStringLiteral("files"))
+                  << (skipped > 0 ? QStringLiteral(", %1 skipped.\n").arg(skipped) : QStringLiteral(".\n"));
             for (const QString& path : controller.createdOutputPaths()) {
                 m_out << "  " << path << '\n';
             }

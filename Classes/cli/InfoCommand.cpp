@@ -5,7 +5,9 @@
 #include "AudioMetadata.h"
 #include "EncoderSettings.h"
 #include "ErrorLogWindowController.h"
+#include "NamedException.h"
 #include "NamingScheme.h"
+#include "ZTDecoder.h"
 
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -128,4 +130,31 @@ int InfoCommand::name(const QString& scheme, const QString& path, QTextStream& o
     const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
     out << NamingScheme::evaluate(scheme, record.get(), settings.get(), path, true) << ".mp3\n";
     return 0;
+}
+
+int InfoCommand::decoders(const QStringList& paths, QTextStream& out, QTextStream& err)
+{
+    int failures = 0;
+    for (const QString& path : paths) {
+        try {
+            std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(path);
+            if (!decoder) {
+                out << path << ": no decoder\n";
+                ++failures;
+                continue;
+            }
+            const AudioStreamBasicDescription format = decoder->decodeFormat();
+            out << path << ": " << decoder->className() << ", " << format.mSampleRate << " Hz, "
+                << format.mChannelsPerFrame << " channels, " << format.mBitsPerChannel << " bits, "
+                << decoder->totalFrames() << " frames\n";
+        } catch (const NamedException& e) {
+            out << path << ": " << e.reason() << "\n";
+            ++failures;
+        }
+    }
+    const QString log = ErrorLogWindowController::sharedController()->errorLogAsString();
+    if (!log.isEmpty()) {
+        err << log;
+    }
+    return failures == 0 ? 0 : 1;
 }

@@ -53,10 +53,14 @@ void ProgressDisplay::erase()
 void ProgressDisplay::fileFinished(FileEncodeOperation* operation)
 {
     ++m_finished;
-    const char* result = operation->isCancelled()              ? "cancelled"
-                         : !operation->success()               ? "FAILED"
-                         : operation->successfulEncodes() == 0 ? "skipped"
-                                                               : "done";
+    const bool skipped = operation->skipped() || operation->successfulEncodes() == 0;
+    const char* result = operation->isCancelled() ? "cancelled"
+                         : !operation->success()  ? "FAILED"
+                         : skipped                ? "skipped"
+                                                  : "done";
+    if (skipped && operation->success() && !operation->isCancelled()) {
+        ++m_skipped;
+    }
     if (m_interactive && !m_ui.isAsking()) {
         erase();
     }

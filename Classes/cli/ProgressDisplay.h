@@ -24,6 +24,9 @@ public:
     void start(qsizetype total);
     void fileFinished(FileEncodeOperation* operation);
     void stop();
+    // Files that finished without writing anything: every output existed and
+    // was to be kept, or there was no output format for them.
+    qsizetype skippedFiles() const { return m_skipped; }
 
 private:
     void redraw();
@@ -37,5 +40,6 @@ private:
     QTimer m_timer;
     qsizetype m_total = 0;
     qsizetype m_finished = 0;
+    qsizetype m_skipped = 0;
     int m_linesDrawn = 0;
 };

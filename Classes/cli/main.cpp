@@ -4,11 +4,7 @@
 
 #include "ConvertCommand.h"
 #include "ConvertOptions.h"
-#include "DecoderFactory.h"
-#include "ErrorLogWindowController.h"
 #include "InfoCommand.h"
-#include "NamedException.h"
-#include "ZTDecoder.h"
 
 #include <QCoreApplication>
 #include <QTextStream>
@@ -22,7 +18,19 @@ const char* const kUsage =
     "  info [--json] PATH...       print the tags and stream facts Sonabrik reads from files\n"
     "  name SCHEME PATH            print the output name a naming scheme gives a file\n"
     "  decoder PATH...             describe the decoder Sonabrik picks for files and its PCM\n"
-    "Options: -h, --help; --version\n";
+    "Options: -h, --help (also after a command); --version\n";
+
+const char* const kInfoHelp =
+    "usage: sonabrik-cli info [--json] PATH...\n"
+    "Prints every field Sonabrik reads from each file (tags, cover, stream facts),\n"
+    "one \"name: value\" per line, or with --json one JSON object per file.\n";
+const char* const kNameHelp =
+    "usage: sonabrik-cli name SCHEME PATH\n"
+    "Prints the output name the naming scheme gives PATH with the first output\n"
+    "format of the preferences, for example:\n"
+    "  sonabrik-cli name \"{albumArtist}/{albumTitle}/{trackNumber - }{trackTitle}\" song.flac\n";
+const char* const kDecoderHelp = "usage: sonabrik-cli decoder PATH...\n"
+                                 "Prints the decoder Sonabrik opens for each file and the PCM it delivers.\n";
 
 int usageError(QTextStream& err, const QString& message)
 {
@@ -30,36 +38,29 @@ int usageError(QTextStream& err, const QString& message)
     return ConvertCommand::kUsageError;
 }
 
-int describeDecoders(const QStringList& paths, QTextStream& out, QTextStream& err)
-{
-    int failures = 0;
-    for (const QString& path : paths) {
-        try {
-            std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(path);
-            if (!decoder) {
-                out << path << ": no decoder\n";
-                ++failures;
-                continue;
-            }
-            const AudioStreamBasicDescription format = decoder->decodeFormat();
-            out << path << ": " << decoder->className() << ", " << format.mSampleRate << " Hz, "
-                << format.mChannelsPerFrame << " channels, " << format.mBitsPerChannel << " bits, "
-                << decoder->totalFrames() << " frames\n";
-        } catch (const NamedException& e) {
-            out << path << ": " << e.reason() << "\n";
-            ++failures;
-        }
-    }
-    const QString log = ErrorLogWindowController::sharedController()->errorLogAsString();
-    if (!log.isEmpty()) {
-        err << log;
-    }
-    return failures == 0 ? 0 : 1;
-}
-
 bool wantsHelp(const QStringList& arguments)
 {
     return arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"));
+}
+
+int convert(const QStringList& arguments, QTextStream& out, QTextStream& err)
+{
+    ConvertOptions options;
+    QString error;
+    if (!ConvertOptions::parse(arguments, options, &error)) {
+        err << "sonabrik-cli: " << error << "\n" << ConvertOptions::help();
+        return ConvertCommand::kUsageError;
+    }
+    return ConvertCommand(options, out, err).run();
+}
+
+int info(QStringList arguments, QTextStream& out, QTextStream& err)
+{
+    const bool json = arguments.removeAll(QStringLiteral("--json")) > 0;
+    if (arguments.isEmpty() || arguments.first().startsWith(u'-')) {
+        return usageError(err, QStringLiteral("info needs files"));
+    }
+    return InfoCommand::info(arguments, json, out, err);
 }
 
 } // namespace
@@ -77,6 +78,27 @@ int main(int argc, char** argv)
         return usageError(err, QStringLiteral("no command given"));
     }
     const QString command = arguments.takeFirst();
+    const struct
+    {
+        const char* name;
+        QString help;
+    } commands[] = {{"convert", ConvertOptions::help()},
+                    {"info", QLatin1String(kInfoHelp)},
+                    {"name", QLatin1String(kNameHelp)},
+                    {"decoder", QLatin1String(kDecoderHelp)}};
+    for (const auto& known : commands) {
+        if (command != QLatin1String(known.name)) {
+            continue;
+        }
+        if (wantsHelp(arguments)) {
+            out << known.help;
+            return 0;
+        }
+        if (arguments.contains(QStringLiteral("--version"))) {
+            out << "sonabrik-cli " << SONABRIK_VERSION << "\n";
+            return 0;
+        }
+    }
     if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
         out << kUsage;
         return 0;
@@ -86,24 +108,10 @@ int main(int argc, char** argv)
         return 0;
     }
     if (command == QLatin1String("convert")) {
-        if (wantsHelp(arguments)) {
-            out << ConvertOptions::help();
-            return 0;
-        }
-        ConvertOptions options;
-        QString error;
-        if (!ConvertOptions::parse(arguments, options, &error)) {
-            err << "sonabrik-cli: " << error << "\n" << ConvertOptions::help();
-            return ConvertCommand::kUsageError;
-        }
-        return ConvertCommand(options, out, err).run();
+        return convert(arguments, out, err);
     }
     if (command == QLatin1String("info")) {
-        const bool json = arguments.removeAll(QStringLiteral("--json")) > 0;
-        if (arguments.isEmpty() || arguments.first().startsWith(u'-')) {
-            return usageError(err, QStringLiteral("info needs files"));
-        }
-        return InfoCommand::info(arguments, json, out, err);
+        return info(arguments, out, err);
     }
     if (command == QLatin1String("name")) {
         if (arguments.size() != 2) {
@@ -112,7 +120,7 @@ int main(int argc, char** argv)
         return InfoCommand::name(arguments.at(0), arguments.at(1), out, err);
     }
     if (command == QLatin1String("decoder") && !arguments.isEmpty()) {
-        return describeDecoders(arguments, out, err);
+        return InfoCommand::decoders(arguments, out, err);
     }
     return usageError(err, QStringLiteral("unknown command \"%1\"").arg(command));
 }

@@ -187,6 +187,8 @@ TEST_F(SonabrikCliTest, OverwriteAnswersComeFromTheTerminalOrTheCommandLine)
     EXPECT_EQ(result.err.count(QStringLiteral("already exists.")), 1);
     EXPECT_TRUE(result.err.contains(QStringLiteral("The file \"a.mp3\" already exists.")));
     EXPECT_EQ(fileBytes(out(QStringLiteral("a.mp3"))), QByteArray("old"));
+    EXPECT_TRUE(result.out.contains(QStringLiteral("0 of 2 files written, 2 skipped.")))
+        << result.out.toStdString();
 
     // Yes for the first, No (a new name) for the second.
     result = cli(ask, "y\nn\nn\nn\n");
@@ -203,6 +205,18 @@ TEST_F(SonabrikCliTest, OverwriteAnswersComeFromTheTerminalOrTheCommandLine)
     EXPECT_FALSE(result.err.contains(QStringLiteral("already exists.")));
     EXPECT_NEAR(duration(out(QStringLiteral("b.mp3"))), 0.5, 0.06);
     EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "b 2.mp3", "b.mp3"}));
+
+    // The answer given once on the command line.
+    result = cli(base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("skip")} + sources);
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_FALSE(result.err.contains(QStringLiteral("already exists.")));
+    EXPECT_TRUE(result.out.contains(QStringLiteral("0 of 2 files written, 2 skipped.")))
+        << result.out.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "b 2.mp3", "b.mp3"}));
+    result = cli(base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("rename")} + sources);
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains(QStringLiteral("2 of 2 files written."))) << result.out.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"a 2.mp3", "a.mp3", "b 2.mp3", "b 3.mp3", "b.mp3"}));
 }
 
 TEST_F(SonabrikCliTest, UpdateMetadataRetagsMP3SourcesInPlace)
@@ -306,6 +320,17 @@ TEST_F(SonabrikCliTest, UsageErrorsExitWithTwoAndARefusedRunWithOne)
     const CliResult help = cli({QStringLiteral("convert"), QStringLiteral("--help")});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(help.out.contains(QStringLiteral("--keep-structure")));
+    // Every command answers --help and --version, whatever else is given.
+    for (const char* command : {"info", "name", "decoder"}) {
+        const CliResult commandHelp = cli({QString::fromLatin1(command), QStringLiteral("--help")});
+        EXPECT_EQ(commandHelp.exitCode, 0) << command;
+        EXPECT_TRUE(
+            commandHelp.out.startsWith(QStringLiteral("usage: sonabrik-cli ") + QString::fromLatin1(command)))
+            << commandHelp.out.toStdString();
+        const CliResult version = cli({QString::fromLatin1(command), QStringLiteral("--version")});
+        EXPECT_EQ(version.exitCode, 0) << command;
+        EXPECT_TRUE(version.out.startsWith(QStringLiteral("sonabrik-cli "))) << command;
+    }
 }
 
 } // namespace

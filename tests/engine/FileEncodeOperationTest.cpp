@@ -16,6 +16,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QStandardPaths>
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace {
@@ -25,12 +26,11 @@ class Delegate : public FileEncodeOperationDelegate
 {
 public:
     QList<std::shared_ptr<EncoderSettings>> formats;
-    int questions = 0;
 
     TaggingThread* taggingThread() override { return &m_tagging; }
     QStringList& createdOutputPaths() override { return m_created; }
     QList<std::shared_ptr<EncoderSettings>> encoderSettings() override { return formats; }
-    void waitingUserInputDidChange(EncodeOperation*) override { ++questions; }
+    void waitingUserInputDidChange(EncodeOperation*) override {}
 
 private:
     TaggingThread m_tagging;
@@ -89,10 +89,11 @@ TEST_F(FileEncodeOperationTest, TwoFormatsMergeTheirProgressAndAnMP3SourceOfTheS
     EXPECT_TRUE(QFileInfo::exists(out() + QStringLiteral("/long.mp3")));
     EXPECT_TRUE(QFileInfo::exists(out() + QStringLiteral("/long 2.mp3")));
     // The children run one after the other: once the first is done the row
-    // shows a half plus half of the second's share.
+    // shows a half plus half of the second's share (its one report, at about
+    // three quarters of the file, gives some 0.87).
     ASSERT_FALSE(progress.isEmpty());
     EXPECT_LT(progress.first(), 0.5f);
-    EXPECT_GE(progress.last(), 0.5f);
+    EXPECT_GT(*std::max_element(progress.begin(), progress.end()), 0.6f);
     EXPECT_LE(progress.last(), 1.0f);
 
     // "skipFilesOfSameType" is on by default: an MP3 source gets no child and
