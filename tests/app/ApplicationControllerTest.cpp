@@ -18,6 +18,7 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 #include <gtest/gtest.h>
+#include <optional>
 
 namespace {
 
@@ -280,6 +281,20 @@ TEST_F(ApplicationControllerTest, CancelKeepsRowsReadyAndLeavesNoPartialFiles)
            source(QStringLiteral("ctl-long.wav"), QStringLiteral("l2.wav"))});
     controller.encodeFilesMenuItemSelected();
     ASSERT_TRUE(waitUntil([&] { return rows().at(0)->percentComplete() > 0; }));
+
+    // While it runs, a drop beeps and adds nothing, the window stays, and
+    // quitting asks first; the default answer keeps the run going.
+    controller.applicationOpenFiles({source(QStringLiteral("ctl-short.wav"), QStringLiteral("late.wav"))});
+    ASSERT_TRUE(waitUntil([&] { return ui.calls.contains(QStringLiteral("beep")); }));
+    EXPECT_EQ(rows().count(), 2);
+    EXPECT_FALSE(controller.windowShouldClose());
+    std::optional<bool> terminate;
+    controller.applicationShouldTerminate([&](bool answer) { terminate = answer; });
+    ASSERT_TRUE(waitUntil([&] { return terminate.has_value(); }));
+    EXPECT_FALSE(*terminate);
+    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("There Are Still Operations In Progress."));
+    EXPECT_TRUE(controller.encoderRunning());
+
     controller.cancel();
     ASSERT_TRUE(waitUntil([&] { return runsFinished == 1; }));
     qunsetenv("TMPDIR");
