@@ -1,6 +1,7 @@
 #include "AudioFileReader.h"
 #include "Fixtures.h"
 #include "Pcm.h"
+#include "Tools.h"
 
 #include <gtest/gtest.h>
 
@@ -84,7 +85,7 @@ TEST(AudioFileReader, RefusesClientFormatsItCannotDeliver)
 }
 
 // A 24-bit file read at every client width gives the same signal, rounded
-// to the width; full-scale samples saturate instead of wrapping.
+// to the width.
 TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
 {
     const Pcm source = decodeWithFFmpeg(Fixtures::generated(QStringLiteral("plat-src-48k-2-24.wav")));
@@ -107,6 +108,42 @@ TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
             far += std::llabs(int64_t(pcm.samples[i]) - source.samples[i]) > halfStep ? 1 : 0;
         }
         EXPECT_EQ(far, 0u) << bytes << " bytes";
+    }
+}
+
+// Rounding a full-scale sample to a narrower width saturates instead of
+// wrapping round to the most negative value.
+TEST(AudioFileReader, FullScaleSamplesSaturate)
+{
+    ScratchDir scratch;
+    const QString path = scratch.file(QStringLiteral("full-scale.wav"));
+    // A square wave at full scale: 240 frames of +0x7FFFFF, then 240 of -0x800000.
+    ASSERT_EQ(
+        runTool(QStringLiteral("sox"),
+                {QStringLiteral("-D"), QStringLiteral("-V1"), QStringLiteral("-n"), QStringLiteral("-r"),
+                 QStringLiteral("48000"), QStringLiteral("-c"), QStringLiteral("1"), QStringLiteral("-b"),
+                 QStringLiteral("24"), path, QStringLiteral("synth"), QStringLiteral("0.01"),
+                 QStringLiteral("square"), QStringLiteral("100")})
+            .exitCode,
+        0);
+    for (uint32_t bytes : {1u, 2u}) {
+        OSStatus status = noErr;
+        auto reader = AudioFileReader::open(path, status);
+        ASSERT_NE(reader, nullptr);
+        const AudioStreamBasicDescription client = integerFormat(48000, 1, bytes * 8, bytes);
+        ASSERT_EQ(reader->setClientDataFormat(client), noErr);
+        std::vector<uint8_t> bytesRead(480 * bytes);
+        AudioBufferList list;
+        list.mNumberBuffers = 1;
+        list.mBuffers[0] = AudioBuffer{1, uint32_t(bytesRead.size()), bytesRead.data()};
+        uint32_t frames = 480;
+        ASSERT_EQ(reader->read(frames, &list), noErr);
+        ASSERT_EQ(frames, 480u);
+        const Pcm pcm = pcmFromBytes(bytesRead, client);
+        const int32_t top = int32_t(0x7FFFFFFF) & ~int32_t((int64_t(1) << (32 - 8 * bytes)) - 1);
+        EXPECT_EQ(pcm.samples[0], top) << bytes << " bytes";
+        EXPECT_EQ(pcm.samples[120], top) << bytes << " bytes";
+        EXPECT_EQ(pcm.samples[360], INT32_MIN) << bytes << " bytes";
     }
 }
 
