@@ -143,6 +143,38 @@ void writeNumberPair(const AudioMetadata& metadata, TagLib::ID3v2::Tag* tag, con
     }
 }
 
+// Replaces the frames of one row by the field's value, written as the row
+// says; an absent field leaves none.
+void writeTextFrame(const AudioMetadata& metadata, TagLib::ID3v2::Tag* tag, const TextFrameRow& row,
+                    TagLib::String::Type taglibTextEncoding)
+{
+    tag->removeFrames(TagLib::ByteVector(row.id));
+    const QVariant value = metadata.value(row.field);
+    if (!value.isValid()) {
+        return;
+    }
+    switch (row.written) {
+    case Written::InTagEncoding:
+        addTextFrame(tag, row.id, ID3TagMapping::textForTag(value.toString(), taglibTextEncoding),
+                     taglibTextEncoding);
+        break;
+    case Written::AsLatin1Number:
+        addTextFrame(tag, row.id,
+                     ID3TagMapping::textForTag(QString::number(value.toInt()), TagLib::String::Latin1),
+                     TagLib::String::Latin1);
+        break;
+    case Written::AsLatin1Flag:
+        if (value.toInt() != 0) {
+            addTextFrame(tag, row.id,
+                         ID3TagMapping::textForTag(QString::number(value.toInt()), TagLib::String::Latin1),
+                         TagLib::String::Latin1);
+        }
+        break;
+    case Written::FromArgument:
+        break;
+    }
+}
+
 } // namespace
 
 TagLib::String ID3TagMapping::textForTag(const QString& text, TagLib::String::Type taglibTextEncoding)
@@ -277,32 +309,8 @@ void ID3TagMapping::fillOutID3v2Tag(const AudioMetadata& metadata, TagLib::ID3v2
 
     tag->setGenre(text(metadata.trackGenre()));
 
-    for (const TextFrameRow& row : kTextFrames) {
-        if (row.written == Written::FromArgument) {
-            continue;
-        }
-        tag->removeFrames(TagLib::ByteVector(row.id));
-        const QVariant value = metadata.value(row.field);
-        if (!value.isValid()) {
-            continue;
-        }
-        switch (row.written) {
-        case Written::InTagEncoding:
-            addTextFrame(tag, row.id, textForTag(value.toString(), taglibTextEncoding), taglibTextEncoding);
-            break;
-        case Written::AsLatin1Number:
-            addTextFrame(tag, row.id, textForTag(QString::number(value.toInt()), TagLib::String::Latin1),
-                         TagLib::String::Latin1);
-            break;
-        case Written::AsLatin1Flag:
-            if (value.toInt() != 0) {
-                addTextFrame(tag, row.id, textForTag(QString::number(value.toInt()), TagLib::String::Latin1),
-                             TagLib::String::Latin1);
-            }
-            break;
-        case Written::FromArgument:
-            break;
-        }
+    for (TextFrame frame : {TextFrame::TIT1, TextFrame::TCOM, TextFrame::TCOP}) {
+        writeTextFrame(metadata, tag, kTextFrames[size_t(frame)], taglibTextEncoding);
     }
 
     tag->removeFrames("USLT");
@@ -312,6 +320,11 @@ void ID3TagMapping::fillOutID3v2Tag(const AudioMetadata& metadata, TagLib::ID3v2
         frame->setDescription(TagLib::String());
         frame->setText(textForTag(*lyrics, taglibTextEncoding));
         tag->addFrame(frame);
+    }
+
+    for (TextFrame frame :
+         {TextFrame::TBPM, TextFrame::TCMP, TextFrame::TKEY, TextFrame::TSRC, TextFrame::TPE2}) {
+        writeTextFrame(metadata, tag, kTextFrames[size_t(frame)], taglibTextEncoding);
     }
 
     tag->removeFrames("APIC");
