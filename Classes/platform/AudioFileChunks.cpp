@@ -19,6 +19,9 @@ enum class Container
     CAF,  // big-endian 64-bit sizes, no padding
 };
 
+// The format and the audio itself. AIFF keeps its samples in "SSND" where
+// WAVE has "data": both are the sound, never anybody's extra information,
+// and holding them in memory would cost the file's whole size.
 bool isAudioDataChunk(const QByteArray& type)
 {
     return type == "fmt " || type == "data" || type == "SSND";
