@@ -29,6 +29,26 @@ AudioStreamBasicDescription integerFormat(double rate, uint32_t channels, uint32
     return format;
 }
 
+// Reads the first frames of path at the given client format; an empty result
+// (and a failed check) when that is not possible.
+Pcm readAtClientFormat(const QString& path, const AudioStreamBasicDescription& client, uint32_t frames)
+{
+    OSStatus status = noErr;
+    auto reader = AudioFileReader::open(path, status);
+    if (reader == nullptr || reader->setClientDataFormat(client) != noErr) {
+        ADD_FAILURE() << "cannot read " << path.toStdString() << " at " << client.mBitsPerChannel << " bits";
+        return Pcm{};
+    }
+    std::vector<uint8_t> bytes(size_t(frames) * client.mBytesPerFrame);
+    AudioBufferList list;
+    list.mNumberBuffers = 1;
+    list.mBuffers[0] = AudioBuffer{client.mChannelsPerFrame, uint32_t(bytes.size()), bytes.data()};
+    uint32_t read = frames;
+    EXPECT_EQ(reader->read(read, &list), noErr);
+    EXPECT_EQ(read, frames);
+    return pcmFromBytes(bytes, client);
+}
+
 struct NamesCase
 {
     const char* file;
@@ -90,18 +110,9 @@ TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
 {
     const Pcm source = decodeWithFFmpeg(Fixtures::generated(QStringLiteral("plat-src-48k-2-24.wav")));
     for (uint32_t bytes : {1u, 2u, 3u, 4u}) {
-        auto reader = openGenerated("plat-src-48k-2-24.wav");
-        ASSERT_NE(reader, nullptr);
-        const AudioStreamBasicDescription client = integerFormat(48000, 2, bytes * 8, bytes);
-        ASSERT_EQ(reader->setClientDataFormat(client), noErr);
-        std::vector<uint8_t> bytesRead(size_t(48000) * client.mBytesPerFrame);
-        AudioBufferList list;
-        list.mNumberBuffers = 1;
-        list.mBuffers[0] = AudioBuffer{2, uint32_t(bytesRead.size()), bytesRead.data()};
-        uint32_t frames = 48000;
-        ASSERT_EQ(reader->read(frames, &list), noErr);
-        ASSERT_EQ(frames, 48000u);
-        const Pcm pcm = pcmFromBytes(bytesRead, client);
+        const Pcm pcm = readAtClientFormat(Fixtures::generated(QStringLiteral("plat-src-48k-2-24.wav")),
+                                           integerFormat(48000, 2, bytes * 8, bytes), 48000);
+        ASSERT_EQ(pcm.frames(), 48000u);
         const int64_t halfStep = bytes == 4 ? 0 : int64_t(1) << (31 - 8 * bytes);
         size_t far = 0;
         for (size_t i = 0; i < pcm.samples.size(); ++i) {
@@ -127,19 +138,8 @@ TEST(AudioFileReader, FullScaleSamplesSaturate)
             .exitCode,
         0);
     for (uint32_t bytes : {1u, 2u}) {
-        OSStatus status = noErr;
-        auto reader = AudioFileReader::open(path, status);
-        ASSERT_NE(reader, nullptr);
-        const AudioStreamBasicDescription client = integerFormat(48000, 1, bytes * 8, bytes);
-        ASSERT_EQ(reader->setClientDataFormat(client), noErr);
-        std::vector<uint8_t> bytesRead(480 * bytes);
-        AudioBufferList list;
-        list.mNumberBuffers = 1;
-        list.mBuffers[0] = AudioBuffer{1, uint32_t(bytesRead.size()), bytesRead.data()};
-        uint32_t frames = 480;
-        ASSERT_EQ(reader->read(frames, &list), noErr);
-        ASSERT_EQ(frames, 480u);
-        const Pcm pcm = pcmFromBytes(bytesRead, client);
+        const Pcm pcm = readAtClientFormat(path, integerFormat(48000, 1, bytes * 8, bytes), 480);
+        ASSERT_EQ(pcm.frames(), 480u);
         const int32_t top = int32_t(0x7FFFFFFF) & ~int32_t((int64_t(1) << (32 - 8 * bytes)) - 1);
         EXPECT_EQ(pcm.samples[0], top) << bytes << " bytes";
         EXPECT_EQ(pcm.samples[120], top) << bytes << " bytes";
