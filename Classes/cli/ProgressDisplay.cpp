@@ -53,12 +53,13 @@ void ProgressDisplay::erase()
 void ProgressDisplay::fileFinished(FileEncodeOperation* operation)
 {
     ++m_finished;
-    const bool skipped = operation->skipped() || operation->successfulEncodes() == 0;
-    const char* result = operation->isCancelled() ? "cancelled"
-                         : !operation->success()  ? "FAILED"
-                         : skipped                ? "skipped"
-                                                  : "done";
-    if (skipped && operation->success() && !operation->isCancelled()) {
+    const char* result = "done";
+    if (operation->isCancelled()) {
+        result = "cancelled";
+    } else if (!operation->success()) {
+        result = "FAILED";
+    } else if (operation->skipped() || operation->successfulEncodes() == 0) {
+        result = "skipped";
         ++m_skipped;
     }
     if (m_interactive && !m_ui.isAsking()) {

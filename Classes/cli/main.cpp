@@ -38,6 +38,11 @@ int usageError(QTextStream& err, const QString& message)
     return ConvertCommand::kUsageError;
 }
 
+void printVersion(QTextStream& out)
+{
+    out << "sonabrik-cli " << SONABRIK_VERSION << "\n";
+}
+
 bool wantsHelp(const QStringList& arguments)
 {
     return arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"));
@@ -95,7 +100,7 @@ int main(int argc, char** argv)
             return 0;
         }
         if (arguments.contains(QStringLiteral("--version"))) {
-            out << "sonabrik-cli " << SONABRIK_VERSION << "\n";
+            printVersion(out);
             return 0;
         }
     }
@@ -104,7 +109,7 @@ int main(int argc, char** argv)
         return 0;
     }
     if (command == QLatin1String("--version")) {
-        out << "sonabrik-cli " << SONABRIK_VERSION << "\n";
+        printVersion(out);
         return 0;
     }
     if (command == QLatin1String("convert")) {

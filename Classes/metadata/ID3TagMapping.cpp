@@ -158,17 +158,14 @@ void writeTextFrame(const AudioMetadata& metadata, TagLib::ID3v2::Tag* tag, cons
         addTextFrame(tag, row.id, ID3TagMapping::textForTag(value.toString(), taglibTextEncoding),
                      taglibTextEncoding);
         break;
+    case Written::AsLatin1Flag:
     case Written::AsLatin1Number:
+        if (row.written == Written::AsLatin1Flag && value.toInt() == 0) {
+            break;
+        }
         addTextFrame(tag, row.id,
                      ID3TagMapping::textForTag(QString::number(value.toInt()), TagLib::String::Latin1),
                      TagLib::String::Latin1);
-        break;
-    case Written::AsLatin1Flag:
-        if (value.toInt() != 0) {
-            addTextFrame(tag, row.id,
-                         ID3TagMapping::textForTag(QString::number(value.toInt()), TagLib::String::Latin1),
-                         TagLib::String::Latin1);
-        }
         break;
     case Written::FromArgument:
         break;

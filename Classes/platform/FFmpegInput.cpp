@@ -23,23 +23,21 @@ std::atomic<FFmpegInput::SleepFunction> g_retrySleep{&sleepMicroseconds};
 AVFormatContextPtr FFmpegInput::openWithRetries(const QString& path, bool waitAfterLastAttempt, int* error)
 {
     const QByteArray fileName = QFile::encodeName(path);
-    // Seeded from the clock, so that operations waiting for the same folder
-    // do not all look again at the same moment.
     QRandomGenerator random(quint32(QDateTime::currentMSecsSinceEpoch()));
-    for (int attempt = 1;; ++attempt) {
+    for (int attempt = 1; attempt <= kOpenAttempts; ++attempt) {
         AVFormatContext* context = nullptr;
         *error = avformat_open_input(&context, fileName.constData(), nullptr, nullptr);
         if (*error >= 0) {
             return AVFormatContextPtr(context);
         }
-        if (*error != AVERROR(ENOENT) || (attempt == kOpenAttempts && !waitAfterLastAttempt)) {
-            return nullptr;
+        if (*error != AVERROR(ENOENT)) {
+            break;
         }
-        g_retrySleep.load()(uint32_t((random.generate() % 30000) * 100 + 1000000));
-        if (attempt == kOpenAttempts) {
-            return nullptr;
+        if (attempt < kOpenAttempts || waitAfterLastAttempt) {
+            g_retrySleep.load()(uint32_t((random.generate() % 30000) * 100 + 1000000));
         }
     }
+    return nullptr;
 }
 
 void FFmpegInput::setRetrySleepForTesting(SleepFunction sleep)
