@@ -97,19 +97,19 @@ void ffmpegWhole(benchmark::State& state, const char* name)
     int64_t frames = 0;
     for (auto _ : state) {
         AVFormatContext* raw = nullptr;
-        avformat_open_input(&raw, path.constData(), nullptr, nullptr);
+        ff::avformat_open_input(&raw, path.constData(), nullptr, nullptr);
         AVFormatContextPtr format(raw);
-        avformat_find_stream_info(raw, nullptr);
-        const AVCodec* codec = avcodec_find_decoder(raw->streams[0]->codecpar->codec_id);
-        AVCodecContextPtr context(avcodec_alloc_context3(codec));
-        avcodec_parameters_to_context(context.get(), raw->streams[0]->codecpar);
-        avcodec_open2(context.get(), codec, nullptr);
-        AVPacketPtr packet(av_packet_alloc());
-        AVFramePtr frame(av_frame_alloc());
-        while (av_read_frame(raw, packet.get()) >= 0) {
-            avcodec_send_packet(context.get(), packet.get());
-            av_packet_unref(packet.get());
-            while (avcodec_receive_frame(context.get(), frame.get()) == 0) {
+        ff::avformat_find_stream_info(raw, nullptr);
+        const AVCodec* codec = ff::avcodec_find_decoder(raw->streams[0]->codecpar->codec_id);
+        AVCodecContextPtr context(ff::avcodec_alloc_context3(codec));
+        ff::avcodec_parameters_to_context(context.get(), raw->streams[0]->codecpar);
+        ff::avcodec_open2(context.get(), codec, nullptr);
+        AVPacketPtr packet(ff::av_packet_alloc());
+        AVFramePtr frame(ff::av_frame_alloc());
+        while (ff::av_read_frame(raw, packet.get()) >= 0) {
+            ff::avcodec_send_packet(context.get(), packet.get());
+            ff::av_packet_unref(packet.get());
+            while (ff::avcodec_receive_frame(context.get(), frame.get()) == 0) {
                 frames += frame->nb_samples;
             }
         }

@@ -23,9 +23,9 @@ namespace {
 void converterLayout(const AVChannelLayout& from, AVChannelLayout& to)
 {
     if (from.order == AV_CHANNEL_ORDER_NATIVE && from.nb_channels > 0) {
-        av_channel_layout_copy(&to, &from);
+        ff::av_channel_layout_copy(&to, &from);
     } else {
-        av_channel_layout_default(&to, from.nb_channels);
+        ff::av_channel_layout_default(&to, from.nb_channels);
     }
 }
 
@@ -64,7 +64,7 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
         return false;
     }
 
-    avformat_find_stream_info(m_ic.get(), nullptr);
+    ff::avformat_find_stream_info(m_ic.get(), nullptr);
     // The first audio stream; without one the last stream stays chosen and
     // the steps below fail on it or decode nothing.
     AVStream* stream = nullptr;
@@ -82,17 +82,17 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
         return false;
     }
 
-    m_codec = avcodec_find_decoder(stream->codecpar->codec_id);
+    m_codec = ff::avcodec_find_decoder(stream->codecpar->codec_id);
     if (!m_codec) {
         m_ic.reset();
         logFailure(QStringLiteral("FFMPEG Could Not Find A Valid Decoder For File: %1").arg(path), 0);
         return false;
     }
-    m_c.reset(avcodec_alloc_context3(m_codec));
-    int error = m_c ? avcodec_parameters_to_context(m_c.get(), stream->codecpar) : AVERROR(ENOMEM);
+    m_c.reset(ff::avcodec_alloc_context3(m_codec));
+    int error = m_c ? ff::avcodec_parameters_to_context(m_c.get(), stream->codecpar) : AVERROR(ENOMEM);
     if (error >= 0) {
         m_c->pkt_timebase = stream->time_base;
-        error = avcodec_open2(m_c.get(), m_codec, nullptr);
+        error = ff::avcodec_open2(m_c.get(), m_codec, nullptr);
     }
     if (error < 0) {
         m_ic.reset();
@@ -103,7 +103,7 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
     const AVSampleFormat decoded = m_c->sample_fmt;
     const bool deliveredAsDecoded = decoded == AV_SAMPLE_FMT_U8 || decoded == AV_SAMPLE_FMT_S16;
     m_outputFormat = deliveredAsDecoded ? decoded : AV_SAMPLE_FMT_S16;
-    const int bytesPerSample = av_get_bytes_per_sample(m_outputFormat);
+    const int bytesPerSample = ff::av_get_bytes_per_sample(m_outputFormat);
     const int channels = m_c->ch_layout.nb_channels;
     setSignedPackedFormat(std::max(m_c->sample_rate, 0), uint32_t(std::max(channels, 0)),
                           uint32_t(bytesPerSample * 8), uint32_t(bytesPerSample));
@@ -125,8 +125,8 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
 
 void FFMPEGDecoder::fillPCMBuffer()
 {
-    AVPacketPtr packet(av_packet_alloc());
-    if (!packet || av_read_frame(m_ic.get(), packet.get()) < 0) {
+    AVPacketPtr packet(ff::av_packet_alloc());
+    if (!packet || ff::av_read_frame(m_ic.get(), packet.get()) < 0) {
         // What the decoder still holds belongs to the end of the stream.
         decodePacket(nullptr);
         m_isEndOfFile = true;
@@ -143,7 +143,7 @@ void FFMPEGDecoder::fillPCMBuffer()
 
 void FFMPEGDecoder::decodePacket(const AVPacket* packet)
 {
-    const int sent = avcodec_send_packet(m_c.get(), packet);
+    const int sent = ff::avcodec_send_packet(m_c.get(), packet);
     if (sent < 0 && sent != AVERROR_EOF) {
         if (packet) {
             ErrorLogWindowController::logMessage(
@@ -154,7 +154,7 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
         return;
     }
     while (true) {
-        AVFramePtr frame(av_frame_alloc());
+        AVFramePtr frame(ff::av_frame_alloc());
         if (!frame) {
             ErrorLogWindowController::logMessage(
                 QStringLiteral(
@@ -162,7 +162,7 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
                     .arg(m_inFilePath));
             return;
         }
-        const int received = avcodec_receive_frame(m_c.get(), frame.get());
+        const int received = ff::avcodec_receive_frame(m_c.get(), frame.get());
         if (received == AVERROR(EAGAIN) || received == AVERROR_EOF) {
             return;
         }
@@ -186,7 +186,7 @@ void FFMPEGDecoder::appendFrame(const AVFrame* frame)
     }
     if (format == m_outputFormat && frame->ch_layout.nb_channels == channels &&
         frame->sample_rate == int(m_decodeFormat.mSampleRate)) {
-        const int byteCount = av_samples_get_buffer_size(nullptr, channels, frame->nb_samples, format, 1);
+        const int byteCount = ff::av_samples_get_buffer_size(nullptr, channels, frame->nb_samples, format, 1);
         if (byteCount > 0) {
             appendBytes(frame->data[0], uint32_t(byteCount));
         }
@@ -199,35 +199,35 @@ void FFMPEGDecoder::appendFrame(const AVFrame* frame)
     AVChannelLayout output{};
     converterLayout(frame->ch_layout, input);
     if (input.nb_channels == channels) {
-        av_channel_layout_copy(&output, &input);
+        ff::av_channel_layout_copy(&output, &input);
     } else {
         // The stream changed its channel count midway: keep the one announced.
-        av_channel_layout_default(&output, channels);
+        ff::av_channel_layout_default(&output, channels);
     }
     const int outputRate = int(m_decodeFormat.mSampleRate);
     SwrContext* raw = nullptr;
-    const int made = swr_alloc_set_opts2(&raw, &output, m_outputFormat, outputRate, &input, format,
+    const int made = ff::swr_alloc_set_opts2(&raw, &output, m_outputFormat, outputRate, &input, format,
                                          frame->sample_rate, 0, nullptr);
     SwrContextPtr resampler(raw);
-    av_channel_layout_uninit(&input);
-    av_channel_layout_uninit(&output);
-    if (made < 0 || swr_init(resampler.get()) < 0) {
+    ff::av_channel_layout_uninit(&input);
+    ff::av_channel_layout_uninit(&output);
+    if (made < 0 || ff::swr_init(resampler.get()) < 0) {
         return;
     }
 
     const int capacity =
-        int(av_rescale_rnd(swr_get_delay(resampler.get(), frame->sample_rate) + frame->nb_samples, outputRate,
+        int(ff::av_rescale_rnd(ff::swr_get_delay(resampler.get(), frame->sample_rate) + frame->nb_samples, outputRate,
                            frame->sample_rate, AV_ROUND_UP));
     uint8_t* samples = nullptr;
-    if (capacity <= 0 || av_samples_alloc(&samples, nullptr, channels, capacity, m_outputFormat, 0) < 0) {
+    if (capacity <= 0 || ff::av_samples_alloc(&samples, nullptr, channels, capacity, m_outputFormat, 0) < 0) {
         return;
     }
     AVSampleBufferPtr converted(samples);
     uint8_t* out[] = {samples};
-    const int count = swr_convert(resampler.get(), out, capacity,
+    const int count = ff::swr_convert(resampler.get(), out, capacity,
                                   const_cast<const uint8_t**>(frame->extended_data), frame->nb_samples);
     if (count > 0) {
-        appendBytes(samples, uint32_t(channels * count * av_get_bytes_per_sample(m_outputFormat)));
+        appendBytes(samples, uint32_t(channels * count * ff::av_get_bytes_per_sample(m_outputFormat)));
     }
 }
 

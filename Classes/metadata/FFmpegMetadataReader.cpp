@@ -125,7 +125,7 @@ AudioMetadataPtr FFmpegMetadataReader::metadataFromFFMPEGFile(const QString& pat
     }
     // Containers such as RealMedia state their duration and bit rate only
     // once the streams have been probed, so they are read after it.
-    const bool probed = avformat_find_stream_info(context.get(), nullptr) >= 0;
+    const bool probed = ff::avformat_find_stream_info(context.get(), nullptr) >= 0;
     if (context->duration != AV_NOPTS_VALUE) {
         record->setSourceLength(double(context->duration / AV_TIME_BASE));
     }
@@ -154,7 +154,7 @@ AudioMetadataPtr FFmpegMetadataReader::metadataFromFFMPEGFile(const QString& pat
     }
 
     const AVDictionaryEntry* entry = nullptr;
-    while ((entry = av_dict_get(context->metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
+    while ((entry = ff::av_dict_get(context->metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
         addMetadataEntry(QString::fromUtf8(entry->key), QString::fromUtf8(entry->value), *record);
     }
     return record;

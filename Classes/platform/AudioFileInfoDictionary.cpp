@@ -76,12 +76,12 @@ bool readWithSndfile(const QString& path, QVariantMap& info)
 void readWithFFmpeg(const QString& path, QVariantMap& info)
 {
     AVFormatContext* opened = nullptr;
-    if (avformat_open_input(&opened, QFile::encodeName(path).constData(), nullptr, nullptr) < 0) {
+    if (ff::avformat_open_input(&opened, QFile::encodeName(path).constData(), nullptr, nullptr) < 0) {
         return;
     }
     const AVFormatContextPtr context(opened);
     for (const FFmpegKeyRow& row : kFFmpegKeys) {
-        if (const AVDictionaryEntry* entry = av_dict_get(context->metadata, row.ffmpegKey, nullptr, 0)) {
+        if (const AVDictionaryEntry* entry = ff::av_dict_get(context->metadata, row.ffmpegKey, nullptr, 0)) {
             info.insert(QString::fromLatin1(row.key), QString::fromUtf8(entry->value));
         }
     }

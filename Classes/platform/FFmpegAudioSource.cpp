@@ -141,11 +141,11 @@ OSStatus statusOfOpenError(int error)
 // it names its speakers, the default one for its channel count otherwise.
 void usableLayout(const AVChannelLayout& from, AVChannelLayout& to)
 {
-    av_channel_layout_uninit(&to);
+    ff::av_channel_layout_uninit(&to);
     if (from.order == AV_CHANNEL_ORDER_NATIVE && from.nb_channels > 0) {
-        av_channel_layout_copy(&to, &from);
+        ff::av_channel_layout_copy(&to, &from);
     } else {
-        av_channel_layout_default(&to, from.nb_channels);
+        ff::av_channel_layout_default(&to, from.nb_channels);
     }
 }
 
@@ -153,15 +153,15 @@ void usableLayout(const AVChannelLayout& from, AVChannelLayout& to)
 
 FFmpegAudioSource::~FFmpegAudioSource()
 {
-    av_channel_layout_uninit(&m_converterLayout);
-    av_channel_layout_uninit(&m_outputLayout);
+    ff::av_channel_layout_uninit(&m_converterLayout);
+    ff::av_channel_layout_uninit(&m_outputLayout);
 }
 
 std::unique_ptr<FFmpegAudioSource> FFmpegAudioSource::open(const QString& path, OSStatus& status)
 {
     std::unique_ptr<FFmpegAudioSource> source(new FFmpegAudioSource);
     AVFormatContext* format = nullptr;
-    const int opened = avformat_open_input(&format, QFile::encodeName(path).constData(), nullptr, nullptr);
+    const int opened = ff::avformat_open_input(&format, QFile::encodeName(path).constData(), nullptr, nullptr);
     if (opened < 0) {
         status = statusOfOpenError(opened);
         return nullptr;
@@ -171,7 +171,7 @@ std::unique_ptr<FFmpegAudioSource> FFmpegAudioSource::open(const QString& path, 
         status = kAudioFileUnsupportedFileTypeError;
         return nullptr;
     }
-    if (avformat_find_stream_info(format, nullptr) < 0) {
+    if (ff::avformat_find_stream_info(format, nullptr) < 0) {
         status = kAudioFileInvalidFileError;
         return nullptr;
     }
@@ -182,16 +182,16 @@ std::unique_ptr<FFmpegAudioSource> FFmpegAudioSource::open(const QString& path, 
         if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO) {
             continue;
         }
-        const AVCodec* decoder = avcodec_find_decoder(stream->codecpar->codec_id);
+        const AVCodec* decoder = ff::avcodec_find_decoder(stream->codecpar->codec_id);
         if (!decoder) {
             continue;
         }
-        AVCodecContextPtr codec(avcodec_alloc_context3(decoder));
-        if (!codec || avcodec_parameters_to_context(codec.get(), stream->codecpar) < 0) {
+        AVCodecContextPtr codec(ff::avcodec_alloc_context3(decoder));
+        if (!codec || ff::avcodec_parameters_to_context(codec.get(), stream->codecpar) < 0) {
             continue;
         }
         codec->pkt_timebase = stream->time_base;
-        if (avcodec_open2(codec.get(), decoder, nullptr) < 0) {
+        if (ff::avcodec_open2(codec.get(), decoder, nullptr) < 0) {
             continue;
         }
         if (codec->sample_rate <= 0 || codec->ch_layout.nb_channels <= 0) {
@@ -203,8 +203,8 @@ std::unique_ptr<FFmpegAudioSource> FFmpegAudioSource::open(const QString& path, 
     if (!source->m_stream) {
         return nullptr;
     }
-    source->m_packet.reset(av_packet_alloc());
-    source->m_frame.reset(av_frame_alloc());
+    source->m_packet.reset(ff::av_packet_alloc());
+    source->m_frame.reset(ff::av_frame_alloc());
     if (!source->m_packet || !source->m_frame) {
         status = kAudioFileUnspecifiedError;
         return nullptr;
@@ -271,10 +271,10 @@ int64_t FFmpegAudioSource::lengthFrames() const
 {
     const AVRational perFrame{1, m_codec->sample_rate};
     if (m_stream->duration != AV_NOPTS_VALUE && m_stream->duration > 0) {
-        return av_rescale_q(m_stream->duration, m_stream->time_base, perFrame);
+        return ff::av_rescale_q(m_stream->duration, m_stream->time_base, perFrame);
     }
     if (m_format->duration != AV_NOPTS_VALUE && m_format->duration > 0) {
-        return av_rescale_q(m_format->duration, AV_TIME_BASE_Q, perFrame);
+        return ff::av_rescale_q(m_format->duration, AV_TIME_BASE_Q, perFrame);
     }
     return -1;
 }
@@ -305,28 +305,28 @@ bool FFmpegAudioSource::convertFrame(const AVFrame* frame)
     AVChannelLayout input{};
     usableLayout(frame->ch_layout, input);
     if (!m_converter || m_converterFormat != frame->format || m_converterRate != frame->sample_rate ||
-        av_channel_layout_compare(&m_converterLayout, &input) != 0) {
+        ff::av_channel_layout_compare(&m_converterLayout, &input) != 0) {
         // The same speakers in and out unless the stream changed its channel
         // count midway; then the frame is remixed to the count announced.
         AVChannelLayout* output = input.nb_channels == m_outputLayout.nb_channels ? &input : &m_outputLayout;
         SwrContext* converter = nullptr;
         const bool made =
-            swr_alloc_set_opts2(&converter, output, AV_SAMPLE_FMT_S32, m_codec->sample_rate, &input,
+            ff::swr_alloc_set_opts2(&converter, output, AV_SAMPLE_FMT_S32, m_codec->sample_rate, &input,
                                 AVSampleFormat(frame->format), frame->sample_rate, 0, nullptr) == 0;
         m_converter.reset(converter);
-        if (!made || swr_init(converter) < 0) {
+        if (!made || ff::swr_init(converter) < 0) {
             m_converter.reset();
-            av_channel_layout_uninit(&input);
+            ff::av_channel_layout_uninit(&input);
             return false;
         }
         m_converterFormat = frame->format;
         m_converterRate = frame->sample_rate;
-        av_channel_layout_uninit(&m_converterLayout);
-        av_channel_layout_copy(&m_converterLayout, &input);
+        ff::av_channel_layout_uninit(&m_converterLayout);
+        ff::av_channel_layout_copy(&m_converterLayout, &input);
     }
-    av_channel_layout_uninit(&input);
+    ff::av_channel_layout_uninit(&input);
 
-    const int capacity = swr_get_out_samples(m_converter.get(), frame->nb_samples);
+    const int capacity = ff::swr_get_out_samples(m_converter.get(), frame->nb_samples);
     if (capacity <= 0) {
         return false;
     }
@@ -334,7 +334,7 @@ bool FFmpegAudioSource::convertFrame(const AVFrame* frame)
     const size_t start = m_pending.size();
     m_pending.resize(start + size_t(capacity) * channels);
     uint8_t* out[] = {reinterpret_cast<uint8_t*>(m_pending.data() + start)};
-    const int converted = swr_convert(m_converter.get(), out, capacity,
+    const int converted = ff::swr_convert(m_converter.get(), out, capacity,
                                       const_cast<const uint8_t**>(frame->extended_data), frame->nb_samples);
     m_pending.resize(start + size_t(std::max(converted, 0)) * channels);
     return converted > 0;
@@ -343,10 +343,10 @@ bool FFmpegAudioSource::convertFrame(const AVFrame* frame)
 bool FFmpegAudioSource::decodeMore()
 {
     while (!m_decoderEnded) {
-        const int received = avcodec_receive_frame(m_codec.get(), m_frame.get());
+        const int received = ff::avcodec_receive_frame(m_codec.get(), m_frame.get());
         if (received == 0) {
             const bool added = convertFrame(m_frame.get());
-            av_frame_unref(m_frame.get());
+            ff::av_frame_unref(m_frame.get());
             if (added) {
                 return true;
             }
@@ -363,18 +363,18 @@ bool FFmpegAudioSource::decodeMore()
             m_decoderEnded = true;
             break;
         }
-        if (av_read_frame(m_format.get(), m_packet.get()) < 0) {
+        if (ff::av_read_frame(m_format.get(), m_packet.get()) < 0) {
             // End of input or a read error: drain what the decoder holds.
             m_inputEnded = true;
-            avcodec_send_packet(m_codec.get(), nullptr);
+            ff::avcodec_send_packet(m_codec.get(), nullptr);
             continue;
         }
         if (m_packet->stream_index == m_stream->index) {
             // A packet the decoder refuses is lost on its own; the next one
             // starts afresh.
-            avcodec_send_packet(m_codec.get(), m_packet.get());
+            ff::avcodec_send_packet(m_codec.get(), m_packet.get());
         }
-        av_packet_unref(m_packet.get());
+        ff::av_packet_unref(m_packet.get());
     }
     return false;
 }

@@ -1,17 +1,15 @@
 #include "FFmpegError.h"
 
-#include <cstring>
+#include "FFmpegLibrary.h"
 
-extern "C" {
-#include <libavutil/error.h>
-}
+#include <cstring>
 
 namespace FFmpegError {
 
 QString text(int code)
 {
     char buffer[AV_ERROR_MAX_STRING_SIZE] = {};
-    if (av_strerror(code, buffer, sizeof buffer) < 0) {
+    if (ff::av_strerror(code, buffer, sizeof buffer) < 0) {
         return QString::fromLocal8Bit(std::strerror(-code));
     }
     return QString::fromUtf8(buffer);

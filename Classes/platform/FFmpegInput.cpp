@@ -26,7 +26,7 @@ AVFormatContextPtr FFmpegInput::openWithRetries(const QString& path, bool waitAf
     QRandomGenerator random(quint32(QDateTime::currentMSecsSinceEpoch()));
     for (int attempt = 1; attempt <= kOpenAttempts; ++attempt) {
         AVFormatContext* context = nullptr;
-        *error = avformat_open_input(&context, fileName.constData(), nullptr, nullptr);
+        *error = ff::avformat_open_input(&context, fileName.constData(), nullptr, nullptr);
         if (*error >= 0) {
             return AVFormatContextPtr(context);
         }

@@ -1,14 +1,10 @@
 #pragma once
 // Owning pointers for FFmpeg's handles, each freed by the call FFmpeg pairs
 // with its allocation, so that no path (an early return, an exception) can
-// leak one or free it twice.
+// leak one or free it twice. The frees go through the loaded FFmpeg
+// (FFmpegLibrary.h), which is loaded by the time anything exists to free.
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/mem.h>
-#include <libswresample/swresample.h>
-}
+#include "FFmpegLibrary.h"
 
 #include <memory>
 
@@ -16,29 +12,29 @@ struct AVFormatContextCloser
 {
     // Opened inputs are closed; contexts that never opened are only freed
     // (avformat_close_input handles both).
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+    void operator()(AVFormatContext* context) const { ff::avformat_close_input(&context); }
 };
 struct AVCodecContextFreer
 {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+    void operator()(AVCodecContext* context) const { ff::avcodec_free_context(&context); }
 };
 struct AVFrameFreer
 {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    void operator()(AVFrame* frame) const { ff::av_frame_free(&frame); }
 };
 struct AVPacketFreer
 {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    void operator()(AVPacket* packet) const { ff::av_packet_free(&packet); }
 };
 struct SwrContextFreer
 {
-    void operator()(SwrContext* context) const { swr_free(&context); }
+    void operator()(SwrContext* context) const { ff::swr_free(&context); }
 };
 // Sample buffers from av_samples_alloc: one allocation whose address is the
 // first plane pointer.
 struct AVSampleBufferFreer
 {
-    void operator()(uint8_t* data) const { av_free(data); }
+    void operator()(uint8_t* data) const { ff::av_free(data); }
 };
 
 using AVFormatContextPtr = std::unique_ptr<AVFormatContext, AVFormatContextCloser>;

@@ -3,13 +3,16 @@
 
 #include "FFMPEGDecoder.h"
 #include "Fixtures.h"
+#include "MetadataReader.h"
 #include "InstantRetries.h"
 #include "Pcm.h"
 #include "Tools.h"
 
 #include <QFile>
 #include <QJsonArray>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <link.h>
 
 namespace {
 
@@ -134,6 +137,45 @@ TEST(FFMPEGDecoder, AMissingFileIsWaitedForFourTimes)
     EXPECT_EQ(retries.waits().size(), 2u);
     EXPECT_TRUE(log.messages().isEmpty());
     EXPECT_EQ(decodeAll(*decoder).frames(), 44100u);
+}
+
+// FFmpeg is loaded when the first file needs it, not at start-up: linking
+// it again would slow every start of the program without failing anything
+// else. Each test case runs in a process of its own, so nothing has loaded it
+// before this one.
+bool libraryLoaded(const char* soname)
+{
+    struct Search
+    {
+        const char* soname;
+        bool found = false;
+    } search{soname};
+    dl_iterate_phdr(
+        [](dl_phdr_info* info, size_t, void* data) {
+            auto* s = static_cast<Search*>(data);
+            s->found = s->found || (info->dlpi_name && std::strstr(info->dlpi_name, s->soname));
+            return 0;
+        },
+        &search);
+    return search.found;
+}
+
+TEST(FFmpegLoading, OnlyTheFilesThatNeedFFmpegLoadIt)
+{
+    for (const char* name : {"dec-16-2ch.wav", "dec-16-2ch.flac", "core.ogg", "core.opus"}) {
+        const QString path = Fixtures::generated(QLatin1String(name));
+        auto decoder = ZTDecoder::decoderWithFilename(path);
+        ASSERT_NE(decoder, nullptr) << name;
+        EXPECT_GT(decodeAll(*decoder).frames(), 0u) << name;
+        EXPECT_NE(MetadataReader::metadataFromFile(path), nullptr) << name;
+    }
+    EXPECT_FALSE(libraryLoaded("libavformat.so")) << "FFmpeg was loaded for files it does not read";
+
+    // AAC in MP4: the platform reader decodes it through FFmpeg.
+    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("plat-aac.m4a")));
+    ASSERT_NE(decoder, nullptr);
+    EXPECT_GT(decodeAll(*decoder).frames(), 0u);
+    EXPECT_TRUE(libraryLoaded("libavformat.so"));
 }
 
 } // namespace
