@@ -1,7 +1,8 @@
 #include "ErrorLogWindowController.h"
 
+#include "GuiServices.h"
+
 #include <QCoreApplication>
-#include <QDesktopServices>
 #include <QSaveFile>
 #include <QUrl>
 
@@ -95,5 +96,5 @@ QString ErrorLogWindowController::emailReportURL() const
 
 void ErrorLogWindowController::emailReportToDeveloper() const
 {
-    QDesktopServices::openUrl(QUrl(emailReportURL()));
+    GuiServices::openUrl(QUrl(emailReportURL()));
 }

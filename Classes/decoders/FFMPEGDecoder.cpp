@@ -207,7 +207,7 @@ void FFMPEGDecoder::appendFrame(const AVFrame* frame)
     const int outputRate = int(m_decodeFormat.mSampleRate);
     SwrContext* raw = nullptr;
     const int made = ff::swr_alloc_set_opts2(&raw, &output, m_outputFormat, outputRate, &input, format,
-                                         frame->sample_rate, 0, nullptr);
+                                             frame->sample_rate, 0, nullptr);
     SwrContextPtr resampler(raw);
     ff::av_channel_layout_uninit(&input);
     ff::av_channel_layout_uninit(&output);
@@ -216,8 +216,8 @@ void FFMPEGDecoder::appendFrame(const AVFrame* frame)
     }
 
     const int capacity =
-        int(ff::av_rescale_rnd(ff::swr_get_delay(resampler.get(), frame->sample_rate) + frame->nb_samples, outputRate,
-                           frame->sample_rate, AV_ROUND_UP));
+        int(ff::av_rescale_rnd(ff::swr_get_delay(resampler.get(), frame->sample_rate) + frame->nb_samples,
+                               outputRate, frame->sample_rate, AV_ROUND_UP));
     uint8_t* samples = nullptr;
     if (capacity <= 0 || ff::av_samples_alloc(&samples, nullptr, channels, capacity, m_outputFormat, 0) < 0) {
         return;
@@ -225,7 +225,7 @@ void FFMPEGDecoder::appendFrame(const AVFrame* frame)
     AVSampleBufferPtr converted(samples);
     uint8_t* out[] = {samples};
     const int count = ff::swr_convert(resampler.get(), out, capacity,
-                                  const_cast<const uint8_t**>(frame->extended_data), frame->nb_samples);
+                                      const_cast<const uint8_t**>(frame->extended_data), frame->nb_samples);
     if (count > 0) {
         appendBytes(samples, uint32_t(channels * count * ff::av_get_bytes_per_sample(m_outputFormat)));
     }

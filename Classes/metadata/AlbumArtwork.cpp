@@ -1,16 +1,13 @@
 #include "AlbumArtwork.h"
 
+#include "GuiServices.h"
 #include "Locked.h"
 #include "TableRows.h"
 
-#include <QBuffer>
 #include <QCryptographicHash>
 #include <QDataStream>
 #include <QFile>
 #include <QFileInfo>
-#include <QImage>
-#include <QImageReader>
-#include <QImageWriter>
 #include <QMimeData>
 #include <QSaveFile>
 #include <QSize>
@@ -22,7 +19,7 @@ namespace {
 struct ImageFileTypeRow
 {
     AlbumArtwork::ImageFileType type;
-    const char* qtFormat; // QImageWriter's name of the format
+    const char* qtFormat; // Qt's name of the format
 };
 
 constexpr std::array kImageFileTypes{
@@ -65,31 +62,6 @@ QString sniffedMimeType(const QByteArray& data)
     return QStringLiteral("unknown");
 }
 
-// Pixel size of the first frame, or nothing when Qt cannot open the bytes as
-// an image. The header usually tells the size; only formats whose reader
-// cannot say it without decoding are decoded.
-std::optional<QSize> firstImageSize(const QByteArray& data)
-{
-    QByteArray bytes = data; // QBuffer wants a non-const array; this shares the bytes
-    QBuffer buffer(&bytes);
-    if (!buffer.open(QIODevice::ReadOnly)) {
-        return std::nullopt;
-    }
-    QImageReader reader(&buffer);
-    if (!reader.canRead()) {
-        return std::nullopt;
-    }
-    QSize size = reader.size();
-    if (!size.isValid()) {
-        const QImage image = reader.read();
-        if (image.isNull()) {
-            return std::nullopt;
-        }
-        size = image.size();
-    }
-    return size;
-}
-
 // The setter's own copy: a QString built with fromRawData keeps pointing at
 // its caller's buffer, so sharing it would let the caller change our text.
 std::optional<QString> ownedCopy(const std::optional<QString>& text)
@@ -120,7 +92,7 @@ std::shared_ptr<AlbumArtwork> artworkFromBytes(const std::optional<QByteArray>& 
     if (!bytes) {
         return artwork;
     }
-    if (!firstImageSize(*bytes)) {
+    if (!GuiServices::imageSize(*bytes)) {
         return nullptr;
     }
     artwork->setData(*bytes);
@@ -182,7 +154,7 @@ void AlbumArtwork::setData(std::optional<QByteArray> data)
     std::optional<QString> mimeType;
     std::optional<QString> md5;
     if (data) {
-        size = firstImageSize(*data).value_or(QSize(0, 0));
+        size = GuiServices::imageSize(*data).value_or(QSize(0, 0));
         mimeType = sniffedMimeType(*data);
         md5 = QString::fromLatin1(QCryptographicHash::hash(*data, QCryptographicHash::Md5).toHex());
     }
@@ -273,8 +245,9 @@ bool AlbumArtwork::writeToFile(const QString& path) const
 
 bool AlbumArtwork::saveAsType(ImageFileType type, const QString& path) const
 {
-    const QImage image = QImage::fromData(data().value_or(QByteArray()));
-    if (image.isNull()) {
+    const std::optional<QByteArray> converted =
+        GuiServices::convertImage(data().value_or(QByteArray()), kImageFileTypes[size_t(type)].qtFormat);
+    if (!converted) {
         return false;
     }
     // NewOnly makes "never overwrite" hold even against a file that appears
@@ -283,8 +256,7 @@ bool AlbumArtwork::saveAsType(ImageFileType type, const QString& path) const
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
         return false;
     }
-    QImageWriter writer(&file, kImageFileTypes[size_t(type)].qtFormat);
-    if (!writer.write(image)) {
+    if (file.write(*converted) != converted->size() || !file.flush()) {
         file.remove(); // ours, created just now: no half-written picture stays
         return false;
     }
@@ -362,15 +334,7 @@ QByteArray AlbumArtwork::pasteboardData(const QString& type) const
         return archive();
     }
     if (type == kTIFFPasteboardType) {
-        const QImage image = QImage::fromData(data().value_or(QByteArray()));
-        if (image.isNull()) {
-            return {};
-        }
-        QByteArray tiff;
-        QBuffer buffer(&tiff);
-        buffer.open(QIODevice::WriteOnly);
-        QImageWriter writer(&buffer, "tiff");
-        return writer.write(image) ? tiff : QByteArray();
+        return GuiServices::convertImage(data().value_or(QByteArray()), "tiff").value_or(QByteArray());
     }
     return {};
 }

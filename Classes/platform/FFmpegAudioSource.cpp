@@ -161,7 +161,8 @@ std::unique_ptr<FFmpegAudioSource> FFmpegAudioSource::open(const QString& path, 
 {
     std::unique_ptr<FFmpegAudioSource> source(new FFmpegAudioSource);
     AVFormatContext* format = nullptr;
-    const int opened = ff::avformat_open_input(&format, QFile::encodeName(path).constData(), nullptr, nullptr);
+    const int opened =
+        ff::avformat_open_input(&format, QFile::encodeName(path).constData(), nullptr, nullptr);
     if (opened < 0) {
         status = statusOfOpenError(opened);
         return nullptr;
@@ -312,7 +313,7 @@ bool FFmpegAudioSource::convertFrame(const AVFrame* frame)
         SwrContext* converter = nullptr;
         const bool made =
             ff::swr_alloc_set_opts2(&converter, output, AV_SAMPLE_FMT_S32, m_codec->sample_rate, &input,
-                                AVSampleFormat(frame->format), frame->sample_rate, 0, nullptr) == 0;
+                                    AVSampleFormat(frame->format), frame->sample_rate, 0, nullptr) == 0;
         m_converter.reset(converter);
         if (!made || ff::swr_init(converter) < 0) {
             m_converter.reset();
@@ -334,8 +335,9 @@ bool FFmpegAudioSource::convertFrame(const AVFrame* frame)
     const size_t start = m_pending.size();
     m_pending.resize(start + size_t(capacity) * channels);
     uint8_t* out[] = {reinterpret_cast<uint8_t*>(m_pending.data() + start)};
-    const int converted = ff::swr_convert(m_converter.get(), out, capacity,
-                                      const_cast<const uint8_t**>(frame->extended_data), frame->nb_samples);
+    const int converted =
+        ff::swr_convert(m_converter.get(), out, capacity, const_cast<const uint8_t**>(frame->extended_data),
+                        frame->nb_samples);
     m_pending.resize(start + size_t(std::max(converted, 0)) * channels);
     return converted > 0;
 }

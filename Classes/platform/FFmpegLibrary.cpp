@@ -33,8 +33,7 @@ void* open(const char* soname)
     return handle;
 }
 
-template <typename Pointer>
-void resolve(void* handle, const char* name, Pointer& pointer)
+template <typename Pointer> void resolve(void* handle, const char* name, Pointer& pointer)
 {
     pointer = reinterpret_cast<Pointer>(dlsym(handle, name));
     if (!pointer) {

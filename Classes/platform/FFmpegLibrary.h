@@ -38,6 +38,7 @@ extern "C" {
 // Every FFmpeg function the core calls, with the library that defines it.
 // A function used anywhere must be listed here; calling it directly fails
 // at link time, since the core does not link FFmpeg.
+// clang-format off
 #define SONABRIK_FFMPEG_FUNCTIONS(X)           \
     X(avformat, avformat_open_input)           \
     X(avformat, avformat_find_stream_info)     \
@@ -74,6 +75,7 @@ extern "C" {
     X(swresample, swr_convert)                 \
     X(swresample, swr_get_delay)               \
     X(swresample, swr_get_out_samples)
+// clang-format on
 
 // The table of loaded functions. Use it through ff:: below.
 struct FFmpegLibrary
@@ -89,11 +91,10 @@ struct FFmpegLibrary
 
 // ff::name(arguments) calls FFmpeg's name(arguments) through the table.
 namespace ff {
-#define SONABRIK_FFMPEG_FORWARD(library, function)                                      \
-    template <typename... Arguments>                                                    \
-    inline auto function(Arguments&&... arguments)                                      \
-    {                                                                                   \
-        return FFmpegLibrary::get().function(std::forward<Arguments>(arguments)...);    \
+#define SONABRIK_FFMPEG_FORWARD(library, function)                                                           \
+    template <typename... Arguments> inline auto function(Arguments&&... arguments)                          \
+    {                                                                                                        \
+        return FFmpegLibrary::get().function(std::forward<Arguments>(arguments)...);                         \
     }
 SONABRIK_FFMPEG_FUNCTIONS(SONABRIK_FFMPEG_FORWARD)
 #undef SONABRIK_FFMPEG_FORWARD

@@ -33,9 +33,11 @@ QString cliProgram()
     return QStringLiteral(SONABRIK_BINARY_DIR "/Classes/sonabrik-cli");
 }
 
-CliResult cli(const QStringList& arguments, const QByteArray& input = {})
+CliResult cli(const QStringList& arguments, const QByteArray& input = {},
+              const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment())
 {
     QProcess process;
+    process.setProcessEnvironment(environment);
     process.start(cliProgram(), arguments);
     EXPECT_TRUE(process.waitForStarted());
     process.write(input);
@@ -263,6 +265,48 @@ TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTra
     EXPECT_TRUE(trashed.contains(QStringLiteral("good1.flac")));
     EXPECT_TRUE(trashed.contains(QStringLiteral("good2.ogg")));
     EXPECT_FALSE(trashed.contains(QStringLiteral("broken.flac")));
+}
+
+// QtGui and FFmpeg are loaded when a file first needs them, never at start:
+// between them they bring some 160 libraries, whose loading cost every run
+// more than LAME needs for ten seconds of audio. The run's loader trace
+// (LD_DEBUG=files) tells which were loaded.
+TEST_F(SonabrikCliTest, QtGuiAndFFmpegAreLoadedOnlyForFilesThatNeedThem)
+{
+    QProcessEnvironment traced = QProcessEnvironment::systemEnvironment();
+    traced.insert(QStringLiteral("LD_DEBUG"), QStringLiteral("files"));
+    const auto loads = [](const CliResult& result, const char* library) {
+        return result.err.contains(QStringLiteral("file=") + QLatin1String(library));
+    };
+
+    source(QStringLiteral("ctl-short.wav"), QStringLiteral("plain/short.wav"));
+    const CliResult plain = cli({QStringLiteral("convert"), QStringLiteral("-o"),
+                                 out(QStringLiteral("plain")), in(QStringLiteral("plain"))},
+                                {}, traced);
+    ASSERT_EQ(plain.exitCode, 0);
+    EXPECT_FALSE(loads(plain, "libQt6Gui.so"));
+    EXPECT_FALSE(loads(plain, "libavformat.so"));
+
+    // A cover is sized through QtGui, and still reaches the MP3.
+    source(QStringLiteral("reading-one-picture.flac"), QStringLiteral("cover/pictured.flac"));
+    const CliResult pictured = cli({QStringLiteral("convert"), QStringLiteral("-o"),
+                                    out(QStringLiteral("cover")), in(QStringLiteral("cover"))},
+                                   {}, traced);
+    ASSERT_EQ(pictured.exitCode, 0);
+    EXPECT_TRUE(loads(pictured, "libsonabrik-guiservices.so"));
+    EXPECT_TRUE(loads(pictured, "libQt6Gui.so"));
+    const QJsonObject frames = mutagenTags(out(
+        QStringLiteral("cover/pictured.mp3")))[QStringLiteral("id3v2")][QStringLiteral("frames")]
+                                   .toObject();
+    EXPECT_EQ(frames["APIC"][0]["mime"].toString(), QStringLiteral("image/png"));
+
+    // M4A goes through FFmpeg.
+    source(QStringLiteral("plat-aac.m4a"), QStringLiteral("aac/aac.m4a"));
+    const CliResult aac = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(QStringLiteral("aac")),
+                               in(QStringLiteral("aac"))},
+                              {}, traced);
+    ASSERT_EQ(aac.exitCode, 0);
+    EXPECT_TRUE(loads(aac, "libavformat.so"));
 }
 
 TEST_F(SonabrikCliTest, InterruptStopsTheRunWithoutPartialOrTemporaryFiles)

@@ -3,8 +3,8 @@
 
 #include "FFMPEGDecoder.h"
 #include "Fixtures.h"
-#include "MetadataReader.h"
 #include "InstantRetries.h"
+#include "MetadataReader.h"
 #include "Pcm.h"
 #include "Tools.h"
 
