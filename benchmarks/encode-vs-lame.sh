@@ -7,8 +7,9 @@
 #
 # BUILD_DIR defaults to build/ (it must hold benchmarks/sonabrik-encode-driver);
 # LONG_MINUTES (default 60) is the length of the file for the memory check,
-# 0 to skip it. Times are CPU seconds (user + system), the best of three runs;
-# the machine is shared, so read the ratios, not the absolute numbers.
+# 0 to skip it. Times are CPU seconds (user + system, to the microsecond, as
+# the kernel accounts them), the best of five runs; the machine is shared, so
+# read the ratios, not the absolute numbers.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -23,16 +24,26 @@ trap 'rm -rf "$work"' EXIT
 # Music-like content: a sweep on the left, pink noise on the right, fixed seed.
 sox -R -D -V1 -n -r 44100 -c 2 -b 16 "$work/in.wav" synth 60 sine 100-8000 pinknoise gain -6
 
-# cpu_and_peak COMMAND...: prints "cpu_seconds peak_kb" of one run.
+# cpu_and_peak COMMAND...: prints "cpu_seconds peak_kb" of one run. (GNU
+# time prints hundredths of a second, too coarse beside a 3% target.)
 cpu_and_peak() {
-    /usr/bin/time -f '%U %S %M' -o "$work/time" "$@" > /dev/null
-    awk '{ printf "%.3f %d\n", $1 + $2, $3 }' "$work/time"
+    python3 - "$@" <<'PY'
+import os, sys
+# posix_spawn starts the command without copying Python's memory first, so
+# the child's account holds the command alone.
+pid = os.posix_spawnp(sys.argv[1], sys.argv[1:], os.environ,
+                      file_actions=[(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0)])
+_, status, usage = os.wait4(pid, 0)
+if status != 0:
+    sys.exit("failed: " + " ".join(sys.argv[1:]))
+print(f"{usage.ru_utime + usage.ru_stime:.4f} {usage.ru_maxrss}")
+PY
 }
 
-# best_of_three COMMAND...: the lowest CPU time of three runs.
-best_of_three() {
+# best_of_five COMMAND...: the lowest CPU time of five runs.
+best_of_five() {
     local best=""
-    for _ in 1 2 3; do
+    for _ in 1 2 3 4 5; do
         rm -rf "$work/out" && mkdir -p "$work/out"
         local t
         t=$(cpu_and_peak "$@" | cut -d' ' -f1)
@@ -45,21 +56,22 @@ compare() {
     local label=$1 driver_args=$2 lame_args=$3
     # shellcheck disable=SC2086
     local ours theirs
-    ours=$(best_of_three "$driver" $driver_args "$work/in.wav" "$work/out")
+    ours=$(best_of_five "$driver" $driver_args "$work/in.wav" "$work/out")
     # shellcheck disable=SC2086
-    theirs=$(best_of_three lame --quiet --noreplaygain $lame_args "$work/in.wav" "$work/out/lame.mp3")
+    theirs=$(best_of_five lame --quiet --noreplaygain $lame_args "$work/in.wav" "$work/out/lame.mp3")
     awk -v l="$label" -v o="$ours" -v t="$theirs" -v s="$startup" \
-        'BEGIN { printf "%-10s sonabrik %7.3f s   lame %7.3f s   ratio %.3f   without the start-up %.3f\n",
+        'BEGIN { printf "%-10s sonabrik %7.4f s   lame %7.4f s   ratio %.3f   without the start-up %.3f\n",
                  l, o, t, o / t, (o - s) / t }'
 }
 
-# Loading the shared libraries (FFmpeg alone brings some 130) costs the same
-# once per process whatever it converts; it is shown apart.
-startup=$(best_of_three "$driver" idle)
-echo "60 s of 44.1 kHz stereo, CPU seconds, best of three:"
+# Starting the process (loading Qt, TagLib, LAME and the decoders' libraries,
+# reading the preferences) costs the same whatever it converts; it is also
+# shown apart.
+startup=$(best_of_five "$driver" idle)
+echo "60 s of 44.1 kHz stereo, CPU seconds, best of five:"
 compare "VBR V2" "vbr 8" "-V 2 -q 2"
 compare "CBR 192" "cbr 192" "-b 192 -q 2"
-echo "the driver's start-up alone (loading Qt, FFmpeg, TagLib, LAME): ${startup} s"
+echo "the driver's start-up alone: ${startup} s (lame's: $(best_of_five lame --version) s)"
 idle=$(cpu_and_peak "$driver" idle | cut -d' ' -f2)
 rm -rf "$work/out" && mkdir -p "$work/out"
 short_peak=$(cpu_and_peak "$driver" cbr 192 "$work/in.wav" "$work/out" | cut -d' ' -f2)

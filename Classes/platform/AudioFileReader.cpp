@@ -117,6 +117,12 @@ OSStatus AudioFileReader::read(uint32_t& frameCount, AudioBufferList* bufferList
             // 32-bit clients take the library's samples as they come.
             frames = wanted - done;
             status = m_source->readFrames(reinterpret_cast<int32_t*>(destination), frames);
+        } else if (m_client->bytesPerSample() == 2 && m_source->hasExact16BitSamples() &&
+                   reinterpret_cast<uintptr_t>(destination) % alignof(int16_t) == 0) {
+            // 16-bit files for 16-bit clients, the commonest case, skip the
+            // widening and narrowing: they would give the same samples.
+            frames = wanted - done;
+            status = m_source->readFrames16(reinterpret_cast<int16_t*>(destination), frames);
         } else {
             frames = std::min(wanted - done, kScratchFrames);
             m_scratch.resize(size_t(frames) * channels);

@@ -38,4 +38,14 @@ public:
     // non-zero status is a read failure (frameCount then says how many
     // frames came before it).
     virtual OSStatus readFrames(int32_t* out, uint32_t& frameCount) = 0;
+
+    // Whether the file's samples are 16-bit values, so that readFrames16
+    // gives exactly what readFrames narrowed to 16 bits would.
+    virtual bool hasExact16BitSamples() const { return false; }
+    // readFrames into 16-bit samples; only called when hasExact16BitSamples().
+    virtual OSStatus readFrames16(int16_t* out, uint32_t& frameCount)
+    {
+        frameCount = 0;
+        return kAudioFileUnspecifiedError;
+    }
 };

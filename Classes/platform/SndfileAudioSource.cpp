@@ -10,6 +10,7 @@ namespace {
 enum class SampleRead
 {
     Integer,
+    Integer16, // 16-bit values: also read as shorts, without a detour through 32 bits
     Double
 };
 
@@ -32,15 +33,15 @@ constexpr uint32_t kMicrosoftGSM = 0x6D730031;
 const SubtypeRow kSubtypes[] = {
     {SF_FORMAT_PCM_S8, kAudioFormatLinearPCM, kSigned, 8, SampleRead::Integer},
     {SF_FORMAT_PCM_U8, kAudioFormatLinearPCM, 0, 8, SampleRead::Integer},
-    {SF_FORMAT_PCM_16, kAudioFormatLinearPCM, kSigned, 16, SampleRead::Integer},
+    {SF_FORMAT_PCM_16, kAudioFormatLinearPCM, kSigned, 16, SampleRead::Integer16},
     {SF_FORMAT_PCM_24, kAudioFormatLinearPCM, kSigned, 24, SampleRead::Integer},
     {SF_FORMAT_PCM_32, kAudioFormatLinearPCM, kSigned, 32, SampleRead::Integer},
     {SF_FORMAT_FLOAT, kAudioFormatLinearPCM, kFloat, 32, SampleRead::Double},
     {SF_FORMAT_DOUBLE, kAudioFormatLinearPCM, kFloat, 64, SampleRead::Double},
     {SF_FORMAT_DPCM_8, kAudioFormatLinearPCM, kSigned, 8, SampleRead::Integer},
-    {SF_FORMAT_DPCM_16, kAudioFormatLinearPCM, kSigned, 16, SampleRead::Integer},
+    {SF_FORMAT_DPCM_16, kAudioFormatLinearPCM, kSigned, 16, SampleRead::Integer16},
     {SF_FORMAT_DWVW_12, kAudioFormatLinearPCM, kSigned, 16, SampleRead::Integer},
-    {SF_FORMAT_DWVW_16, kAudioFormatLinearPCM, kSigned, 16, SampleRead::Integer},
+    {SF_FORMAT_DWVW_16, kAudioFormatLinearPCM, kSigned, 16, SampleRead::Integer16},
     {SF_FORMAT_DWVW_24, kAudioFormatLinearPCM, kSigned, 24, SampleRead::Integer},
     {SF_FORMAT_DWVW_N, kAudioFormatLinearPCM, kSigned, 32, SampleRead::Integer},
     {SF_FORMAT_ULAW, kAudioFormatULaw, 0, 0, SampleRead::Integer},
@@ -171,6 +172,7 @@ std::unique_ptr<SndfileAudioSource> SndfileAudioSource::open(const QString& path
         format.mFramesPerPacket = 1;
     }
     source->m_readsDoubles = row->read == SampleRead::Double;
+    source->m_exact16Bit = row->read == SampleRead::Integer16;
     status = noErr;
     return source;
 }
@@ -245,6 +247,16 @@ OSStatus SndfileAudioSource::readFrames(int32_t* out, uint32_t& frameCount)
     } else {
         read = sf_readf_int(m_file.get(), out, frameCount);
     }
+    return finishRead(read, frameCount);
+}
+
+OSStatus SndfileAudioSource::readFrames16(int16_t* out, uint32_t& frameCount)
+{
+    return finishRead(sf_readf_short(m_file.get(), out, frameCount), frameCount);
+}
+
+OSStatus SndfileAudioSource::finishRead(sf_count_t read, uint32_t& frameCount) const
+{
     frameCount = uint32_t(std::max<sf_count_t>(read, 0));
     // A short read is also how libsndfile ends a truncated file; only a
     // recorded error is a failure.

@@ -26,6 +26,8 @@ public:
     QString fileTypeName() const override;
     QString dataFormatName() const override;
     OSStatus readFrames(int32_t* out, uint32_t& frameCount) override;
+    bool hasExact16BitSamples() const override { return m_exact16Bit; }
+    OSStatus readFrames16(int16_t* out, uint32_t& frameCount) override;
 
 private:
     struct SndfileCloser
@@ -35,6 +37,8 @@ private:
 
     SndfileAudioSource() = default;
     QString formatName(int format) const;
+    // Sets frameCount from libsndfile's answer and tells a failure.
+    OSStatus finishRead(sf_count_t read, uint32_t& frameCount) const;
 
     std::unique_ptr<SNDFILE, SndfileCloser> m_file;
     SF_INFO m_info{};
@@ -43,4 +47,6 @@ private:
     // here: libsndfile's own float-to-int reads do not scale to full range.
     bool m_readsDoubles = false;
     std::vector<double> m_doubles;
+    // 16-bit encodings, which libsndfile also reads as shorts without loss.
+    bool m_exact16Bit = false;
 };
