@@ -59,19 +59,20 @@ compare() {
     ours=$(best_of_five "$driver" $driver_args "$work/in.wav" "$work/out")
     # shellcheck disable=SC2086
     theirs=$(best_of_five lame --quiet --noreplaygain $lame_args "$work/in.wav" "$work/out/lame.mp3")
-    awk -v l="$label" -v o="$ours" -v t="$theirs" -v s="$startup" \
+    awk -v l="$label" -v o="$ours" -v t="$theirs" -v s="$startup" -v ls="$lame_startup" \
         'BEGIN { printf "%-10s sonabrik %7.4f s   lame %7.4f s   ratio %.3f   without the start-up %.3f\n",
-                 l, o, t, o / t, (o - s) / t }'
+                 l, o, t, o / t, (o - s) / (t - ls) }'
 }
 
 # Starting the process (loading Qt, TagLib, LAME and the decoders' libraries,
 # reading the preferences) costs the same whatever it converts; it is also
 # shown apart.
 startup=$(best_of_five "$driver" idle)
+lame_startup=$(best_of_five lame --version)
 echo "60 s of 44.1 kHz stereo, CPU seconds, best of five:"
 compare "VBR V2" "vbr 8" "-V 2 -q 2"
 compare "CBR 192" "cbr 192" "-b 192 -q 2"
-echo "the driver's start-up alone: ${startup} s (lame's: $(best_of_five lame --version) s)"
+echo "start-up alone: the driver ${startup} s, lame ${lame_startup} s"
 idle=$(cpu_and_peak "$driver" idle | cut -d' ' -f2)
 rm -rf "$work/out" && mkdir -p "$work/out"
 short_peak=$(cpu_and_peak "$driver" cbr 192 "$work/in.wav" "$work/out" | cut -d' ' -f2)
