@@ -13,7 +13,7 @@ const GuiServicesTable* table()
     static const GuiServicesTable* const loaded = []() -> const GuiServicesTable* {
         // Never closed: Qt's image plugins, loaded through the module, keep
         // pointers into it.
-        void* module = dlopen(kGuiServicesModule, RTLD_NOW | RTLD_LOCAL);
+        void* module = dlopen(SONABRIK_GUISERVICES_PATH, RTLD_NOW | RTLD_LOCAL);
         if (!module) {
             qWarning("Pictures cannot be read or written: %s", dlerror());
             return nullptr;
@@ -21,7 +21,7 @@ const GuiServicesTable* table()
         auto entry = reinterpret_cast<GuiServicesEntry>(dlsym(module, kGuiServicesEntry));
         const GuiServicesTable* services = entry ? entry() : nullptr;
         if (!services || services->version != kGuiServicesVersion) {
-            qWarning("Pictures cannot be read or written: %s is not this build's", kGuiServicesModule);
+            qWarning("Pictures cannot be read or written: %s is not this build's", SONABRIK_GUISERVICES_PATH);
             return nullptr;
         }
         return services;

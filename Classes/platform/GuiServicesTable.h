@@ -21,6 +21,5 @@ struct GuiServicesTable
 // Raised whenever a function of the table is added, removed or changed.
 constexpr int kGuiServicesVersion = 1;
 
-constexpr const char* kGuiServicesModule = "libsonabrik-guiservices.so";
 constexpr const char* kGuiServicesEntry = "sonabrikGuiServices";
 using GuiServicesEntry = const GuiServicesTable* (*)();
