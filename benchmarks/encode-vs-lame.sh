@@ -52,13 +52,22 @@ best_of_five() {
     echo "$best"
 }
 
+# lower A B: the smaller of two times.
+lower() { awk -v a="$1" -v b="$2" 'BEGIN { print (b == "" || a < b) ? a : b }'; }
+
+# Sonabrik and lame take turns, five rounds, and each keeps its best: a
+# machine whose load drifts then weighs on both alike.
 compare() {
     local label=$1 driver_args=$2 lame_args=$3
-    # shellcheck disable=SC2086
-    local ours theirs
-    ours=$(best_of_five "$driver" $driver_args "$work/in.wav" "$work/out")
-    # shellcheck disable=SC2086
-    theirs=$(best_of_five lame --quiet --noreplaygain $lame_args "$work/in.wav" "$work/out/lame.mp3")
+    local ours="" theirs=""
+    for _ in 1 2 3 4 5; do
+        rm -rf "$work/out" && mkdir -p "$work/out"
+        # shellcheck disable=SC2086
+        ours=$(lower "$(cpu_and_peak "$driver" $driver_args "$work/in.wav" "$work/out" | cut -d' ' -f1)" "$ours")
+        # shellcheck disable=SC2086
+        theirs=$(lower "$(cpu_and_peak lame --quiet --noreplaygain $lame_args "$work/in.wav" "$work/out/lame.mp3" |
+            cut -d' ' -f1)" "$theirs")
+    done
     awk -v l="$label" -v o="$ours" -v t="$theirs" -v s="$startup" -v ls="$lame_startup" \
         'BEGIN { printf "%-10s sonabrik %7.4f s   lame %7.4f s   ratio %.3f   without the start-up %.3f\n",
                  l, o, t, o / t, (o - s) / (t - ls) }'
