@@ -20,16 +20,23 @@ trap 'rm -rf "$audio"' EXIT
 echo "=== Sonabrik's decoders (x_realtime: seconds of audio per CPU second)"
 SONABRIK_BENCH_AUDIO=$audio "$bench" --benchmark_min_time=2 --benchmark_counters_tabular=true
 
-# CPU seconds (user + system) of the best of three runs.
-best_of_three() {
-    local best= times
-    times=$(mktemp)
-    for _ in 1 2 3; do
-        /usr/bin/time -o "$times" -f "%U %S" "$@" > /dev/null 2>&1
-        best=$(awk -v b="$best" '{ t = $1 + $2; print (b == "" || t < b) ? t : b }' "$times")
-    done
-    rm -f "$times"
-    echo "$best"
+# CPU seconds (user + system, to the microsecond as the kernel accounts
+# them; GNU time prints hundredths) of the best of five runs.
+best_of_five() {
+    python3 - "$@" <<'PY'
+import os, sys
+best = None
+for _ in range(5):
+    pid = os.posix_spawnp(sys.argv[1], sys.argv[1:], os.environ,
+                          file_actions=[(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0),
+                                        (os.POSIX_SPAWN_OPEN, 2, os.devnull, os.O_WRONLY, 0)])
+    _, status, usage = os.wait4(pid, 0)
+    if status != 0:
+        sys.exit("failed: " + " ".join(sys.argv[1:]))
+    seconds = usage.ru_utime + usage.ru_stime
+    best = seconds if best is None or seconds < best else best
+print(f"{best:.4f}")
+PY
 }
 
 echo "=== reference tools on the same files"
@@ -42,6 +49,6 @@ for row in "flac -d:flac -d -s -c $audio/bench.flac" \
     "speexdec:speexdec $audio/bench.spx -"; do
     name=${row%%:*}
     # shellcheck disable=SC2086
-    seconds=$(best_of_three ${row#*:})
-    printf '%-34s %12.3f %12.1f\n' "$name" "$seconds" "$(awk -v t="$seconds" 'BEGIN { print 60 / t }')"
+    seconds=$(best_of_five ${row#*:})
+    printf '%-34s %12.4f %12.1f\n' "$name" "$seconds" "$(awk -v t="$seconds" 'BEGIN { print 60 / t }')"
 done
