@@ -2,11 +2,12 @@
 // Pictures and the desktop, from QtGui, loaded on first use.
 //
 // QtGui brings some thirty libraries with it (X11, OpenGL, fonts, D-Bus),
-// and loading them costs a start of the program about 9 ms, as much as the
-// rest of the start together. A conversion needs them only when a file has a
-// picture, so the core does not link QtGui: these functions open the module
-// libsonabrik-guiservices.so (guiservices/GuiServicesModule.cpp, loaded from
-// where the build put it) the first time one is called, and call into it.
+// and loading them cost every start of the program about 9 ms, a third of
+// the whole start. A conversion needs them only when a file has a picture,
+// so the core does not link QtGui: these functions open the module
+// libsonabrik-guiservices.so (guiservices/GuiServicesModule.cpp, loaded
+// from where the build put it) the first time one is called, and call into
+// it.
 //
 // Threads: any. The first call loads under a lock; the module then stays
 // loaded until the process ends.
