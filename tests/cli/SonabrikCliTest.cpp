@@ -274,42 +274,40 @@ TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTra
 // (LD_DEBUG=files) tells which were loaded.
 TEST_F(SonabrikCliTest, QtGuiAndFFmpegAreLoadedOnlyForFilesThatNeedThem)
 {
-    QProcessEnvironment traced = QProcessEnvironment::systemEnvironment();
-    traced.insert(QStringLiteral("LD_DEBUG"), QStringLiteral("files"));
-    const auto loads = [](const CliResult& result, const char* library) {
+    // Converts one fixture alone, with the loader traced; the trace.
+    const auto convertTraced = [this](const char* fixture, const QString& name) {
+        source(QLatin1String(fixture), name + QLatin1Char('/') + name + QLatin1Char('.') +
+                                           QFileInfo(QLatin1String(fixture)).suffix());
+        QProcessEnvironment traced = QProcessEnvironment::systemEnvironment();
+        traced.insert(QStringLiteral("LD_DEBUG"), QStringLiteral("files"));
+        const CliResult result =
+            cli({QStringLiteral("convert"), QStringLiteral("-o"), out(name), in(name)}, {}, traced);
+        EXPECT_EQ(result.exitCode, 0) << fixture;
+        return result.err;
+    };
+    const auto loads = [](const QString& trace, const char* library) {
         // "file=NAME" or, for what is opened by path, "file=/…/NAME".
         const QRegularExpression opened(QStringLiteral("file=(\\S*/)?") +
                                         QRegularExpression::escape(QLatin1String(library)));
-        return result.err.contains(opened);
+        return trace.contains(opened);
     };
 
-    source(QStringLiteral("ctl-short.wav"), QStringLiteral("plain/short.wav"));
-    const CliResult plain = cli({QStringLiteral("convert"), QStringLiteral("-o"),
-                                 out(QStringLiteral("plain")), in(QStringLiteral("plain"))},
-                                {}, traced);
-    ASSERT_EQ(plain.exitCode, 0);
+    const QString plain = convertTraced("ctl-short.wav", QStringLiteral("plain"));
+    ASSERT_TRUE(loads(plain, "libQt6Core.so")) << "no loader trace";
     EXPECT_FALSE(loads(plain, "libQt6Gui.so"));
     EXPECT_FALSE(loads(plain, "libavformat.so"));
 
     // A cover is sized through QtGui, and still reaches the MP3.
-    source(QStringLiteral("reading-one-picture.flac"), QStringLiteral("cover/pictured.flac"));
-    const CliResult pictured = cli({QStringLiteral("convert"), QStringLiteral("-o"),
-                                    out(QStringLiteral("cover")), in(QStringLiteral("cover"))},
-                                   {}, traced);
-    ASSERT_EQ(pictured.exitCode, 0);
+    const QString pictured = convertTraced("reading-one-picture.flac", QStringLiteral("cover"));
     EXPECT_TRUE(loads(pictured, "libsonabrik-guiservices.so"));
     EXPECT_TRUE(loads(pictured, "libQt6Gui.so"));
-    const QJsonObject frames = mutagenTags(out(
-        QStringLiteral("cover/pictured.mp3")))[QStringLiteral("id3v2")][QStringLiteral("frames")]
-                                   .toObject();
+    const QJsonObject frames =
+        mutagenTags(out(QStringLiteral("cover/cover.mp3")))[QStringLiteral("id3v2")][QStringLiteral("frames")]
+            .toObject();
     EXPECT_EQ(frames["APIC"][0]["mime"].toString(), QStringLiteral("image/png"));
 
     // M4A goes through FFmpeg.
-    source(QStringLiteral("plat-aac.m4a"), QStringLiteral("aac/aac.m4a"));
-    const CliResult aac = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(QStringLiteral("aac")),
-                               in(QStringLiteral("aac"))},
-                              {}, traced);
-    ASSERT_EQ(aac.exitCode, 0);
+    const QString aac = convertTraced("plat-aac.m4a", QStringLiteral("aac"));
     EXPECT_TRUE(loads(aac, "libavformat.so"));
 }
 
