@@ -7,7 +7,7 @@
 // sox, flac, oggenc, opusenc and speexenc. "DecoderBenchmark --make-audio
 // DIR" only makes the files.
 
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "ZTDecoder.h"
 
 #include <QCoreApplication>
@@ -129,7 +129,7 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    const QString log = ErrorLogWindowController::sharedController()->errorLogAsString();
+    const QString log = ErrorLog::shared()->errorLogAsString();
     if (!log.isEmpty()) {
         std::fprintf(stderr, "%s", qPrintable(log));
     }

@@ -9,7 +9,7 @@
 // the defaults apply (tags are written, the file is moved into place).
 
 #include "BasicEncodeDelegate.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "MP3EncodeOperation.h"
 #include "Preferences.h"
 
@@ -58,7 +58,7 @@ int main(int argc, char** argv)
     app.exec();
 
     if (!operation.success()) {
-        std::fprintf(stderr, "%s", qPrintable(ErrorLogWindowController::sharedController()->errorLogAsString()));
+        std::fprintf(stderr, "%s", qPrintable(ErrorLog::shared()->errorLogAsString()));
         return 1;
     }
     std::printf("%s\n", qPrintable(operation.outFilePath()));

@@ -3,7 +3,7 @@
 #include "ApplicationNotifier.h"
 #include "EncodeRun.h"
 #include "EncoderSettings.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "FileEncodeOperation.h"
 #include "FileIntake.h"
 #include "MainThread.h"
@@ -97,6 +97,8 @@ void ApplicationController::awakeFromNib()
 
     connect(ApplicationNotifier::shared(), &ApplicationNotifier::filesDropped, this,
             &ApplicationController::filesWereDropped);
+    connect(ApplicationNotifier::shared(), &ApplicationNotifier::outputDirectoryDidChange, this,
+            &ApplicationController::outputDirectoryChanged);
 
     m_encoderSettings.clear();
     m_createdOutputPaths.clear();
@@ -110,6 +112,7 @@ void ApplicationController::awakeFromNib()
     m_selectedOperations.clear();
     m_overwriteExistingFilesHandling = 0;
 
+    m_ui->refreshOutputDirectoryPopUp();
     createFirstEncoderSettings();
     m_ui->reloadQueueList();
     m_ui->reloadOutputFormatList();
@@ -346,9 +349,18 @@ void ApplicationController::deleteRows(const QList<int>& rows)
     });
 }
 
-void ApplicationController::removeSelectedItems()
+void ApplicationController::removeSelectedItems(std::optional<int> menuClickedRow)
 {
-    deleteRows(m_ui->selectedRows());
+    if (!menuClickedRow) {
+        deleteRows(m_ui->selectedRows());
+        return;
+    }
+    deleteRows(*menuClickedRow >= 0 ? QList<int>{*menuClickedRow} : QList<int>{});
+}
+
+void ApplicationController::outputDirectoryChanged()
+{
+    m_ui->refreshOutputDirectoryPopUp();
 }
 
 void ApplicationController::clear()
@@ -399,7 +411,7 @@ void ApplicationController::applicationShouldTerminate(std::function<void(bool t
             reply(false);
             return;
         }
-        ErrorLogWindowController::sharedController()->clear();
+        ErrorLog::shared()->clear();
         reply(true);
     });
 }

@@ -89,7 +89,10 @@ public:
 
     // Row removal.
     void deleteRows(const QList<int>& rows);
-    void removeSelectedItems();
+    // From a context menu, menuClickedRow is the row under the menu (-1 when
+    // it opened below the rows): that row alone is removed. From anywhere
+    // else (no menu row given), the selected rows are.
+    void removeSelectedItems(std::optional<int> menuClickedRow = std::nullopt);
     void clear();
 
     // The run.
@@ -152,6 +155,7 @@ private:
     void startRefreshTimer();
     void createFirstEncoderSettings();
     void filesWereDropped(const QStringList& paths);
+    void outputDirectoryChanged();
 
     UserInterface* m_ui;
     std::unique_ptr<OperationsArrayController> m_operations;

@@ -3,7 +3,7 @@
 #include "ApplicationController.h"
 #include "EncodeOperation.h"
 #include "EncoderSettings.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "FileEncodeOperation.h"
 #include "OperationsArrayController.h"
 #include "Preferences.h"
@@ -110,7 +110,7 @@ void EncodeRun::encode()
     }
 
     ui.closeSecondaryWindows();
-    ErrorLogWindowController::sharedController()->clear();
+    ErrorLog::shared()->clear();
     c.clearSelection();
     ui.setEncodeButtonToCancel(true);
     c.m_runningOperations = 0;

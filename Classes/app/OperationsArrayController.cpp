@@ -14,7 +14,10 @@ OperationsArrayController::~OperationsArrayController()
 
 void OperationsArrayController::append(FileEncodeOperation* operation)
 {
+    const qsizetype index = m_operations.size();
+    Q_EMIT operationAboutToBeInserted(index);
     m_operations.append(operation);
+    Q_EMIT operationInserted(index);
     Q_EMIT arrangedObjectsChanged();
 }
 
@@ -24,7 +27,9 @@ void OperationsArrayController::remove(FileEncodeOperation* operation)
     if (index < 0) {
         return;
     }
+    Q_EMIT operationAboutToBeRemoved(index);
     m_operations.removeAt(index);
+    Q_EMIT operationRemoved(index);
     // Rows below the removed one move up by one.
     QList<int> selection;
     for (int row : std::as_const(m_selection)) {
@@ -64,12 +69,15 @@ QStringList OperationsArrayController::paths() const
 void OperationsArrayController::setSelectionIndexes(const QList<int>& rows)
 {
     QList<int> selection;
+    selection.reserve(rows.size());
     for (int row : rows) {
-        if (row >= 0 && row < m_operations.size() && !selection.contains(row)) {
+        if (row >= 0 && row < m_operations.size()) {
             selection.append(row);
         }
     }
+    // Sorted first: a whole queue of ten thousand rows may be selected.
     std::sort(selection.begin(), selection.end());
+    selection.erase(std::unique(selection.begin(), selection.end()), selection.end());
     m_selection = selection;
 }
 

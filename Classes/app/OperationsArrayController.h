@@ -46,6 +46,13 @@ public:
     QList<FileEncodeOperation*> selectedObjects() const;
 
 Q_SIGNALS:
+    // Around each single insertion and removal, so that a list model can
+    // announce the row itself instead of resetting.
+    void operationAboutToBeInserted(qsizetype index);
+    void operationInserted(qsizetype index);
+    void operationAboutToBeRemoved(qsizetype index);
+    void operationRemoved(qsizetype index);
+    // After any change of the list.
     void arrangedObjectsChanged();
 
 private:

@@ -70,6 +70,9 @@ public:
     virtual void moveSelectionUp() = 0;
     virtual void moveSelectionDown() = 0;
 
+    // The output folder selector shows the folder of the preferences again.
+    virtual void refreshOutputDirectoryPopUp() = 0;
+
     // The Encode button: true shows Cancel.
     virtual void setEncodeButtonToCancel(bool cancel) = 0;
     virtual void setEncodeButtonEnabled(bool enabled) = 0;

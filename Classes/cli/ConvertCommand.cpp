@@ -2,7 +2,7 @@
 
 #include "ApplicationController.h"
 #include "EncoderSettings.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "FileEncodeOperation.h"
 #include "OperationsArrayController.h"
 #include "Preferences.h"
@@ -126,7 +126,7 @@ int ConvertCommand::run()
             const qint64 failed = controller.failedEncodes();
             const qint64 total = failed + controller.successfulEncodes();
             if (failed > 0) {
-                m_err << "\nError log:\n" << ErrorLogWindowController::sharedController()->errorLogAsString();
+                m_err << "\nError log:\n" << ErrorLog::shared()->errorLogAsString();
                 m_err.flush();
             }
             // A file whose outputs were all kept counts as a success of the

@@ -4,7 +4,7 @@
 #include "ApplicationController.h"
 #include "AudioMetadata.h"
 #include "EncoderSettings.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "NamedException.h"
 #include "NamingScheme.h"
 #include "ZTDecoder.h"
@@ -112,7 +112,7 @@ int InfoCommand::info(const QStringList& paths, bool json, QTextStream& out, QTe
             out << "  " << key << ": " << text << '\n';
         }
     }
-    const QString log = ErrorLogWindowController::sharedController()->errorLogAsString();
+    const QString log = ErrorLog::shared()->errorLogAsString();
     if (!log.isEmpty()) {
         err << log;
     }
@@ -152,7 +152,7 @@ int InfoCommand::decoders(const QStringList& paths, QTextStream& out, QTextStrea
             ++failures;
         }
     }
-    const QString log = ErrorLogWindowController::sharedController()->errorLogAsString();
+    const QString log = ErrorLog::shared()->errorLogAsString();
     if (!log.isEmpty()) {
         err << log;
     }

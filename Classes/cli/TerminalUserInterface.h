@@ -64,6 +64,7 @@ public:
     void moveSelectionUp() override {}
     void moveSelectionDown() override {}
 
+    void refreshOutputDirectoryPopUp() override {}
     void setEncodeButtonToCancel(bool) override {}
     void setEncodeButtonEnabled(bool) override {}
 

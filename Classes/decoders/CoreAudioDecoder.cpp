@@ -1,7 +1,7 @@
 #include "CoreAudioDecoder.h"
 
 #include "AudioFileReader.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "NamedException.h"
 
 #include <QUrl>
@@ -61,40 +61,40 @@ CoreAudioDecoder::~CoreAudioDecoder() = default;
 bool CoreAudioDecoder::initWithFilename(const QString& path)
 {
     if (!ZTDecoder::initWithFilename(path)) {
-        ErrorLogWindowController::logMessage(QStringLiteral("Failed To Initialize Core Audio Decoder"));
+        ErrorLog::logMessage(QStringLiteral("Failed To Initialize Core Audio Decoder"));
         return false;
     }
 
     const QUrl url = QUrl::fromLocalFile(path);
     if (path.isEmpty() || !url.isValid()) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("Failed To Make Path Into File URL: %1").arg(path));
         return false;
     }
     OSStatus status = noErr;
     m_extAudioFile = AudioFileReader::open(url.toLocalFile(), status);
     if (!m_extAudioFile) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("ExtAudioFileOpenURL Failed With Error: %1").arg(statusText(status)));
         return false;
     }
 
     status = m_extAudioFile->getFileDataFormat(m_sourceFormat);
     if (status != noErr) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("Failed To Get Audio File Property File Data Format.  Error: %1")
                 .arg(statusText(status)));
         return false;
     }
 
     if (!fillDecodeFormat()) {
-        ErrorLogWindowController::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
+        ErrorLog::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
         return false;
     }
 
     status = m_extAudioFile->setClientDataFormat(m_decodeFormat);
     if (status != noErr) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("Audio File Set Property Client Data Format Failed With Error: %1")
                 .arg(statusText(status)));
         return false;

@@ -1,7 +1,7 @@
 #include "DecoderFactory.h"
 
 #include "CoreAudioDecoder.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "FFMPEGDecoder.h"
 #include "FLACDecoder.h"
 #include "NamedException.h"
@@ -118,12 +118,12 @@ std::unique_ptr<ZTDecoder> openDecoderOfClass(DecoderClass decoderClass, const Q
         if (auto decoder = open<CoreAudioDecoder>(path)) {
             return decoder;
         }
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder"));
         return open<FFMPEGDecoder>(path);
     default:
         // Decoders of this class are not part of this build.
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("No %1 Is Available For File: %2").arg(DecoderFactory::decoderClassName(decoderClass), path));
         return nullptr;
     }

@@ -1,6 +1,6 @@
 #include "FFMPEGDecoder.h"
 
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "FFmpegError.h"
 #include "FFmpegInput.h"
 
@@ -33,8 +33,8 @@ void converterLayout(const AVChannelLayout& from, AVChannelLayout& to)
 
 void FFMPEGDecoder::logFailure(const QString& message, int error)
 {
-    ErrorLogWindowController::logMessage(message);
-    ErrorLogWindowController::logMessage(
+    ErrorLog::logMessage(message);
+    ErrorLog::logMessage(
         QStringLiteral("%1: %2").arg(m_inFilePath, FFmpegError::text(error)));
 }
 
@@ -77,7 +77,7 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
     }
     if (!stream) {
         m_ic.reset();
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("FFMPEG Could Not Find A Valid Codec In File: %1").arg(path));
         return false;
     }
@@ -114,7 +114,7 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
     if (m_decodeFormat.mBytesPerFrame == 0) {
         m_c.reset();
         m_ic.reset();
-        ErrorLogWindowController::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
+        ErrorLog::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
         return false;
     }
     setChannelLayout(AudioChannelLayout::withTag(channels == 1   ? kAudioChannelLayoutTag_Mono
@@ -146,7 +146,7 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
     const int sent = ff::avcodec_send_packet(m_c.get(), packet);
     if (sent < 0 && sent != AVERROR_EOF) {
         if (packet) {
-            ErrorLogWindowController::logMessage(
+            ErrorLog::logMessage(
                 QStringLiteral(
                     "FFMPEG Encountered An Error While Decoding File: %1 Error in avcodec_decode_audio4")
                     .arg(m_inFilePath));
@@ -156,7 +156,7 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
     while (true) {
         AVFramePtr frame(ff::av_frame_alloc());
         if (!frame) {
-            ErrorLogWindowController::logMessage(
+            ErrorLog::logMessage(
                 QStringLiteral(
                     "FFMPEG Encountered An Error While Decoding File: %1  Error in avcodec_alloc_frame")
                     .arg(m_inFilePath));
@@ -167,7 +167,7 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
             return;
         }
         if (received < 0) {
-            ErrorLogWindowController::logMessage(
+            ErrorLog::logMessage(
                 QStringLiteral(
                     "FFMPEG Encountered An Error While Decoding File: %1 Error in avcodec_decode_audio4")
                     .arg(m_inFilePath));

@@ -1,7 +1,7 @@
 #include "FLACDecoder.h"
 
 #include "ChannelLayouts.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "NamedException.h"
 
 #include <QFile>
@@ -40,7 +40,7 @@ bool FLACDecoder::initWithFilename(const QString& path)
 
     m_flac.reset(FLAC__stream_decoder_new());
     if (!m_flac) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("Could Not Create FLAC Decoder For File: %1").arg(path));
         return false;
     }
@@ -48,7 +48,7 @@ bool FLACDecoder::initWithFilename(const QString& path)
     const FLAC__StreamDecoderInitStatus status =
         initStream(m_flac.get(), QFile::encodeName(path).constData());
     if (status != FLAC__STREAM_DECODER_INIT_STATUS_OK) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("Initialization of FLAC Decoder Failed For File: %1 Error: %2")
                 .arg(path)
                 .arg(int(status)));
@@ -58,7 +58,7 @@ bool FLACDecoder::initWithFilename(const QString& path)
     const bool processed = FLAC__stream_decoder_process_until_end_of_metadata(m_flac.get());
     rethrowPendingException();
     if (!processed) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("FLAC Stream Decoder Failed To Process Metadata For File: %1").arg(path));
         return false;
     }
@@ -67,7 +67,7 @@ bool FLACDecoder::initWithFilename(const QString& path)
     setSignedPackedFormat(m_decodeFormat.mSampleRate, m_decodeFormat.mChannelsPerFrame,
                           m_decodeFormat.mBitsPerChannel, bytesPerSample);
     if (m_decodeFormat.mBytesPerFrame == 0) {
-        ErrorLogWindowController::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
+        ErrorLog::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
         return false;
     }
     return true;

@@ -1,7 +1,7 @@
 #include "OggOpusDecoder.h"
 
 #include "ChannelLayouts.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "NamedException.h"
 #include "OggGranuleSpan.h"
 #include "OpusHeader.h"
@@ -37,7 +37,7 @@ bool OggOpusDecoder::initWithFilename(const QString& path)
 
     setSignedPackedFormat(m_rate, uint32_t(m_channels), 16, 2);
     if (m_decodeFormat.mBytesPerFrame == 0) {
-        ErrorLogWindowController::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
+        ErrorLog::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
         return false;
     }
     setChannelLayout(ChannelLayouts::vorbisLayout(uint32_t(m_channels)));

@@ -1,7 +1,7 @@
 #include "OggSpeexDecoder.h"
 
 #include "ChannelLayouts.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "NamedException.h"
 #include "OggGranuleSpan.h"
 
@@ -53,7 +53,7 @@ bool OggSpeexDecoder::initWithFilename(const QString& path)
 
     setSignedPackedFormat(m_decodeFormat.mSampleRate, uint32_t(m_channels), 16, 2);
     if (m_decodeFormat.mBytesPerFrame == 0) {
-        ErrorLogWindowController::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
+        ErrorLog::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
         return false;
     }
     setChannelLayout(ChannelLayouts::speexLayout(uint32_t(m_channels)));

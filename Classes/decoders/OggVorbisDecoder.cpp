@@ -1,7 +1,7 @@
 #include "OggVorbisDecoder.h"
 
 #include "ChannelLayouts.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "NamedException.h"
 
 #include <QFile>
@@ -54,7 +54,7 @@ bool OggVorbisDecoder::initWithFilename(const QString& path)
 
     setSignedPackedFormat(double(info->rate), uint32_t(info->channels), 16, 2);
     if (m_decodeFormat.mBytesPerFrame == 0) {
-        ErrorLogWindowController::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
+        ErrorLog::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
         return false;
     }
     setChannelLayout(ChannelLayouts::vorbisLayout(uint32_t(info->channels)));

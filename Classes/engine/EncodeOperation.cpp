@@ -1,7 +1,7 @@
 #include "EncodeOperation.h"
 
 #include "EncodeOperationDelegate.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "Locked.h"
 #include "MainThread.h"
 #include "NamingScheme.h"
@@ -275,7 +275,7 @@ bool EncodeOperation::determineOutputPath()
     }
 
     if (isInITunesFolder(candidate)) {
-        ErrorLogWindowController::logMessage(tr(kITunesFolderMessage.toUtf8().constData()));
+        ErrorLog::logMessage(tr(kITunesFolderMessage.toUtf8().constData()));
         m_success = false;
         completeOperation();
         return false;
@@ -326,7 +326,7 @@ void EncodeOperation::moveEncodedFileToOutputLocation()
         }
         if (written.isEmpty()) {
             // Nothing was put in place, so nothing may be replaced either.
-            ErrorLogWindowController::logMessage(tr(kCouldNotMoveToFolderMessage.toUtf8().constData())
+            ErrorLog::logMessage(tr(kCouldNotMoveToFolderMessage.toUtf8().constData())
                                                      .arg(displayName(destination.path()), error));
             m_success = false;
         } else {
@@ -336,7 +336,7 @@ void EncodeOperation::moveEncodedFileToOutputLocation()
             if (replace && written != outPath) {
                 OutputFiles::moveToTrashOrDelete(outPath);
                 if (!OutputFiles::replace(written, outPath, &error)) {
-                    ErrorLogWindowController::logMessage(
+                    ErrorLog::logMessage(
                         tr(kCouldNotMoveToLocationMessage.toUtf8().constData())
                             .arg(displayName(outPath), error));
                     m_success = false;
@@ -364,7 +364,7 @@ void EncodeOperation::updateMetadataOnly()
     setTempFilePath(m_inFilePath);
 
     if (isInITunesFolder(m_inFilePath)) {
-        ErrorLogWindowController::logMessage(tr(kITunesMetadataMessage.toUtf8().constData()));
+        ErrorLog::logMessage(tr(kITunesMetadataMessage.toUtf8().constData()));
         m_success = false;
         completeOperation();
         return;
@@ -392,7 +392,7 @@ void EncodeOperation::updateMetadataOnly()
             QFile::remove(target);
         }
         if (target.isEmpty() || !OutputFiles::replace(m_inFilePath, target, &error)) {
-            ErrorLogWindowController::logMessage(tr(kCouldNotMoveToFolderMessage.toUtf8().constData())
+            ErrorLog::logMessage(tr(kCouldNotMoveToFolderMessage.toUtf8().constData())
                                                      .arg(displayName(destination.path()), error));
             m_success = false;
         } else {

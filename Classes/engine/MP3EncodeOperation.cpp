@@ -1,7 +1,7 @@
 #include "MP3EncodeOperation.h"
 
 #include "CoreAudioTypes.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "MP3TagWriter.h"
 #include "MainThread.h"
 #include "NamedException.h"
@@ -114,7 +114,7 @@ void MP3EncodeOperation::main()
 
     if (format->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction) {
         if (QFileInfo(inFilePath()).suffix().toLower() != QLatin1String("mp3")) {
-            ErrorLogWindowController::logMessage(
+            ErrorLog::logMessage(
                 tr("Could Not Write Metadata To: %1.  Sonabrik Only Supports Writing Metadata To MP3 Files.")
                     .arg(inFilePath()));
             setSuccess(false);
@@ -141,12 +141,12 @@ void MP3EncodeOperation::main()
         encode();
     } catch (const NamedException& exception) {
         setSuccess(false);
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             tr(kFailedToEncodeMessage.toUtf8().constData())
                 .arg(QFileInfo(inFilePath()).fileName(), exception.reason()));
     } catch (const std::exception& exception) {
         setSuccess(false);
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             tr(kFailedToEncodeMessage.toUtf8().constData())
                 .arg(QFileInfo(inFilePath()).fileName(), QString::fromLocal8Bit(exception.what())));
     }
@@ -167,13 +167,13 @@ void MP3EncodeOperation::encode()
     try {
         decoder = ZTDecoder::decoderWithFilename(inFilePath());
     } catch (const NamedException& exception) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             tr("MP3 Encode Operation Aborting. Could Not Initialize Any Decoder For File: %1. Exception: %2")
                 .arg(inFilePath(), exception.reason()));
         return;
     }
     if (!decoder) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             tr("MP3 Encode Operation Aborting. Could Not Initialize Any Decoder For File: %1.")
                 .arg(inFilePath()));
         return;
@@ -191,7 +191,7 @@ void MP3EncodeOperation::encode()
 
     m_gfp.reset(lame_init());
     if (!m_gfp) {
-        ErrorLogWindowController::logMessage(tr("Failed To Initialize LAME Encoder"));
+        ErrorLog::logMessage(tr("Failed To Initialize LAME Encoder"));
         return;
     }
 
@@ -281,7 +281,7 @@ void MP3EncodeOperation::encode()
     setSuccess(true);
     if (m_outFile && !closeOutFile()) {
         const NamedException failure(kIOException, QStringLiteral("Unable to close the output file."));
-        ErrorLogWindowController::logMessage(failure.reason());
+        ErrorLog::logMessage(failure.reason());
         setSuccess(false);
     }
     buffer = {};

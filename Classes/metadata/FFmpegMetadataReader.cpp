@@ -1,6 +1,6 @@
 #include "FFmpegMetadataReader.h"
 
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "FFmpegError.h"
 #include "FFmpegInput.h"
 #include "FFmpegPointers.h"
@@ -111,11 +111,11 @@ AudioMetadataPtr FFmpegMetadataReader::metadataFromFFMPEGFile(const QString& pat
     int error = 0;
     const AVFormatContextPtr context = FFmpegInput::openWithRetries(path, false, &error);
     if (!context) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("FFMPEG Could Not Open Input For File For Metadata Reading: %1 ERROR: %2")
                 .arg(path)
                 .arg(error));
-        ErrorLogWindowController::logMessage(QStringLiteral("%1: %2").arg(path, FFmpegError::text(error)));
+        ErrorLog::logMessage(QStringLiteral("%1: %2").arg(path, FFmpegError::text(error)));
         return record;
     }
 

@@ -2,7 +2,7 @@
 
 #include "APEFileReader.h"
 #include "DSDFileReader.h"
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "FFmpegMetadataReader.h"
 #include "ID3FileReader.h"
 #include "MP4FileReader.h"
@@ -167,7 +167,7 @@ AudioMetadataPtr MetadataReader::metadataFromFile(const QString& path)
             record->applyFilenameTitleFallback(path);
         }
     } catch (const NamedException& exception) {
-        ErrorLogWindowController::logMessage(
+        ErrorLog::logMessage(
             QStringLiteral("Could Not Initialize Audio Metadata for: %1 Error: %2")
                 .arg(path, exception.reason()));
     } catch (...) {

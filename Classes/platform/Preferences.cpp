@@ -1,6 +1,6 @@
 #include "Preferences.h"
 
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "PropertyList.h"
 
 #include <QDir>
@@ -162,7 +162,7 @@ QVariantMap Preferences::defaultsResource()
     if (defaults.typeId() != QMetaType::QVariantMap) {
         // Only a broken build gets here; the program still runs on the
         // built-in fallbacks of each reader.
-        ErrorLogWindowController::logMessage(QStringLiteral("Could not read the default preferences %1: %2")
+        ErrorLog::logMessage(QStringLiteral("Could not read the default preferences %1: %2")
                                                  .arg(kDefaultsResourcePath, error));
         return {};
     }

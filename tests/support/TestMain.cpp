@@ -1,11 +1,15 @@
 // The main of every test program: a private home and XDG folders (so that
 // preferences, the Trash and ~/Music of the tests never touch the user's),
 // a GUI application object on the offscreen platform (images and the
-// clipboard work without a display), then the tests.
+// clipboard work without a display; the widget tests get a widget
+// application), then the tests.
 
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
+#ifdef SONABRIK_WIDGET_TESTS
+#include <QApplication>
+#endif
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -27,7 +31,11 @@ int main(int argc, char** argv)
     qputenv("XDG_RUNTIME_DIR", homePath + "/.runtime");
     qputenv("QT_QPA_PLATFORM", "offscreen");
 
+#ifdef SONABRIK_WIDGET_TESTS
+    QApplication app(argc, argv);
+#else
     QGuiApplication app(argc, argv);
+#endif
     QCoreApplication::setApplicationName(QStringLiteral("Sonabrik"));
     QCoreApplication::setApplicationVersion(QStringLiteral(SONABRIK_VERSION));
     testing::InitGoogleTest(&argc, argv);

@@ -1,6 +1,6 @@
 #include "Tools.h"
 
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 
 #include <QJsonDocument>
 #include <QProcess>
@@ -45,13 +45,13 @@ QString systemPython()
 
 ErrorLogCapture::ErrorLogCapture()
 {
-    ErrorLogWindowController::sharedController()->clear();
+    ErrorLog::shared()->clear();
 }
 
 QStringList ErrorLogCapture::messages() const
 {
     QStringList messages;
-    for (const ErrorLogEntry& entry : ErrorLogWindowController::sharedController()->errorLog()) {
+    for (const ErrorLogEntry& entry : ErrorLog::shared()->errorLog()) {
         messages << entry.log;
     }
     return messages;

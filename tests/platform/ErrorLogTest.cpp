@@ -1,4 +1,4 @@
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 #include "Fixtures.h"
 
 #include <QFile>
@@ -11,18 +11,18 @@
 
 namespace {
 
-class ErrorLog : public testing::Test
+class ErrorLogTest : public testing::Test
 {
 protected:
     void SetUp() override { log->clear(); }
-    ErrorLogWindowController* log = ErrorLogWindowController::sharedController();
+    ErrorLog* log = ErrorLog::shared();
 };
 
-TEST_F(ErrorLog, EachEntryIsDateTabMessageNewline)
+TEST_F(ErrorLogTest, EachEntryIsDateTabMessageNewline)
 {
     EXPECT_EQ(log->errorLogAsString(), QString());
-    ErrorLogWindowController::logMessage(QStringLiteral("First"));
-    ErrorLogWindowController::logMessage(QStringLiteral("Second\twith tab"));
+    ErrorLog::logMessage(QStringLiteral("First"));
+    ErrorLog::logMessage(QStringLiteral("Second\twith tab"));
     const QString text = log->errorLogAsString();
     static const QRegularExpression line(
         QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000\\tFirst\\n"
@@ -30,20 +30,20 @@ TEST_F(ErrorLog, EachEntryIsDateTabMessageNewline)
     EXPECT_TRUE(line.match(text).hasMatch()) << text.toStdString();
 }
 
-TEST_F(ErrorLog, ClearingAnnouncesTheChangeEvenWhenEmpty)
+TEST_F(ErrorLogTest, ClearingAnnouncesTheChangeEvenWhenEmpty)
 {
     int willChange = 0, didChange = 0;
     qsizetype countSeenBefore = -1;
-    auto a = QObject::connect(log, &ErrorLogWindowController::errorLogWillChange, [&] {
+    auto a = QObject::connect(log, &ErrorLog::errorLogWillChange, [&] {
         ++willChange;
         countSeenBefore = log->count(); // observers may read the log from the slot
     });
-    auto b = QObject::connect(log, &ErrorLogWindowController::errorLogDidChange, [&] { ++didChange; });
+    auto b = QObject::connect(log, &ErrorLog::errorLogDidChange, [&] { ++didChange; });
     log->clear();
     EXPECT_EQ(willChange, 1);
     EXPECT_EQ(didChange, 1);
     EXPECT_EQ(countSeenBefore, 0);
-    ErrorLogWindowController::logMessage(QStringLiteral("x"));
+    ErrorLog::logMessage(QStringLiteral("x"));
     log->clear();
     EXPECT_EQ(countSeenBefore, 1);
     EXPECT_EQ(log->count(), 0);
@@ -51,14 +51,14 @@ TEST_F(ErrorLog, ClearingAnnouncesTheChangeEvenWhenEmpty)
     QObject::disconnect(b);
 }
 
-TEST_F(ErrorLog, MessagesFromManyThreadsAreAllKeptInEachThreadsOrder)
+TEST_F(ErrorLogTest, MessagesFromManyThreadsAreAllKeptInEachThreadsOrder)
 {
     constexpr int kThreads = 8, kMessages = 300;
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([t] {
             for (int i = 0; i < kMessages; ++i) {
-                ErrorLogWindowController::logMessage(QStringLiteral("%1:%2").arg(t).arg(i));
+                ErrorLog::logMessage(QStringLiteral("%1:%2").arg(t).arg(i));
             }
         });
     }
@@ -75,9 +75,9 @@ TEST_F(ErrorLog, MessagesFromManyThreadsAreAllKeptInEachThreadsOrder)
     }
 }
 
-TEST_F(ErrorLog, SavesAndMailsTheText)
+TEST_F(ErrorLogTest, SavesAndMailsTheText)
 {
-    ErrorLogWindowController::logMessage(QStringLiteral("Ünïcode & more"));
+    ErrorLog::logMessage(QStringLiteral("Ünïcode & more"));
     ScratchDir scratch;
     const QString path = scratch.file(QStringLiteral("report.log"));
     log->saveToFile(path);

@@ -1,4 +1,4 @@
-#include "ErrorLogWindowController.h"
+#include "ErrorLog.h"
 
 #include "GuiServices.h"
 
@@ -6,20 +6,20 @@
 #include <QSaveFile>
 #include <QUrl>
 
-const QString ErrorLogWindowController::kSupportAddress = QStringLiteral("support@sonabrik.org");
+const QString ErrorLog::kSupportAddress = QStringLiteral("support@sonabrik.org");
 
-ErrorLogWindowController* ErrorLogWindowController::sharedController()
+ErrorLog* ErrorLog::shared()
 {
     // A function-local static is created once, under the compiler's own lock.
     // It is deliberately leaked: workers may still log while the program
     // exits, and must never find it destroyed.
-    static ErrorLogWindowController* shared = new ErrorLogWindowController();
-    return shared;
+    static ErrorLog* instance = new ErrorLog();
+    return instance;
 }
 
-void ErrorLogWindowController::logMessage(const QString& message)
+void ErrorLog::logMessage(const QString& message)
 {
-    ErrorLogWindowController* log = sharedController();
+    ErrorLog* log = shared();
     qsizetype index;
     {
         QMutexLocker locker(&log->m_lock);
@@ -29,29 +29,29 @@ void ErrorLogWindowController::logMessage(const QString& message)
     Q_EMIT log->entryInserted(index);
 }
 
-void ErrorLogWindowController::insertObjectInErrorLogAtIndex(const ErrorLogEntry& entry, qsizetype index)
+void ErrorLog::insertObjectInErrorLogAtIndex(const ErrorLogEntry& entry, qsizetype index)
 {
     m_errorLog.insert(index, entry);
 }
 
-QList<ErrorLogEntry> ErrorLogWindowController::errorLog() const
+QList<ErrorLogEntry> ErrorLog::errorLog() const
 {
     QMutexLocker locker(&m_lock);
     return m_errorLog;
 }
 
-qsizetype ErrorLogWindowController::count() const
+qsizetype ErrorLog::count() const
 {
     QMutexLocker locker(&m_lock);
     return m_errorLog.size();
 }
 
-QString ErrorLogWindowController::textOfDate(const QDateTime& date)
+QString ErrorLog::textOfDate(const QDateTime& date)
 {
     return date.toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) + QStringLiteral(" +0000");
 }
 
-QString ErrorLogWindowController::errorLogAsString() const
+QString ErrorLog::errorLogAsString() const
 {
     QString text;
     for (const ErrorLogEntry& entry : errorLog()) {
@@ -60,7 +60,7 @@ QString ErrorLogWindowController::errorLogAsString() const
     return text;
 }
 
-void ErrorLogWindowController::clear()
+void ErrorLog::clear()
 {
     QMutexLocker locker(&m_lock);
     // Announced under the lock so that no message from another thread can
@@ -70,7 +70,7 @@ void ErrorLogWindowController::clear()
     Q_EMIT errorLogDidChange();
 }
 
-void ErrorLogWindowController::saveToFile(const QString& path) const
+void ErrorLog::saveToFile(const QString& path) const
 {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
@@ -80,7 +80,7 @@ void ErrorLogWindowController::saveToFile(const QString& path) const
     file.commit();
 }
 
-QString ErrorLogWindowController::emailReportURL() const
+QString ErrorLog::emailReportURL() const
 {
     const QString version = QCoreApplication::applicationVersion().isEmpty()
                                 ? QStringLiteral(SONABRIK_VERSION)
@@ -94,7 +94,7 @@ QString ErrorLogWindowController::emailReportURL() const
              QString::fromUtf8(QUrl::toPercentEncoding(body)));
 }
 
-void ErrorLogWindowController::emailReportToDeveloper() const
+void ErrorLog::emailReportToDeveloper() const
 {
     GuiServices::openUrl(QUrl(emailReportURL()));
 }

@@ -21,13 +21,13 @@ struct ErrorLogEntry
     QString log;    // the message
 };
 
-class ErrorLogWindowController : public QObject
+class ErrorLog : public QObject
 {
     Q_OBJECT
 public:
     // The shared instance, created on first use (thread-safe) and never
     // destroyed.
-    static ErrorLogWindowController* sharedController();
+    static ErrorLog* shared();
 
     // Appends a message to the shared instance's log. Callable from any thread.
     static void logMessage(const QString& message);
@@ -63,7 +63,7 @@ Q_SIGNALS:
     void errorLogDidChange();
 
 private:
-    ErrorLogWindowController() = default;
+    ErrorLog() = default;
     void insertObjectInErrorLogAtIndex(const ErrorLogEntry& entry, qsizetype index);
 
     // Recursive, so that an observer of clear() on the same thread may read
