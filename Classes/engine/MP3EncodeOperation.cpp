@@ -228,6 +228,12 @@ void MP3EncodeOperation::encode()
     }
     setCurrentStatus(tr("Encoding %1").arg(formatName));
 
+    const auto reportProgress = [&](qint64 framesLeft) {
+        setCurrentFrame(totalFrames() - framesLeft);
+        setCurrentStatus(tr("Encoding %1 - %2%")
+                             .arg(formatName)
+                             .arg(double(float(currentFrame()) / float(totalFrames()) * 100.0f), 0, 'f', 1));
+    };
     AudioBufferList bufferList;
     bufferList.mNumberBuffers = 1;
     bufferList.mBuffers[0].mData = buffer.data();
@@ -256,15 +262,14 @@ void MP3EncodeOperation::encode()
             if (isCancelled()) {
                 break;
             }
-            setCurrentFrame(totalFrames() - framesRemaining);
-            setCurrentStatus(
-                tr("Encoding %1 - %2%")
-                    .arg(formatName)
-                    .arg(double(float(currentFrame()) / float(totalFrames()) * 100.0f), 0, 'f', 1));
+            reportProgress(framesRemaining);
         }
     }
 
     if (!isCancelled()) {
+        // The last chunks since the last report: a row's bar ends full, also
+        // for files shorter than eight chunks.
+        reportProgress(framesRemaining);
         finishEncode();
         FILE* stream = m_outFile;
         m_outFile = nullptr;

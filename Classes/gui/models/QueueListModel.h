@@ -1,0 +1,55 @@
+#pragma once
+// The queue as a Qt list model: one row per queued file operation, in queue
+// order. Insertions and removals of the queue are announced row by row, as
+// they happen, so that a view keeps its selection and scroll position and a
+// queue of ten thousand files fills without resets.
+//
+// The rows' visible state (status text, progress) changes many times a
+// second while files convert; those changes are gathered and announced at
+// most every 50 ms as one change of all rows, which a view turns into a
+// repaint of the rows it shows.
+//
+// Threads: main thread only (the queue is only changed there). The queue is
+// not owned and must outlive the model.
+
+#include <QAbstractListModel>
+#include <QTimer>
+
+class FileEncodeOperation;
+class OperationsArrayController;
+
+class QueueListModel : public QAbstractListModel
+{
+    Q_OBJECT
+public:
+    enum Role
+    {
+        StatusRole = Qt::UserRole + 1, // QString: the row's current status
+        PercentCompleteRole,           // double, 0 to 100
+        ProgressUnknownRole,           // bool: the progress bar is busy
+        ExecutingRole,                 // bool: the row is converting
+        PathRole,                      // QString: the source file
+    };
+
+    explicit QueueListModel(OperationsArrayController& queue, QObject* parent = nullptr);
+
+    int rowCount(const QModelIndex& parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+
+    FileEncodeOperation* operationAt(int row) const;
+
+    // Announces a change of every row now (the controller's refresh).
+    void refreshRows();
+
+Q_SIGNALS:
+    // Some row's progress or status changed (already announced as data).
+    void rowsProgressed();
+
+private:
+    void watch(FileEncodeOperation* operation);
+    void scheduleRefresh();
+
+    OperationsArrayController& m_queue;
+    QTimer m_refreshTimer;
+};

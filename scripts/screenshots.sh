@@ -1,0 +1,93 @@
+#!/usr/bin/env bash
+# Runs the real desktop program on a virtual X server with a generated album
+# queued, and saves PNG screenshots of what a user sees into
+# build/screenshots: the main window in the middle of a run, the error log
+# window after a broken file failed, and the overwrite question.
+#
+#   bash scripts/screenshots.sh [BUILD-DIR]
+#
+# Needs the program built (build/Classes/sonabrik) and xvfb-run, xdotool,
+# ImageMagick's import and openbox (scripts/install-deps.sh installs them).
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=$(cd "${1:-$root/build}" && pwd)
+program="$build/Classes/sonabrik"
+shots="$build/screenshots"
+
+if [ -z "${SONABRIK_SCREENSHOT_DISPLAY:-}" ]; then
+    exec xvfb-run -a -s "-screen 0 1280x860x24" env SONABRIK_SCREENSHOT_DISPLAY=1 bash "$0" "$build"
+fi
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+    wait 2>/dev/null || true
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+# A private session: settings, music folder and runtime folder of its own.
+export HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config" XDG_DATA_HOME="$work/home/.local/share"
+export XDG_RUNTIME_DIR="$work/run"
+mkdir -p "$XDG_CONFIG_HOME/Sonabrik" "$XDG_RUNTIME_DIR" "$HOME/Music/Sonabrik" "$shots"
+chmod 700 "$XDG_RUNTIME_DIR"
+cat > "$XDG_CONFIG_HOME/Sonabrik/Sonabrik.conf" <<CONF
+[General]
+firstRun=false
+destinationDirectory=$HOME/Music/Sonabrik
+numProcesses=2
+overwriteOutputFiles=true
+promptBeforeOverwriting=true
+showLogOnError=true
+CONF
+
+# The album: eight tagged FLAC tracks of four minutes, and one broken file.
+album="$HOME/Music/The Quiet Orchards - North of Tidewater"
+mkdir -p "$album"
+titles=("Lantern Road" "Salt and Cedar" "North of Tidewater" "The Ferryman's Daughter"
+        "Low Tide Hymn" "Orchard Lights" "Paper Boats" "Harbour at Dusk")
+for i in "${!titles[@]}"; do
+    n=$(printf '%02d' $((i + 1)))
+    sox -D -n -r 44100 -c 2 -b 16 "$work/track.wav" synth 240 sine $((196 + 40 * i)) sine $((294 + 30 * i)) \
+        tremolo 5 30 vol 0.4
+    flac -s -f --fast -T "TITLE=${titles[$i]}" -T "ARTIST=The Quiet Orchards" -T "ALBUM=North of Tidewater" \
+        -T "TRACKNUMBER=$((i + 1))" -T "DATE=2024" -o "$album/$n ${titles[$i]}.flac" "$work/track.wav"
+done
+{ head -c 42 "$album/01 Lantern Road.flac"; head -c 20000 /dev/zero | tr '\0' 'U'; } > "$album/09 Damaged Copy.flac"
+
+shot() { # window-id file
+    import -frame -window "$1" "$shots/$2"
+    echo "saved $shots/$2"
+}
+
+command -v openbox >/dev/null && { openbox >/dev/null 2>&1 & pids+=($!); sleep 0.5; }
+
+"$program" "$album" >/dev/null 2>&1 &
+pids+=($!)
+main=$(xdotool search --sync --onlyvisible --name '^Sonabrik$' | head -1)
+xdotool windowmove "$main" 80 40 windowsize "$main" 980 700
+sleep 2
+
+# The run, in the middle.
+xdotool windowactivate --sync "$main" key ctrl+Return
+sleep 3
+shot "$main" main-window-converting.png
+
+# The broken file fails: the log window opens beside the report.
+log=$(xdotool search --sync --onlyvisible --name '^Error Log$' | head -1)
+xdotool windowmove "$log" 300 300
+sleep 1
+shot "$log" error-log.png
+xdotool windowactivate --sync "$main" key Return
+xdotool windowunmap "$log"
+sleep 1
+
+# The same album again: its outputs exist, so the first one asks.
+"$program" "$album"
+sleep 2
+xdotool windowactivate --sync "$main" key ctrl+Return
+sleep 2
+import -window root -crop 1000x760+70+10 "$shots/overwrite-question.png"
+echo "saved $shots/overwrite-question.png"

@@ -1,0 +1,384 @@
+// The desktop program's main window on the offscreen platform: files
+// dropped as a file manager drops them, a real run started from the toolbar,
+// the overwrite question as the window-modal box it is, the error log
+// window, quitting during a run, and a second launch of the real program
+// handing its files to the first.
+
+#include "MainWindow.h"
+#include "ApplicationController.h"
+#include "DesktopUserInterface.h"
+#include "Encoding.h"
+#include "ErrorLog.h"
+#include "ErrorLogModel.h"
+#include "ErrorLogWindowController.h"
+#include "FileEncodeOperation.h"
+#include "Fixtures.h"
+#include "OperationsArrayController.h"
+#include "QueueListModel.h"
+#include "QueueListView.h"
+#include "ScriptedUserInterface.h"
+#include "SingleInstance.h"
+#include "Tools.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QDropEvent>
+#include <QFile>
+#include <QHeaderView>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QProcess>
+#include <QPushButton>
+#include <QTableView>
+#include <QUrl>
+#include <gtest/gtest.h>
+#include <map>
+#include <thread>
+
+namespace {
+
+double durationOf(const QString& path)
+{
+    const ToolResult probe =
+        runTool(QStringLiteral("ffprobe"),
+                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                 QStringLiteral("format=duration"), QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
+    return probe.exitCode == 0 ? probe.standardOutput.trimmed().toDouble() : -1;
+}
+
+// The visible message box whose text starts so, if any.
+QMessageBox* visibleBox(const QString& textStart)
+{
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        auto* box = qobject_cast<QMessageBox*>(widget);
+        if (box != nullptr && box->isVisible() && box->text().startsWith(textStart)) {
+            return box;
+        }
+    }
+    return nullptr;
+}
+
+QAbstractButton* buttonWithCode(QMessageBox* box, int code)
+{
+    for (QAbstractButton* button : box->buttons()) {
+        if (button->property("returnCode").toInt() == code) {
+            return button;
+        }
+    }
+    return nullptr;
+}
+
+class MainWindowTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        QDir().mkpath(out());
+        prefs.set(QStringLiteral("firstRun"), false);
+        prefs.set(QStringLiteral("destinationDirectory"), out());
+        prefs.set(QStringLiteral("numProcesses"), 2);
+        controller.awakeFromNib();
+        ui.attach(&window, &controller);
+        QObject::connect(&controller, &ApplicationController::runFinished, [this] { ++runsFinished; });
+        QObject::connect(&window, &MainWindow::terminateApproved, [this] { ++terminations; });
+        window.show();
+    }
+
+    QString out() const { return scratch.file(QStringLiteral("out")); }
+
+    void queue(const QStringList& paths)
+    {
+        bool parsed = false;
+        auto connection = QObject::connect(&controller, &ApplicationController::parsingFinished,
+                                           [&parsed] { parsed = true; });
+        controller.applicationOpenFiles(paths);
+        ASSERT_TRUE(waitUntil([&] { return parsed; }));
+        QObject::disconnect(connection);
+    }
+
+    bool waitForRunEnd(int runs = 1)
+    {
+        return waitUntil([&] { return runsFinished >= runs; });
+    }
+
+    // Sends the drag-and-drop events a file manager's drop produces.
+    bool drop(const QList<QUrl>& urls)
+    {
+        QMimeData data;
+        data.setUrls(urls);
+        QWidget* target = window.queueView()->viewport();
+        const QPoint point = target->rect().center();
+        QDragEnterEvent enter(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(target, &enter);
+        if (!enter.isAccepted()) {
+            return false;
+        }
+        QDropEvent dropped(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(target, &dropped);
+        return dropped.isAccepted();
+    }
+
+    ScratchDir scratch;
+    PreferencesScope prefs;
+    DesktopUserInterface ui;
+    ApplicationController controller{&ui};
+    MainWindow window{controller};
+    int runsFinished = 0;
+    int terminations = 0;
+};
+
+TEST_F(MainWindowTest, DroppedUriListQueuesOnlyAcceptedLocalFiles)
+{
+    const QString album = scratch.file(QStringLiteral("album"));
+    QDir().mkpath(album + QStringLiteral("/disc 2"));
+    scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-short.wav")), QStringLiteral("album/01 one.wav"));
+    scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-tagged.flac")),
+                   QStringLiteral("album/disc 2/02.FLAC"));
+    scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-short.wav")), QStringLiteral("album/.hidden.wav"));
+    QFile notes(album + QStringLiteral("/notes.txt"));
+    ASSERT_TRUE(notes.open(QIODevice::WriteOnly));
+    notes.close();
+
+    // A drop of nothing but a web address is refused at once.
+    EXPECT_FALSE(drop({QUrl(QStringLiteral("https://example.org/song.mp3"))}));
+    EXPECT_EQ(window.queueModel()->rowCount(), 0);
+
+    bool parsed = false;
+    QObject::connect(&controller, &ApplicationController::parsingFinished, [&parsed] { parsed = true; });
+    ASSERT_TRUE(drop({QUrl::fromLocalFile(album), QUrl(QStringLiteral("https://example.org/song.mp3"))}));
+    ASSERT_TRUE(waitUntil([&] { return parsed; }));
+
+    QStringList queued;
+    for (int row = 0; row < window.queueModel()->rowCount(); ++row) {
+        queued << window.queueModel()->index(row).data(QueueListModel::PathRole).toString();
+    }
+    queued.sort();
+    EXPECT_EQ(queued, QStringList({album + QStringLiteral("/01 one.wav"),
+                                   album + QStringLiteral("/disc 2/02.FLAC")}));
+    // The first row is selected once the queue is filled, and the status
+    // line counts the files.
+    EXPECT_EQ(ui.selectedRows(), QList<int>({0}));
+}
+
+TEST_F(MainWindowTest, EncodeFromTheToolbarConvertsTheQueueAndEveryRowReachesItsEnd)
+{
+    queue({Fixtures::generated(QStringLiteral("ctl-short.wav")),
+           Fixtures::generated(QStringLiteral("ctl-tagged.flac")),
+           Fixtures::generated(QStringLiteral("ctl-tone.ogg"))});
+    ASSERT_EQ(window.queueModel()->rowCount(), 3);
+
+    std::map<QString, float> highest;
+    for (FileEncodeOperation* operation : controller.operationsController().arrangedObjects()) {
+        QObject::connect(operation, &FileEncodeOperation::percentCompleteChanged, [&highest, operation] {
+            float& value = highest[operation->inFilePath()];
+            value = std::max(value, operation->percentComplete());
+        });
+    }
+    QStringList buttonTexts;
+    QObject::connect(&controller, &ApplicationController::operationFinished,
+                     [&] { buttonTexts << window.encodeButtonAction()->text(); });
+
+    window.encodeButtonAction()->trigger();
+    EXPECT_EQ(window.encodeButtonAction()->text(), QStringLiteral("Cancel"));
+    ASSERT_TRUE(waitForRunEnd());
+
+    ASSERT_EQ(highest.size(), 3u);
+    for (const auto& [path, percent] : highest) {
+        EXPECT_FLOAT_EQ(percent, 1.0f) << path.toStdString();
+    }
+    EXPECT_EQ(buttonTexts, QStringList(3, QStringLiteral("Cancel")));
+    EXPECT_EQ(window.encodeButtonAction()->text(), QStringLiteral("Encode"));
+    EXPECT_TRUE(window.encodeButtonAction()->isEnabled());
+    EXPECT_EQ(window.queueModel()->rowCount(), 0);
+    EXPECT_EQ(window.windowTitle(), QStringLiteral("Sonabrik"));
+    EXPECT_NEAR(durationOf(out() + QStringLiteral("/ctl-short.mp3")), 0.5, 0.1);
+    EXPECT_NEAR(durationOf(out() + QStringLiteral("/ctl-tagged.mp3")), 0.5, 0.1);
+    EXPECT_NEAR(durationOf(out() + QStringLiteral("/ctl-tone.mp3")), 0.5, 0.1);
+}
+
+struct OverwriteCase
+{
+    const char* name;
+    int button;
+    bool applyToAll;
+};
+
+class OverwriteQuestionTest : public MainWindowTest, public ::testing::WithParamInterface<OverwriteCase>
+{
+};
+
+TEST_P(OverwriteQuestionTest, IsAWindowModalBoxAndEachAnswerDoesWhatItSays)
+{
+    const OverwriteCase answer = GetParam();
+    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
+    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
+    prefs.set(QStringLiteral("numProcesses"), 1);
+    const QByteArray existing("an older file that is not audio");
+    for (const char* name : {"ctl-short.mp3", "ctl-second.mp3"}) {
+        QFile file(out() + u'/' + QLatin1String(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(existing);
+    }
+    queue({Fixtures::generated(QStringLiteral("ctl-short.wav")),
+           Fixtures::generated(QStringLiteral("ctl-second.flac"))});
+    window.action("encode")->trigger();
+
+    int questions = 0;
+    while (runsFinished == 0) {
+        QMessageBox* box = nullptr;
+        ASSERT_TRUE(waitUntil([&] {
+            box = visibleBox(QStringLiteral("The file"));
+            return box != nullptr || runsFinished > 0;
+        }));
+        if (box == nullptr) {
+            break;
+        }
+        ++questions;
+        EXPECT_EQ(box->windowModality(), Qt::WindowModal);
+        EXPECT_EQ(box->parentWidget(), &window);
+        EXPECT_EQ(box->informativeText(), QStringLiteral("Do you want to overwrite the existing file?"));
+        ASSERT_NE(box->checkBox(), nullptr);
+        EXPECT_EQ(box->checkBox()->text(), QStringLiteral("Apply to all in this batch"));
+        EXPECT_EQ(box->buttons().size(), 3);
+        EXPECT_EQ(buttonWithCode(box, 1000)->text(), QStringLiteral("No"));
+        EXPECT_EQ(buttonWithCode(box, 1001)->text(), QStringLiteral("Yes"));
+        EXPECT_EQ(buttonWithCode(box, 1002)->text(), QStringLiteral("Skip"));
+        EXPECT_EQ(static_cast<QAbstractButton*>(box->defaultButton()), buttonWithCode(box, 1000));
+        box->checkBox()->setChecked(answer.applyToAll);
+        buttonWithCode(box, answer.button)->click();
+        ASSERT_LE(questions, 2);
+    }
+    ASSERT_TRUE(waitForRunEnd());
+    EXPECT_EQ(questions, answer.applyToAll ? 1 : 2);
+
+    for (const char* base : {"ctl-short", "ctl-second"}) {
+        const QString path = out() + u'/' + QLatin1String(base) + QStringLiteral(".mp3");
+        const QString renamed = out() + u'/' + QLatin1String(base) + QStringLiteral(" 2.mp3");
+        switch (answer.button) {
+        case 1000: // No: both kept, the new one beside it
+            EXPECT_EQ(fileBytes(path), existing);
+            EXPECT_NEAR(durationOf(renamed), 0.5, 0.1);
+            break;
+        case 1001: // Yes: replaced
+            EXPECT_NEAR(durationOf(path), 0.5, 0.1);
+            EXPECT_FALSE(QFile::exists(renamed));
+            break;
+        default: // Skip: untouched, nothing new
+            EXPECT_EQ(fileBytes(path), existing);
+            EXPECT_FALSE(QFile::exists(renamed));
+            break;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, OverwriteQuestionTest,
+                         ::testing::Values(OverwriteCase{"No", 1000, false},
+                                           OverwriteCase{"Yes", 1001, false},
+                                           OverwriteCase{"Skip", 1002, false},
+                                           OverwriteCase{"SkipAll", 1002, true},
+                                           OverwriteCase{"NoToAll", 1000, true}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(MainWindowTest, QuittingDuringARunAsksAndContinueKeepsItRunning)
+{
+    // An output that exists holds its file at the overwrite question, so
+    // the run is still going when the user quits.
+    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
+    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
+    QFile file(out() + QStringLiteral("/ctl-short.mp3"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.close();
+    queue({Fixtures::generated(QStringLiteral("ctl-short.wav"))});
+    window.action("encode")->trigger();
+    ASSERT_TRUE(waitUntil([] { return visibleBox(QStringLiteral("The file")) != nullptr; }));
+
+    window.action("quit")->trigger();
+    QMessageBox* question = nullptr;
+    ASSERT_TRUE(
+        waitUntil([&] { return (question = visibleBox(QStringLiteral("There Are Still"))) != nullptr; }));
+    EXPECT_EQ(question->text(), QStringLiteral("There Are Still Operations In Progress."));
+    EXPECT_EQ(buttonWithCode(question, 1001)->text(), QStringLiteral("Quit Anyway"));
+    buttonWithCode(question, 1000)->click();
+    QApplication::processEvents();
+    EXPECT_EQ(terminations, 0);
+    EXPECT_EQ(controller.runningOperations(), 1);
+    EXPECT_TRUE(window.isVisible());
+
+    // Closing the window is quitting too; this time the answer is to quit:
+    // the waiting file is cancelled, and the program ends with the run.
+    window.close();
+    ASSERT_TRUE(
+        waitUntil([&] { return (question = visibleBox(QStringLiteral("There Are Still"))) != nullptr; }));
+    buttonWithCode(question, 1001)->click();
+    ASSERT_TRUE(waitUntil([&] { return terminations == 1; }));
+    EXPECT_EQ(controller.runningOperations(), 0);
+    EXPECT_TRUE(fileBytes(out() + QStringLiteral("/ctl-short.mp3")).isEmpty());
+}
+
+TEST_F(MainWindowTest, ErrorLogWindowShowsDateAndMessageAndSavesTheLog)
+{
+    ErrorLog::shared()->clear();
+    ErrorLog::logMessage(QStringLiteral("Failed to open one.flac"));
+    ErrorLog::logMessage(QStringLiteral("A message\nof three\nlines"));
+    ErrorLogWindowController* log = window.errorLogWindow();
+    log->show();
+    ASSERT_TRUE(waitUntil([&] { return log->model()->rowCount() == 2; }));
+    QApplication::processEvents();
+
+    EXPECT_EQ(log->windowTitle(), QStringLiteral("Error Log"));
+    EXPECT_EQ(log->model()->columnCount(), 2);
+    EXPECT_EQ(log->model()->headerData(1, Qt::Horizontal).toString(), QStringLiteral("Message"));
+    EXPECT_EQ(log->model()->index(1, 1).data().toString(), QStringLiteral("A message\nof three\nlines"));
+    EXPECT_FALSE(log->model()->index(0, 0).data().toString().isEmpty());
+    // Rows are as tall as their text.
+    EXPECT_GT(log->tableView()->rowHeight(1), 2 * log->tableView()->rowHeight(0));
+
+    const QString saved = scratch.file(QStringLiteral("errors.log"));
+    log->setSaveChooser([&](QWidget*, std::function<void(const QString&)> done) { done(saved); });
+    log->save();
+    EXPECT_EQ(QString::fromUtf8(fileBytes(saved)), ErrorLog::shared()->errorLogAsString());
+    EXPECT_TRUE(fileBytes(saved).contains("\tA message\nof three\nlines\n"));
+
+    // A message from another thread reaches the table, and Clear empties it.
+    std::thread([] { ErrorLog::logMessage(QStringLiteral("from a worker")); }).join();
+    ASSERT_TRUE(waitUntil([&] { return log->model()->rowCount() == 3; }));
+    log->clear();
+    ASSERT_TRUE(waitUntil([&] { return log->model()->rowCount() == 0; }));
+}
+
+TEST(SingleInstanceTest, ASecondLaunchHandsItsPathsToTheFirstAndExits)
+{
+    ScratchDir scratch;
+    SingleInstance first(scratch.file(QStringLiteral("sonabrik.socket")));
+    ASSERT_TRUE(first.listen());
+    QStringList received;
+    int handOvers = 0;
+    QObject::connect(&first, &SingleInstance::pathsReceived, [&](const QStringList& paths) {
+        received = paths;
+        ++handOvers;
+    });
+
+    // The real program, started as a file manager starts it, in a session
+    // whose runtime folder holds the first instance's socket.
+    QProcess second;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), scratch.path());
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    second.setProcessEnvironment(environment);
+    second.setWorkingDirectory(scratch.path());
+    second.start(QStringLiteral(SONABRIK_BINARY_DIR "/Classes/sonabrik"),
+                 {QStringLiteral("song one.flac"), QStringLiteral("/music/album")});
+    ASSERT_TRUE(second.waitForStarted());
+    // The first instance answers from its event loop, which must turn.
+    ASSERT_TRUE(waitUntil([&] { return second.state() == QProcess::NotRunning; }, 60))
+        << second.readAllStandardError().toStdString();
+    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(second.exitCode(), 0);
+    EXPECT_EQ(handOvers, 1);
+    EXPECT_EQ(received,
+              QStringList({scratch.file(QStringLiteral("song one.flac")), QStringLiteral("/music/album")}));
+}
+
+} // namespace
