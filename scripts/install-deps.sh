@@ -8,7 +8,7 @@ packages=(
   # build
   build-essential cmake ninja-build pkg-config
   # libraries
-  qt6-base-dev qt6-image-formats-plugins libgl-dev
+  qt6-base-dev qt6-image-formats-plugins libqt6svg6 libgl-dev
   libmp3lame-dev libtag1-dev libflac-dev libogg-dev libvorbis-dev
   libopus-dev libspeex-dev libspeexdsp-dev libwavpack-dev libmpcdec-dev
   libmodplug-dev libsndfile1-dev
@@ -17,6 +17,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   sox flac lame vorbis-tools opus-tools speex wavpack musepack-tools ffmpeg sndfile-programs
   python3 python3-mutagen xvfb xauth time
+  # screenshots of the desktop program
+  xdotool imagemagick x11-utils openbox
 )
 
 missing=()

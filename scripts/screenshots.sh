@@ -7,7 +7,7 @@
 #   bash scripts/screenshots.sh [BUILD-DIR]
 #
 # Needs the program built (build/Classes/sonabrik) and xvfb-run, xdotool,
-# ImageMagick's import and openbox (scripts/install-deps.sh installs them).
+# ImageMagick's import, xwininfo and openbox (scripts/install-deps.sh installs them).
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -57,8 +57,11 @@ for i in "${!titles[@]}"; do
 done
 { head -c 42 "$album/01 Lantern Road.flac"; head -c 20000 /dev/zero | tr '\0' 'U'; } > "$album/09 Damaged Copy.flac"
 
-shot() { # window-id file
-    import -frame -window "$1" "$shots/$2"
+shot() { # window-id file: the window with its frame, cut from the screen
+    local geometry
+    geometry=$(xwininfo -frame -id "$1" | awk '/Absolute upper-left X/ {x = $4} /Absolute upper-left Y/ {y = $4}
+        / Width:/ {w = $2} / Height:/ {h = $2} END {printf "%dx%d+%d+%d", w, h, x, y}')
+    import -window root -crop "$geometry" +repage "$shots/$2"
     echo "saved $shots/$2"
 }
 
@@ -75,12 +78,20 @@ xdotool windowactivate --sync "$main" key ctrl+Return
 sleep 3
 shot "$main" main-window-converting.png
 
-# The broken file fails: the log window opens beside the report.
-log=$(xdotool search --sync --onlyvisible --name '^Error Log$' | head -1)
-xdotool windowmove "$log" 300 300
+# The broken file fails: once the run is over, its report is answered and
+# the log opened from the Window menu's shortcut.
+for _ in $(seq 120); do
+    [ "$(ls "$HOME/Music/Sonabrik" | wc -l)" -ge 8 ] && break
+    sleep 0.5
+done
+sleep 3
+xdotool windowactivate --sync "$main" key Return
+sleep 1
+xdotool key --window "$main" ctrl+l
+log=$(xdotool search --sync --onlyvisible --name '^Error Log' | head -1)
+xdotool windowmove "$log" 200 220 windowraise "$log"
 sleep 1
 shot "$log" error-log.png
-xdotool windowactivate --sync "$main" key Return
 xdotool windowunmap "$log"
 sleep 1
 
@@ -89,5 +100,4 @@ sleep 1
 sleep 2
 xdotool windowactivate --sync "$main" key ctrl+Return
 sleep 2
-import -window root -crop 1000x760+70+10 "$shots/overwrite-question.png"
-echo "saved $shots/overwrite-question.png"
+shot "$main" overwrite-question.png

@@ -140,6 +140,8 @@ Q_SIGNALS:
     void containsMP3FilesChanged();
     // A parse ended and its rows are queued.
     void parsingFinished();
+    // A run launched its first files.
+    void runStarted();
     // A queued file finished in a run, before it is reset or removed.
     void operationFinished(FileEncodeOperation* operation);
     // A run ended: nothing runs any more.

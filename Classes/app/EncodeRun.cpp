@@ -139,7 +139,9 @@ void EncodeRun::encode()
     if (c.m_runningOperations == 0) {
         ui.setEncodeButtonToCancel(false);
         Q_EMIT c.runFinished();
+        return;
     }
+    Q_EMIT c.runStarted();
 }
 
 bool EncodeRun::keepsRow(const FileEncodeOperation& operation) const

@@ -48,6 +48,7 @@ MainWindow::MainWindow(ApplicationController& controller, QWidget* parent)
     connect(&controller, &ApplicationController::containsMP3FilesChanged, this,
             &MainWindow::updateEncodeMenu);
     connect(&controller, &ApplicationController::operationFinished, this, [this] { ++m_runFinished; });
+    connect(&controller, &ApplicationController::runStarted, this, &MainWindow::runStarted);
     connect(&controller, &ApplicationController::runFinished, this, &MainWindow::runFinished);
     connect(m_queueModel, &QAbstractItemModel::rowsInserted, this, &MainWindow::updateStatus);
     connect(m_queueModel, &QAbstractItemModel::rowsRemoved, this, &MainWindow::updateStatus);
@@ -250,10 +251,12 @@ void MainWindow::createCentralArea()
 
 ErrorLogWindowController* MainWindow::errorLogWindow()
 {
-    if (m_errorLog.isNull()) {
-        m_errorLog = new ErrorLogWindowController(this);
+    if (!m_errorLog) {
+        // A window of its own, not a child: the alert that reports the
+        // failures blocks the main window, not the log it offers to show.
+        m_errorLog = std::make_unique<ErrorLogWindowController>();
     }
-    return m_errorLog;
+    return m_errorLog.get();
 }
 
 void MainWindow::addFolder()
@@ -327,17 +330,19 @@ void MainWindow::encoderRunningChanged()
     action("encode")->setEnabled(!running);
     action("updateMetadata")->setEnabled(!running && m_controller.containsMP3Files());
     action("cancel")->setEnabled(running);
-    if (running && m_controller.runningOperations() > 0) {
-        // A run, not a parse or a removal.
-        m_runTotal = int(m_controller.operationsController().count());
-        m_runFinished = 0;
-        m_runProgressTimer.start();
-        updateRunProgress();
-    } else if (!running) {
+    if (!running) {
         m_runProgressTimer.stop();
         setWindowTitle(QStringLiteral("Sonabrik"));
     }
     updateStatus();
+}
+
+void MainWindow::runStarted()
+{
+    m_runTotal = int(m_controller.operationsController().count());
+    m_runFinished = 0;
+    m_runProgressTimer.start();
+    updateRunProgress();
 }
 
 void MainWindow::updateRunProgress()
@@ -380,7 +385,7 @@ void MainWindow::runFinished()
     if (isActiveWindow() || !m_notifier) {
         return;
     }
-    QString body = tr("%n file(s) written.", nullptr, int(written));
+    QString body = written == 1 ? tr("1 file written.") : tr("%1 files written.").arg(written);
     if (failed > 0) {
         body += u' ' + QCoreApplication::translate("ApplicationController", EncodeRun::kFailedToEncodeMessage)
                            .arg(failed)

@@ -14,9 +14,9 @@
 // Main thread. The controller is not owned and must outlive the window.
 
 #include <QMainWindow>
-#include <QPointer>
 #include <QTimer>
 #include <functional>
+#include <memory>
 
 class ApplicationController;
 class ErrorLogWindowController;
@@ -81,6 +81,7 @@ private:
     void encoderRunningChanged();
     void updateEncodeMenu();
     void updateStatus();
+    void runStarted();
     void updateRunProgress();
     void runFinished();
     void updateAppearance();
@@ -91,7 +92,7 @@ private:
     QueueListView* m_queueView = nullptr;
     OutputFolderPopUp* m_outputFolder = nullptr;
     QWidget* m_formatsArea = nullptr;
-    QPointer<ErrorLogWindowController> m_errorLog;
+    std::unique_ptr<ErrorLogWindowController> m_errorLog;
     QAction* m_encodeButton = nullptr;
     QToolButton* m_encodeToolButton = nullptr;
     QMenu* m_encodeMenu = nullptr;
