@@ -4,6 +4,7 @@
 #include "ErrorLogWindowController.h"
 #include "MainWindow.h"
 #include "OutputFolderPopUp.h"
+#include "QueueListModel.h"
 #include "QueueListView.h"
 
 #include <QApplication>
@@ -200,6 +201,7 @@ void DesktopUserInterface::beep()
 void DesktopUserInterface::reloadQueueList()
 {
     if (m_window) {
+        m_window->queueModel()->flushPendingRows();
         m_window->queueView()->viewport()->update();
     }
 }
@@ -224,6 +226,7 @@ void DesktopUserInterface::selectRows(const QList<int>& rows)
     if (!m_window) {
         return;
     }
+    m_window->queueModel()->flushPendingRows();
     QAbstractItemModel* model = m_window->queueView()->model();
     QItemSelection selection;
     for (int row : rows) {
@@ -244,14 +247,19 @@ void DesktopUserInterface::selectRows(const QList<int>& rows)
 void DesktopUserInterface::scrollToRow(int row)
 {
     if (m_window && row >= 0) {
+        m_window->queueModel()->flushPendingRows();
         m_window->queueView()->scrollTo(m_window->queueView()->model()->index(row, 0));
     }
 }
 
 void DesktopUserInterface::moveSelection(int step)
 {
+    if (!m_window) {
+        return;
+    }
+    m_window->queueModel()->flushPendingRows();
     const QList<int> rows = selectedRows();
-    if (!m_window || m_window->queueView()->model()->rowCount() == 0) {
+    if (m_window->queueView()->model()->rowCount() == 0) {
         return;
     }
     const int last = m_window->queueView()->model()->rowCount() - 1;

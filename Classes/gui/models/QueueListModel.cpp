@@ -10,15 +10,25 @@ QueueListModel::QueueListModel(OperationsArrayController& queue, QObject* parent
     m_refreshTimer.setInterval(50);
     connect(&m_refreshTimer, &QTimer::timeout, this, &QueueListModel::refreshRows);
 
-    connect(&queue, &OperationsArrayController::operationAboutToBeInserted, this,
-            [this](qsizetype index) { beginInsertRows(QModelIndex(), int(index), int(index)); });
+    m_insertTimer.setSingleShot(true);
+    m_insertTimer.setInterval(50);
+    connect(&m_insertTimer, &QTimer::timeout, this, &QueueListModel::flushPendingRows);
+
     connect(&queue, &OperationsArrayController::operationInserted, this, [this](qsizetype index) {
         watch(m_queue.at(index));
-        endInsertRows();
+        if (!m_insertTimer.isActive()) {
+            m_insertTimer.start();
+        }
     });
-    connect(&queue, &OperationsArrayController::operationAboutToBeRemoved, this,
-            [this](qsizetype index) { beginRemoveRows(QModelIndex(), int(index), int(index)); });
-    connect(&queue, &OperationsArrayController::operationRemoved, this, [this] { endRemoveRows(); });
+    connect(&queue, &OperationsArrayController::operationAboutToBeRemoved, this, [this](qsizetype index) {
+        flushPendingRows();
+        beginRemoveRows(QModelIndex(), int(index), int(index));
+    });
+    connect(&queue, &OperationsArrayController::operationRemoved, this, [this] {
+        --m_announcedRows;
+        endRemoveRows();
+    });
+    m_announcedRows = int(queue.count());
     for (FileEncodeOperation* operation : queue.arrangedObjects()) {
         watch(operation);
     }
@@ -32,6 +42,18 @@ void QueueListModel::watch(FileEncodeOperation* operation)
     connect(operation, &FileEncodeOperation::percentCompleteChanged, this, &QueueListModel::scheduleRefresh);
     connect(operation, &FileEncodeOperation::currentStatusChanged, this, &QueueListModel::scheduleRefresh);
     connect(operation, &FileEncodeOperation::isExecutingChanged, this, &QueueListModel::scheduleRefresh);
+}
+
+void QueueListModel::flushPendingRows()
+{
+    m_insertTimer.stop();
+    const int rows = int(m_queue.count());
+    if (rows <= m_announcedRows) {
+        return;
+    }
+    beginInsertRows(QModelIndex(), m_announcedRows, rows - 1);
+    m_announcedRows = rows;
+    endInsertRows();
 }
 
 void QueueListModel::scheduleRefresh()
@@ -52,12 +74,12 @@ void QueueListModel::refreshRows()
 
 int QueueListModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : int(m_queue.count());
+    return parent.isValid() ? 0 : m_announcedRows;
 }
 
 FileEncodeOperation* QueueListModel::operationAt(int row) const
 {
-    return row >= 0 && row < m_queue.count() ? m_queue.at(row) : nullptr;
+    return row >= 0 && row < m_announcedRows ? m_queue.at(row) : nullptr;
 }
 
 QVariant QueueListModel::data(const QModelIndex& index, int role) const

@@ -1,8 +1,12 @@
 #pragma once
 // The queue as a Qt list model: one row per queued file operation, in queue
-// order. Insertions and removals of the queue are announced row by row, as
-// they happen, so that a view keeps its selection and scroll position and a
-// queue of ten thousand files fills without resets.
+// order. Insertions and removals are announced as such, never as a reset,
+// so that a view keeps its selection and scroll position. Files join the
+// queue one by one at its end, thousands a second during a big drop; the
+// model gathers them and announces them as one insertion of the new rows
+// at most every 50 ms (or when flushed), so that the view lays itself out
+// a few times a second instead of once per file. A removal first announces
+// the rows still gathered.
 //
 // The rows' visible state (status text, progress) changes many times a
 // second while files convert; those changes are gathered and announced at
@@ -39,6 +43,9 @@ public:
 
     FileEncodeOperation* operationAt(int row) const;
 
+    // Announces the rows that joined the queue and are not announced yet.
+    void flushPendingRows();
+
     // Announces a change of every row now (the controller's refresh).
     void refreshRows();
 
@@ -52,4 +59,6 @@ private:
 
     OperationsArrayController& m_queue;
     QTimer m_refreshTimer;
+    QTimer m_insertTimer;
+    int m_announcedRows = 0;
 };

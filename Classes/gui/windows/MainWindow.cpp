@@ -48,6 +48,8 @@ MainWindow::MainWindow(ApplicationController& controller, QWidget* parent)
     connect(&controller, &ApplicationController::containsMP3FilesChanged, this,
             &MainWindow::updateEncodeMenu);
     connect(&controller, &ApplicationController::operationFinished, this, [this] { ++m_runFinished; });
+    connect(&controller, &ApplicationController::parsingFinished, m_queueModel,
+            &QueueListModel::flushPendingRows);
     connect(&controller, &ApplicationController::runStarted, this, &MainWindow::runStarted);
     connect(&controller, &ApplicationController::runFinished, this, &MainWindow::runFinished);
     connect(m_queueModel, &QAbstractItemModel::rowsInserted, this, &MainWindow::updateStatus);
