@@ -150,6 +150,7 @@ void ApplicationController::applicationDidFinishLaunching()
         welcome.messageText = tr(kWelcomeTitle);
         welcome.informativeText = tr(kWelcomeText);
         welcome.buttons = {tr("OK!"), tr("Show Preferences"), tr("Show Help")};
+        welcome.style = Alert::Style::Informational;
         const int button = m_ui->runAlert(welcome);
         if (button == AlertSecondButtonReturn) {
             m_ui->showPreferences();
