@@ -122,8 +122,18 @@ void ApplicationController::createFirstEncoderSettings()
 {
     const std::shared_ptr<EncoderSettings> settings = firstEncoderSettingsFromPreferences();
     m_encoderSettings.append(settings);
+    observeEncoderSettings(settings);
+}
+
+void ApplicationController::observeEncoderSettings(const std::shared_ptr<EncoderSettings>& settings)
+{
     connect(settings.get(), &EncoderSettings::encoderSettingChanged, this,
             [this] { m_ui->reloadOutputFormatList(); });
+}
+
+void ApplicationController::stopObservingEncoderSettings(const std::shared_ptr<EncoderSettings>& settings)
+{
+    disconnect(settings.get(), &EncoderSettings::encoderSettingChanged, this, nullptr);
 }
 
 std::shared_ptr<EncoderSettings> ApplicationController::firstEncoderSettingsFromPreferences()

@@ -112,6 +112,11 @@ public:
     OperationsArrayController& operationsController() { return *m_operations; }
     UserInterface& ui() { return *m_ui; }
     QList<std::shared_ptr<EncoderSettings>>& encoderSettingsList() { return m_encoderSettings; }
+    // Every record of encoderSettingsList() is observed: any change of it
+    // reloads the output-format list. Records leaving the list stop being
+    // observed.
+    void observeEncoderSettings(const std::shared_ptr<EncoderSettings>& settings);
+    void stopObservingEncoderSettings(const std::shared_ptr<EncoderSettings>& settings);
     bool encoderRunning() const { return m_encoderRunning; }
     void setEncoderRunning(bool running);
     bool processingFiles() const { return m_processingFiles; }

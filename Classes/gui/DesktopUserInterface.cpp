@@ -3,6 +3,7 @@
 #include "ApplicationController.h"
 #include "ErrorLogWindowController.h"
 #include "MainWindow.h"
+#include "OutputFormatsPane.h"
 #include "OutputFolderPopUp.h"
 #include "QueueListModel.h"
 #include "QueueListView.h"
@@ -65,6 +66,8 @@ void DesktopUserInterface::attach(MainWindow* window, ApplicationController* con
             m_controller->listViewSelectionDidChange();
         }
     });
+    // The controller may have made its formats before the window was here.
+    reloadOutputFormatList();
 }
 
 QMessageBox* DesktopUserInterface::messageBoxFor(const Alert& alert, QWidget* parent)
@@ -206,7 +209,12 @@ void DesktopUserInterface::reloadQueueList()
     }
 }
 
-void DesktopUserInterface::reloadOutputFormatList() {}
+void DesktopUserInterface::reloadOutputFormatList()
+{
+    if (m_window) {
+        m_window->outputFormatsPane()->reload();
+    }
+}
 
 QList<int> DesktopUserInterface::selectedRows() const
 {

@@ -23,6 +23,7 @@ public:
     QList<Alert> alerts;   // every alert shown, in order
     QStringList calls;     // "beep", "beginProgressSheet", "showErrorLog", ...
     QList<int> selection;
+    int outputFormatListReloads = 0;
     QStringList openPanelAnswer;
 
     bool progressSheetShown() const { return calls.contains(QStringLiteral("beginProgressSheet")); }
@@ -47,7 +48,7 @@ public:
     void beep() override { calls << QStringLiteral("beep"); }
 
     void reloadQueueList() override {}
-    void reloadOutputFormatList() override {}
+    void reloadOutputFormatList() override { ++outputFormatListReloads; }
     QList<int> selectedRows() const override { return selection; }
     void selectRows(const QList<int>& rows) override { selection = rows; }
     void scrollToRow(int) override {}

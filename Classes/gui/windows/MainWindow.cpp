@@ -7,7 +7,9 @@
 #include "FileEncodeOperation.h"
 #include "Icons.h"
 #include "OperationsArrayController.h"
+#include "MP3ListViewCell.h"
 #include "OutputFolderPopUp.h"
+#include "OutputFormatsPane.h"
 #include "QueueListModel.h"
 #include "QueueListView.h"
 
@@ -235,12 +237,9 @@ void MainWindow::createCentralArea()
     connect(m_queueView, &QueueListView::doubleClicked, this,
             [this] { action("metadataEditor")->trigger(); });
 
-    m_formatsArea = new QWidget(this);
-    auto* formatsLayout = new QVBoxLayout(m_formatsArea);
-    formatsLayout->setContentsMargins(0, 0, 0, 0);
-    auto* formatsTitle = new QLabel(tr("<b>Output Formats</b>"), m_formatsArea);
-    formatsTitle->setContentsMargins(8, 6, 8, 0);
-    formatsLayout->addWidget(formatsTitle);
+    m_formatsArea = new OutputFormatsPane(m_controller, this);
+    // Room for two formats without scrolling.
+    m_formatsArea->setMinimumHeight(2 * MP3ListViewCell::kHeight + 40);
 
     auto* splitter = new QSplitter(Qt::Vertical, this);
     splitter->setChildrenCollapsible(false);

@@ -21,6 +21,7 @@
 class ApplicationController;
 class ErrorLogWindowController;
 class OutputFolderPopUp;
+class OutputFormatsPane;
 class QueueListModel;
 class QueueListView;
 class QLabel;
@@ -38,7 +39,7 @@ public:
     QueueListModel* queueModel() const { return m_queueModel; }
     OutputFolderPopUp* outputFolderPopUp() const { return m_outputFolder; }
     ErrorLogWindowController* errorLogWindow();
-    QWidget* outputFormatsArea() const { return m_formatsArea; }
+    OutputFormatsPane* outputFormatsPane() const { return m_formatsArea; }
 
     // The Encode/Cancel button.
     void setEncodeButtonToCancel(bool cancel);
@@ -91,7 +92,7 @@ private:
     QueueListModel* m_queueModel = nullptr;
     QueueListView* m_queueView = nullptr;
     OutputFolderPopUp* m_outputFolder = nullptr;
-    QWidget* m_formatsArea = nullptr;
+    OutputFormatsPane* m_formatsArea = nullptr;
     std::unique_ptr<ErrorLogWindowController> m_errorLog;
     QAction* m_encodeButton = nullptr;
     QToolButton* m_encodeToolButton = nullptr;

@@ -1,0 +1,217 @@
+// The output-format commands on the controller's real list: which rows each
+// road removes or duplicates, what is stored as the default, and rows moved
+// by a drop, including the stepwise moves of several rows.
+
+#include "OutputFormatCommands.h"
+#include "ApplicationController.h"
+#include "EncoderSettings.h"
+#include "Encoding.h"
+#include "MutableListMoves.h"
+#include "OutputFormatTable.h"
+#include "Preferences.h"
+#include "ScriptedUserInterface.h"
+
+#include <QStringList>
+#include <gtest/gtest.h>
+
+namespace {
+
+// The table as the commands see it: plain fields, with what was asked of
+// it recorded.
+struct RecordedTable : OutputFormatTable
+{
+    QList<int> selected;
+    std::optional<int> clicked;
+    int reloads = 0;
+    std::optional<std::pair<int, int>> selectedRange;
+    std::optional<int> scrolledTo;
+
+    QList<int> selectedOutputFormatRows() const override { return selected; }
+    std::optional<int> clickedOutputFormatRow() const override { return clicked; }
+    void reloadOutputFormatTable() override { ++reloads; }
+    void selectOutputFormatRows(int first, int count) override { selectedRange = {first, count}; }
+    void scrollToOutputFormatRow(int row) override { scrolledTo = row; }
+};
+
+class OutputFormatCommandsTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { controller.awakeFromNib(); }
+
+    QList<std::shared_ptr<EncoderSettings>>& formats() { return controller.encoderSettingsList(); }
+
+    // Three formats told apart by their bit rates 128, 192, 256.
+    void makeThreeFormats()
+    {
+        formats().first()->setBitrate(128);
+        for (qint64 bitrate : {192, 256}) {
+            auto settings = std::shared_ptr<EncoderSettings>(formats().first()->copy());
+            settings->setBitrate(bitrate);
+            controller.observeEncoderSettings(settings);
+            formats().append(settings);
+        }
+    }
+
+    QList<qint64> bitrates()
+    {
+        QList<qint64> result;
+        for (const auto& settings : formats()) {
+            result << settings->bitrate();
+        }
+        return result;
+    }
+
+    int reloadsOfList() const { return ui.outputFormatListReloads; }
+    qsizetype beeps() const { return ui.calls.count(QStringLiteral("beep")); }
+
+    PreferencesScope prefs;
+    ScriptedUserInterface ui;
+    ApplicationController controller{&ui};
+    RecordedTable table;
+    OutputFormatCommands commands{controller, table};
+};
+
+TEST_F(OutputFormatCommandsTest, TheButtonKeepsTheLastFormatButTheContextMenuMayRemoveIt)
+{
+    makeThreeFormats();
+    table.selected = {0, 2};
+    commands.removeOutputFormat(OutputFormatCommands::Sender::Button);
+    EXPECT_EQ(bitrates(), (QList<qint64>{192}));
+
+    table.selected = {0};
+    const auto beepsBefore = beeps();
+    commands.removeOutputFormat(OutputFormatCommands::Sender::Button);
+    EXPECT_EQ(beeps(), beepsBefore + 1);
+    EXPECT_EQ(formats().size(), 1);
+
+    // A menu opened below the rows does nothing, not even a beep.
+    table.clicked.reset();
+    commands.removeOutputFormat(OutputFormatCommands::Sender::MenuItem);
+    EXPECT_EQ(formats().size(), 1);
+    EXPECT_EQ(beeps(), beepsBefore + 1);
+
+    const std::weak_ptr<EncoderSettings> removed = formats().first();
+    table.clicked = 0;
+    commands.removeOutputFormat(OutputFormatCommands::Sender::MenuItem);
+    EXPECT_TRUE(formats().isEmpty());
+    EXPECT_TRUE(removed.expired());
+}
+
+TEST_F(OutputFormatCommandsTest, RemovedFormatsAreNoLongerObserved)
+{
+    makeThreeFormats();
+    const std::shared_ptr<EncoderSettings> kept = formats().at(2);
+    table.selected = {2};
+    commands.removeOutputFormat(OutputFormatCommands::Sender::Button);
+    const auto reloads = reloadsOfList();
+    kept->setBitrate(320);
+    EXPECT_EQ(reloadsOfList(), reloads) << "a removed format still reloads the list";
+    formats().first()->setBitrate(320);
+    EXPECT_EQ(reloadsOfList(), reloads + 1);
+}
+
+TEST_F(OutputFormatCommandsTest, DuplicatePutsTheCopyAboveAndSelectsTheSource)
+{
+    makeThreeFormats();
+    const std::shared_ptr<EncoderSettings> source = formats().first();
+    table.selected = {0};
+    commands.duplicateOutputFormat(OutputFormatCommands::Sender::Button);
+    EXPECT_EQ(bitrates(), (QList<qint64>{128, 128, 192, 256}));
+    EXPECT_EQ(formats().at(1), source);
+    EXPECT_NE(formats().at(0), source);
+    EXPECT_EQ(table.selectedRange, (std::pair<int, int>{1, 1}));
+    EXPECT_EQ(table.scrolledTo, 1);
+
+    // The copy is observed like every other format.
+    const auto reloads = reloadsOfList();
+    formats().first()->setBitrate(64);
+    EXPECT_EQ(reloadsOfList(), reloads + 1);
+
+    // From the context menu the clicked row counts, not the selection.
+    table.clicked = 3;
+    commands.duplicateOutputFormat(OutputFormatCommands::Sender::MenuItem);
+    EXPECT_EQ(bitrates(), (QList<qint64>{64, 128, 192, 256, 256}));
+
+    table.selected.clear();
+    const auto beepsBefore = beeps();
+    commands.duplicateOutputFormat(OutputFormatCommands::Sender::Button);
+    commands.useSelectedFormatAsDefault(OutputFormatCommands::Sender::Button);
+    EXPECT_EQ(beeps(), beepsBefore + 2);
+}
+
+TEST_F(OutputFormatCommandsTest, AddedFormatsStartFromTheStoredDefault)
+{
+    makeThreeFormats();
+    formats().at(2)->setBitrateMethod(EncoderSettings::VBR);
+    formats().at(2)->setVbrQuality(9);
+    table.selected = {2};
+    commands.useSelectedFormatAsDefault(OutputFormatCommands::Sender::Button);
+
+    commands.addOutputFormat();
+    ASSERT_EQ(formats().size(), 4);
+    EXPECT_EQ(formats().last()->completeDescription(), QStringLiteral("MP3 - VBR Quality 9"));
+    EXPECT_TRUE(formats().last()->isDuplicateOf(*formats().at(2)));
+    EXPECT_EQ(table.selectedRange, (std::pair<int, int>{3, 1}));
+    EXPECT_EQ(table.scrolledTo, 3);
+
+    // The stored default survives as a dictionary a later start reads.
+    const EncoderSettings stored(
+        Preferences::shared().dictionaryValue(QStringLiteral("defaultEncoderSetting")));
+    EXPECT_EQ(stored.description(), formats().at(2)->description());
+}
+
+TEST_F(OutputFormatCommandsTest, DroppedRowsMoveAboveTheRowDroppedOn)
+{
+    makeThreeFormats();
+    // Row 0 dragged below the last row.
+    auto data = OutputFormatCommands::writeRows({0});
+    ASSERT_TRUE(commands.acceptDrop(*data, 3));
+    EXPECT_EQ(bitrates(), (QList<qint64>{192, 256, 128}));
+    EXPECT_EQ(table.selectedRange, (std::pair<int, int>{2, 1}));
+
+    // The last row dropped onto the first.
+    data = OutputFormatCommands::writeRows({2});
+    ASSERT_TRUE(commands.acceptDrop(*data, 0));
+    EXPECT_EQ(bitrates(), (QList<qint64>{128, 192, 256}));
+    EXPECT_EQ(table.selectedRange, (std::pair<int, int>{0, 1}));
+
+    // Data that holds no rows, or rows for another place, changes nothing.
+    QMimeData foreign;
+    foreign.setText(QStringLiteral("1"));
+    EXPECT_FALSE(commands.acceptDrop(foreign, 0));
+    data = OutputFormatCommands::writeRows({1});
+    EXPECT_FALSE(commands.acceptDrop(*data, 7));
+    EXPECT_EQ(bitrates(), (QList<qint64>{128, 192, 256}));
+}
+
+TEST(MutableListMovesTest, SeveralRowsFollowTheStepwiseMoves)
+{
+    // Rows below the target land there in order.
+    QStringList list{"a", "b", "c", "d", "e"};
+    MutableListMoves::moveObjectsFromIndexes(list, {3, 4}, 1);
+    EXPECT_EQ(list, (QStringList{"a", "d", "e", "b", "c"}));
+
+    // Rows above the target: each is lowered by those already taken.
+    list = {"a", "b", "c", "d", "e"};
+    MutableListMoves::moveObjectsFromIndexes(list, {0, 1}, 4);
+    EXPECT_EQ(list, (QStringList{"c", "d", "a", "b", "e"}));
+    EXPECT_EQ(MutableListMoves::rowsAboveRow(4, {0, 1}), 2);
+
+    // Both sides of the target at once.
+    list = {"a", "b", "c", "d", "e"};
+    MutableListMoves::moveObjectsFromIndexes(list, {0, 4}, 2);
+    EXPECT_EQ(list, (QStringList{"b", "a", "e", "c", "d"}));
+
+    // Three rows above the target: the third index is lowered below the
+    // start, and that row stays.
+    list = {"a", "b", "c", "d", "e", "f"};
+    MutableListMoves::moveObjectsFromIndexes(list, {0, 1, 2}, 5);
+    EXPECT_EQ(list, (QStringList{"c", "d", "e", "a", "b", "f"}));
+
+    // Indexes beyond the list stop the move instead of reading past it.
+    list = {"a", "b"};
+    MutableListMoves::moveObjectsFromIndexes(list, {1, 9}, 0);
+    EXPECT_EQ(list, (QStringList{"b", "a"}));
+}
+
+} // namespace
