@@ -1,0 +1,69 @@
+// Every icon the desktop program asks for by name has a drawing of its own
+// bundled, so that a desktop whose theme lacks one (or a bare X server with
+// no theme) still shows it, and every bundled drawing renders.
+
+#include "Icons.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QIcon>
+#include <QImage>
+#include <QPixmap>
+#include <QRegularExpression>
+#include <QSet>
+#include <gtest/gtest.h>
+
+namespace {
+
+// Names given as string literals where the program takes an icon: to
+// Icons::themed() and to the main window's commands.
+QSet<QString> iconNamesInSources()
+{
+    static const QRegularExpression call(
+        QStringLiteral(R"re((?:themed|addCommand)\([^;]*?QStringLiteral\("([a-z]+(?:-[a-z]+)+)"\))re"),
+        QRegularExpression::DotMatchesEverythingOption);
+    QSet<QString> names;
+    QDirIterator files(QStringLiteral(SONABRIK_SOURCE_DIR "/Classes/gui"), {QStringLiteral("*.cpp")},
+                       QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        if (!file.open(QIODevice::ReadOnly)) {
+            continue;
+        }
+        const QString text = QString::fromUtf8(file.readAll());
+        for (const QRegularExpressionMatch& match : call.globalMatch(text)) {
+            names.insert(match.captured(1));
+        }
+    }
+    return names;
+}
+
+TEST(IconsTest, EveryNameUsedHasABundledDrawingThatRenders)
+{
+    const QSet<QString> names = iconNamesInSources();
+    ASSERT_GE(names.size(), 15) << "the source scan found too few icon names to be trusted";
+    for (const QString& name : names) {
+        EXPECT_TRUE(QFile::exists(QStringLiteral(":/icons/") + name + QStringLiteral(".svg")))
+            << "no bundled drawing for " << name.toStdString();
+    }
+
+    // With a theme that has nothing, the bundled drawings are what shows.
+    const QString theme = QIcon::themeName();
+    QIcon::setThemeName(QStringLiteral("sonabrik-test-no-such-theme"));
+    for (const QString& file : QDir(QStringLiteral(":/icons")).entryList({QStringLiteral("*.svg")})) {
+        const QString name = file.chopped(4);
+        const QImage image = Icons::themed(name).pixmap(32, 32).toImage();
+        ASSERT_FALSE(image.isNull()) << name.toStdString();
+        int painted = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                painted += qAlpha(image.pixel(x, y)) > 0 ? 1 : 0;
+            }
+        }
+        EXPECT_GT(painted, 20) << name.toStdString() << " draws nothing";
+    }
+    QIcon::setThemeName(theme);
+}
+
+} // namespace
