@@ -19,6 +19,8 @@ packages=(
   python3 python3-mutagen xvfb xauth time
   # screenshots of the desktop program
   xdotool imagemagick x11-utils openbox
+  # checks of the desktop entry and the software-centre description
+  desktop-file-utils appstream shared-mime-info
 )
 
 missing=()

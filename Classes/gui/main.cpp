@@ -56,6 +56,7 @@ int main(int argc, char** argv)
     }
     instance.listen();
     Icons::setUpTheme();
+    QApplication::setWindowIcon(Icons::themed(QStringLiteral("org.sonabrik.Sonabrik")));
 
     DesktopUserInterface ui;
     ApplicationController controller(&ui);

@@ -13,7 +13,14 @@ const GuiServicesTable* table()
     static const GuiServicesTable* const loaded = []() -> const GuiServicesTable* {
         // Never closed: Qt's image plugins, loaded through the module, keep
         // pointers into it.
-        void* module = dlopen(SONABRIK_GUISERVICES_PATH, RTLD_NOW | RTLD_LOCAL);
+        // Where this build put it, else where `cmake --install` puts it (the
+        // build folder may be gone by the time an installed program runs).
+        const char* path = SONABRIK_GUISERVICES_PATH;
+        void* module = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+        if (!module) {
+            path = SONABRIK_GUISERVICES_INSTALLED_PATH;
+            module = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+        }
         if (!module) {
             qWarning("Pictures cannot be read or written: %s", dlerror());
             return nullptr;
@@ -21,7 +28,7 @@ const GuiServicesTable* table()
         auto entry = reinterpret_cast<GuiServicesEntry>(dlsym(module, kGuiServicesEntry));
         const GuiServicesTable* services = entry ? entry() : nullptr;
         if (!services || services->version != kGuiServicesVersion) {
-            qWarning("Pictures cannot be read or written: %s is not this build's", SONABRIK_GUISERVICES_PATH);
+            qWarning("Pictures cannot be read or written: %s is not this build's", path);
             return nullptr;
         }
         return services;
