@@ -4,6 +4,7 @@
 // it was started with. Everything else happens in those classes.
 
 #include "ApplicationController.h"
+#include "DesktopNotifier.h"
 #include "DesktopUserInterface.h"
 #include "Icons.h"
 #include "MainWindow.h"
@@ -62,6 +63,9 @@ int main(int argc, char** argv)
     ApplicationController controller(&ui);
     MainWindow window(controller);
     ui.attach(&window, &controller);
+    DesktopNotifier notifier;
+    window.setNotifier(
+        [&notifier](const QString& summary, const QString& body) { notifier.notify(summary, body); });
     QObject::connect(&window, &MainWindow::terminateApproved, &app, &QApplication::quit,
                      Qt::QueuedConnection);
     QObject::connect(&instance, &SingleInstance::pathsReceived, &window, [&](const QStringList& handed) {
