@@ -30,6 +30,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QProcess>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QTableView>
 #include <QUrl>
@@ -160,6 +161,37 @@ TEST_F(MainWindowTest, DroppedUriListQueuesOnlyAcceptedLocalFiles)
     // The first row is selected once the queue is filled, and the status
     // line counts the files.
     EXPECT_EQ(ui.selectedRows(), QList<int>({0}));
+}
+
+TEST_F(MainWindowTest, ThirtyOneNewlySelectedRowsAreReadBehindTheProgressSheet)
+{
+    QStringList paths;
+    // The first row is selected once they are queued: 31 more make the sheet.
+    for (int n = 1; n <= 32; ++n) {
+        paths << scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-tagged.flac")),
+                                QStringLiteral("many/%1.flac").arg(n, 2, 10, QLatin1Char('0')));
+    }
+    int resets = 0;
+    int insertions = 0;
+    QObject::connect(window.queueModel(), &QAbstractItemModel::modelReset, [&resets] { ++resets; });
+    QObject::connect(window.queueModel(), &QAbstractItemModel::rowsInserted, [&insertions] { ++insertions; });
+    queue(paths);
+    window.queueModel()->flushPendingRows();
+    ASSERT_EQ(window.queueModel()->rowCount(), 32);
+    EXPECT_EQ(resets, 0) << "rows join the list as insertions";
+    EXPECT_GE(insertions, 1);
+
+    // Selecting them all reads their metadata on a thread of its own, with
+    // the window-modal progress sheet up meanwhile.
+    ASSERT_EQ(ui.selectedRows(), QList<int>({0}));
+    window.action("selectAll")->trigger();
+    QProgressDialog* sheet = nullptr;
+    ASSERT_TRUE(waitUntil([&] { return (sheet = window.findChild<QProgressDialog*>()) != nullptr; }, 10))
+        << "no progress sheet for 31 rows";
+    EXPECT_EQ(sheet->windowModality(), Qt::WindowModal);
+    ASSERT_TRUE(
+        waitUntil([&] { return controller.selectedOperations().size() == 32 && !sheet->isVisible(); }));
+    EXPECT_EQ(ui.selectedRows().size(), 32);
 }
 
 TEST_F(MainWindowTest, EncodeFromTheToolbarConvertsTheQueueAndEveryRowReachesItsEnd)
