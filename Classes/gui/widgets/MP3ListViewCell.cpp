@@ -221,51 +221,43 @@ void MP3ListViewCell::storePreviousSettings()
                                    m_encoderSettings->settingsDictionary());
 }
 
-void MP3ListViewCell::sampleRateChanged()
+template <class Value>
+void MP3ListViewCell::applySelectedTag(QComboBox* popUp, void (EncoderSettings::*setter)(Value))
 {
     if (m_encoderSettings) {
-        m_encoderSettings->setSampleRate(selectedTag(m_sampleRatePopupButton));
+        (m_encoderSettings.data()->*setter)(Value(selectedTag(popUp)));
         storePreviousSettings();
     }
+}
+
+void MP3ListViewCell::sampleRateChanged()
+{
+    applySelectedTag(m_sampleRatePopupButton, &EncoderSettings::setSampleRate);
 }
 
 void MP3ListViewCell::bitrateChanged()
 {
-    if (m_encoderSettings) {
-        m_encoderSettings->setBitrate(selectedTag(m_bitratePopupButton));
-        storePreviousSettings();
-    }
+    applySelectedTag(m_bitratePopupButton, &EncoderSettings::setBitrate);
 }
 
 void MP3ListViewCell::bitrateModeChanged()
 {
-    if (m_encoderSettings) {
-        m_encoderSettings->setBitrateMethod(qint32(selectedTag(m_bitrateModePopupButton)));
-        storePreviousSettings();
-        configureMenuItems();
-    }
+    applySelectedTag(m_bitrateModePopupButton, &EncoderSettings::setBitrateMethod);
+    // The method shows the bit rate or the VBR quality.
+    configureMenuItems();
 }
 
 void MP3ListViewCell::vbrQualityChanged()
 {
-    if (m_encoderSettings) {
-        m_encoderSettings->setVbrQuality(selectedTag(m_vbrQualityPopupButton));
-        storePreviousSettings();
-    }
+    applySelectedTag(m_vbrQualityPopupButton, &EncoderSettings::setVbrQuality);
 }
 
 void MP3ListViewCell::channelsChanged()
 {
-    if (m_encoderSettings) {
-        m_encoderSettings->setChannelMode(qint32(selectedTag(m_channelsPopupButton)));
-        storePreviousSettings();
-    }
+    applySelectedTag(m_channelsPopupButton, &EncoderSettings::setChannelMode);
 }
 
 void MP3ListViewCell::qualityChanged()
 {
-    if (m_encoderSettings) {
-        m_encoderSettings->setQuality(selectedTag(m_qualityPopupButton));
-        storePreviousSettings();
-    }
+    applySelectedTag(m_qualityPopupButton, &EncoderSettings::setQuality);
 }

@@ -52,6 +52,9 @@ private Q_SLOTS:
     void qualityChanged();
 
 private:
+    // Writes the tag of popUp's selected item into the record and remembers
+    // the record.
+    template <class Value> void applySelectedTag(QComboBox* popUp, void (EncoderSettings::*setter)(Value));
     void storePreviousSettings();
     void showFormatNote();
 
