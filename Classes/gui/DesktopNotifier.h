@@ -21,6 +21,10 @@ public:
     // replaces the one still shown.
     void notify(const QString& summary, const QString& body);
 
+    // The service's id of the last notification it answered for; 0 before
+    // any answer.
+    uint shownId() const { return *m_lastId; }
+
 private:
     QDBusConnection m_bus;
     // Shared with the answer of a call still under way.

@@ -127,6 +127,7 @@ TEST_F(DesktopNotifierTest, ARunEndingInTheBackgroundIsAnnounced)
               QStringLiteral("org.sonabrik.Sonabrik"));
 
     // A later one replaces the first if it is still shown.
+    ASSERT_TRUE(waitUntil([&] { return notifier.shownId() == 42; }, 10));
     notifier.notify(QStringLiteral("Again"), QString());
     ASSERT_TRUE(waitUntil([&] { return server.calls.size() == 2; }, 10));
     EXPECT_EQ(server.calls.last().replaces, 42u);
