@@ -2,7 +2,8 @@
 # Runs the real desktop program on a virtual X server with a generated album
 # queued, and saves PNG screenshots of what a user sees into
 # build/screenshots: the main window in the middle of a run, the error log
-# window after a broken file failed, and the overwrite question.
+# window after a broken file failed, the overwrite question, and every pane
+# of the preferences, at 100 % and at 200 % scale (NAME@2x.png).
 #
 #   bash scripts/screenshots.sh [BUILD-DIR]
 #
@@ -16,7 +17,7 @@ program="$build/Classes/sonabrik"
 shots="$build/screenshots"
 
 if [ -z "${SONABRIK_SCREENSHOT_DISPLAY:-}" ]; then
-    exec xvfb-run -a -s "-screen 0 1280x860x24" env SONABRIK_SCREENSHOT_DISPLAY=1 bash "$0" "$build"
+    exec xvfb-run -a -s "-screen 0 2200x1700x24" env SONABRIK_SCREENSHOT_DISPLAY=1 bash "$0" "$build"
 fi
 
 work=$(mktemp -d)
@@ -73,6 +74,23 @@ main=$(xdotool search --sync --onlyvisible --name '^Sonabrik$' | head -1)
 xdotool windowmove "$main" 80 40 windowsize "$main" 980 700
 sleep 2
 
+# Every pane of the preferences (Ctrl+1 ... Ctrl+7 switch them). The
+# window closes again before the run: a run closes it anyway.
+preferences_shots() { # suffix
+    local panes=(general music-library queue album-artwork metadata error-log dsd) preferences
+    xdotool windowactivate --sync "$main" key ctrl+comma
+    preferences=$(xdotool search --sync --onlyvisible --name '^Sonabrik Preferences$' | head -1)
+    xdotool windowmove "$preferences" 160 80
+    for i in "${!panes[@]}"; do
+        xdotool windowactivate --sync "$preferences" key "ctrl+$((i + 1))"
+        sleep 0.7
+        shot "$preferences" "preferences-${panes[$i]}$1.png"
+    done
+    xdotool windowactivate --sync "$preferences" key Escape
+    sleep 0.5
+}
+preferences_shots ""
+
 # The run, in the middle.
 xdotool windowactivate --sync "$main" key ctrl+Return
 sleep 3
@@ -101,3 +119,14 @@ sleep 2
 xdotool windowactivate --sync "$main" key ctrl+Return
 sleep 2
 shot "$main" overwrite-question.png
+
+# The preferences again at 200 %, in a fresh program.
+app=${pids[-1]}
+kill "$app" 2>/dev/null || true
+wait "$app" 2>/dev/null || true
+sleep 1
+QT_SCALE_FACTOR=2 "$program" >/dev/null 2>&1 &
+pids+=($!)
+main=$(xdotool search --sync --onlyvisible --name '^Sonabrik$' | head -1)
+sleep 2
+preferences_shots "@2x"

@@ -3,8 +3,8 @@
 #include "ApplicationController.h"
 #include "ErrorLogWindowController.h"
 #include "MainWindow.h"
-#include "OutputFormatsPane.h"
 #include "OutputFolderPopUp.h"
+#include "OutputFormatsPane.h"
 #include "QueueListModel.h"
 #include "QueueListView.h"
 
@@ -324,17 +324,16 @@ void DesktopUserInterface::closeErrorLog()
 
 void DesktopUserInterface::showPreferences()
 {
-    // Until the preferences have a window of their own, the one preference
-    // the controller sends people to fix is the output folder: offer its
-    // chooser.
     if (m_window) {
-        m_window->outputFolderPopUp()->choose(OutputFolderPopUp::ChooseItem);
+        m_window->showPreferences();
     }
 }
 
 void DesktopUserInterface::closeSecondaryWindows()
 {
-    // The preferences and the metadata editor have no windows yet.
+    if (m_window) {
+        m_window->closeSecondaryWindows();
+    }
 }
 
 void DesktopUserInterface::refreshMetadataEditor()

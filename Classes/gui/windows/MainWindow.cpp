@@ -6,10 +6,11 @@
 #include "ErrorLogWindowController.h"
 #include "FileEncodeOperation.h"
 #include "Icons.h"
-#include "OperationsArrayController.h"
 #include "MP3ListViewCell.h"
+#include "OperationsArrayController.h"
 #include "OutputFolderPopUp.h"
 #include "OutputFormatsPane.h"
+#include "PreferencesWindowController.h"
 #include "QueueListModel.h"
 #include "QueueListView.h"
 
@@ -125,9 +126,8 @@ void MainWindow::createActions()
         }
     });
     QAction* preferences = addCommand("preferences", tr("Preferences…"), QStringLiteral("preferences-system"),
-                                      QKeySequence::Preferences, [] {});
+                                      QKeySequence(Qt::CTRL | Qt::Key_Comma), [this] { showPreferences(); });
     preferences->setIconText(tr("Preferences"));
-    preferences->setEnabled(false);
     QAction* metadata =
         addCommand("metadataEditor", tr("Metadata Editor"), QStringLiteral("document-properties"),
                    QKeySequence(Qt::CTRL | Qt::Key_I), [] {});
@@ -248,6 +248,30 @@ void MainWindow::createCentralArea()
     splitter->setStretchFactor(0, 3);
     splitter->setStretchFactor(1, 1);
     setCentralWidget(splitter);
+}
+
+PreferencesWindowController* MainWindow::preferencesWindow()
+{
+    if (!m_preferences) {
+        // A window of its own, like the log's: the main window's sheets
+        // must not block it.
+        m_preferences = std::make_unique<PreferencesWindowController>();
+    }
+    return m_preferences.get();
+}
+
+void MainWindow::showPreferences()
+{
+    preferencesWindow()->show();
+    preferencesWindow()->raise();
+    preferencesWindow()->activateWindow();
+}
+
+void MainWindow::closeSecondaryWindows()
+{
+    if (m_preferences) {
+        m_preferences->close();
+    }
 }
 
 ErrorLogWindowController* MainWindow::errorLogWindow()
@@ -419,6 +443,7 @@ void MainWindow::closeEvent(QCloseEvent* event)
         if (m_errorLog) {
             m_errorLog->close();
         }
+        closeSecondaryWindows();
         Q_EMIT terminateApproved();
         return;
     }

@@ -22,6 +22,7 @@ class ApplicationController;
 class ErrorLogWindowController;
 class OutputFolderPopUp;
 class OutputFormatsPane;
+class PreferencesWindowController;
 class QueueListModel;
 class QueueListView;
 class QLabel;
@@ -39,6 +40,10 @@ public:
     QueueListModel* queueModel() const { return m_queueModel; }
     OutputFolderPopUp* outputFolderPopUp() const { return m_outputFolder; }
     ErrorLogWindowController* errorLogWindow();
+    PreferencesWindowController* preferencesWindow();
+    void showPreferences();
+    // Closes the preferences (a run is starting, or the program ends).
+    void closeSecondaryWindows();
     OutputFormatsPane* outputFormatsPane() const { return m_formatsArea; }
 
     // The Encode/Cancel button.
@@ -94,6 +99,7 @@ private:
     OutputFolderPopUp* m_outputFolder = nullptr;
     OutputFormatsPane* m_formatsArea = nullptr;
     std::unique_ptr<ErrorLogWindowController> m_errorLog;
+    std::unique_ptr<PreferencesWindowController> m_preferences;
     QAction* m_encodeButton = nullptr;
     QToolButton* m_encodeToolButton = nullptr;
     QMenu* m_encodeMenu = nullptr;

@@ -1,0 +1,221 @@
+// The preferences window as a user meets it: the simultaneous-encodes
+// pop-up correcting a stored count it has no item for, tokens going over a
+// whole field or into the selection of the one being typed in, the preview
+// following the keyboard and the two-digit box, the naming controls locked
+// against a preserved folder structure, the DSD notes, the comment's line
+// breaks, and panes that resize the window from its top edge.
+
+#include "DSDPreferencesPane.h"
+#include "Encoding.h"
+#include "ErrorLogPreferencesPane.h"
+#include "FormatSpecifierPopUp.h"
+#include "GeneralPreferencesPane.h"
+#include "MetadataPreferencesPane.h"
+#include "OutputFolderPopUp.h"
+#include "Preferences.h"
+#include "PreferencesWindowController.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QTest>
+#include <QThread>
+#include <QToolBar>
+#include <gtest/gtest.h>
+
+namespace {
+
+Preferences& preferences()
+{
+    return Preferences::shared();
+}
+
+// Chooses the pop-up's item with this data, as a user does.
+void choose(QComboBox* popUp, const QVariant& data)
+{
+    const int index = popUp->findData(data);
+    ASSERT_GE(index, 0);
+    popUp->setCurrentIndex(index);
+    Q_EMIT popUp->activated(index);
+}
+
+class PreferencesWindowTest : public ::testing::Test
+{
+protected:
+    // Shows the window and gives the keyboard focus to field, as a click
+    // into it does.
+    void startEditing(QWidget* field)
+    {
+        window().show();
+        QApplication::setActiveWindow(&window());
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&window()));
+        field->setFocus(Qt::MouseFocusReason);
+        ASSERT_TRUE(field->hasFocus());
+    }
+
+    PreferencesWindowController& window()
+    {
+        if (!m_window) {
+            m_window = std::make_unique<PreferencesWindowController>();
+        }
+        return *m_window;
+    }
+    GeneralPreferencesPane& general() { return *window().generalPreferenceView(); }
+
+    PreferencesScope prefs;
+    std::unique_ptr<PreferencesWindowController> m_window;
+};
+
+TEST_F(PreferencesWindowTest, StoredEncoderCountAboveTheProcessorsOrZeroBecomesTheProcessorCount)
+{
+    const int processors = QThread::idealThreadCount();
+    for (int stored : {processors + 4, 0}) {
+        prefs.set(QStringLiteral("numProcesses"), stored);
+        m_window.reset();
+        EXPECT_EQ(general().maxEncodersButton->count(), processors);
+        EXPECT_EQ(general().maxEncodersButton->currentText(), QString::number(processors)) << stored;
+        EXPECT_EQ(window().maxEncoders(), processors);
+        EXPECT_EQ(preferences().integerValue(QStringLiteral("numProcesses")), processors) << stored;
+    }
+    prefs.set(QStringLiteral("numProcesses"), 1);
+    m_window.reset();
+    EXPECT_EQ(general().maxEncodersButton->currentText(), "1");
+    general().maxEncodersButton->setCurrentIndex(processors - 1);
+    Q_EMIT general().maxEncodersButton->activated(processors - 1);
+    EXPECT_EQ(preferences().integerValue(QStringLiteral("numProcesses")), processors);
+}
+
+TEST_F(PreferencesWindowTest, TokenReplacesTheWholeFieldOrOnlyTheSelectionBeingEdited)
+{
+    prefs.set(QStringLiteral("useCustomNamingScheme"), true);
+    prefs.set(QStringLiteral("customNamingScheme"), QStringLiteral("{albumTitle}/{trackNumber} x"));
+    QLineEdit* field = general().customFileNameTextField;
+    FormatSpecifierPopUp* tokens = general().fileNameFormatSpecifierPopUpButton;
+
+    tokens->choose(1);
+    EXPECT_EQ(field->text(), "{trackTitle}");
+    EXPECT_EQ(preferences().stringValue(QStringLiteral("customNamingScheme")), "{trackTitle}");
+    EXPECT_EQ(general().namingSchemeSample->text(), "Lantern Road.mp3");
+
+    field->setText(QStringLiteral("{trackNumber} x"));
+    startEditing(field);
+    field->setSelection(14, 1); // the "x"
+    tokens->choose(1);
+    EXPECT_EQ(field->text(), "{trackNumber} {trackTitle}");
+    EXPECT_EQ(general().namingSchemeSample->text(), "01 Lantern Road.mp3");
+
+    tokens->choose(99); // an item without a token inserts nothing
+    EXPECT_EQ(field->text(), "{trackNumber} {trackTitle}");
+
+    // The comment field takes tokens the same way, and Return starts a
+    // new line in it instead of ending the editing.
+    QPlainTextEdit* comment = window().metadataPreferenceView()->commentsFormatStringTextField;
+    window().metadataPreferenceView()->commentsFormatSpecifierPopupButton->choose(5);
+    EXPECT_EQ(comment->toPlainText(), "{albumTitle}");
+    window().switchView(PreferencesWindowController::MetadataView);
+    startEditing(comment);
+    comment->moveCursor(QTextCursor::End);
+    QTest::keyClick(comment, Qt::Key_Return);
+    window().metadataPreferenceView()->commentsFormatSpecifierPopupButton->choose(7);
+    EXPECT_EQ(preferences().stringValue(QStringLiteral("commentsFormatString")), "{albumTitle}\n{year}");
+}
+
+TEST_F(PreferencesWindowTest, PreviewFollowsTypingAndTheTwoDigitBox)
+{
+    prefs.set(QStringLiteral("useCustomNamingScheme"), true);
+    prefs.set(QStringLiteral("useTwoDigitNumbers"), true);
+    prefs.set(QStringLiteral("customNamingScheme"), QString());
+    QLineEdit* field = general().customFileNameTextField;
+    startEditing(field);
+    QTest::keyClicks(field, QStringLiteral("{discNumber}-{trackNumber} {trackTitle"));
+    EXPECT_EQ(general().namingSchemeSample->text(), "01-01 {trackTitle.mp3");
+    QTest::keyClicks(field, QStringLiteral("}"));
+    EXPECT_EQ(general().namingSchemeSample->text(), "01-01 Lantern Road.mp3");
+    EXPECT_EQ(preferences().stringValue(QStringLiteral("customNamingScheme")),
+              "{discNumber}-{trackNumber} {trackTitle}");
+    general().useTwoDigitTrackNumberCheckbox->click();
+    EXPECT_FALSE(preferences().boolValue(QStringLiteral("useTwoDigitNumbers")));
+    EXPECT_EQ(general().namingSchemeSample->text(), "1-1 Lantern Road.mp3");
+}
+
+TEST_F(PreferencesWindowTest, PreservedStructureLocksTheNamingControlsUntilOutputsGoBesideTheirSources)
+{
+    prefs.set(QStringLiteral("destinationDirectory"), QDir::tempPath());
+    prefs.set(QStringLiteral("outputSameAsSource"), false);
+    prefs.set(QStringLiteral("preserveInputFileDirectoryStructure"), true);
+    prefs.set(QStringLiteral("useCustomNamingScheme"), true);
+    EXPECT_TRUE(general().preserveDirectoryStructureCheckbox->isEnabled());
+    EXPECT_FALSE(general().useCustomOutputNamingSchemeCheckbox->isEnabled());
+    EXPECT_FALSE(general().customFileNameTextField->isEnabled());
+    EXPECT_FALSE(general().fileNameFormatSpecifierPopUpButton->isEnabled());
+
+    general().outputDirectoryPopUp->choose(OutputFolderPopUp::SameAsSourceItem);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(preferences().boolValue(QStringLiteral("outputSameAsSource")));
+    EXPECT_FALSE(general().preserveDirectoryStructureCheckbox->isEnabled());
+    EXPECT_FALSE(general().openOutputDirectoryCheckbox->isEnabled());
+    EXPECT_TRUE(general().useCustomOutputNamingSchemeCheckbox->isEnabled());
+    EXPECT_TRUE(general().customFileNameTextField->isEnabled());
+    EXPECT_TRUE(general().renameFilesWhenUpdatingMetadataOnlyCheckbox->isEnabled());
+
+    // Back to a folder: unticking the structure frees the scheme, unticking
+    // the scheme locks its field.
+    general().outputDirectoryPopUp->setFolderChooser(
+        [](QWidget*, const QString&, std::function<void(const QString&)> done) { done(QDir::tempPath()); });
+    general().outputDirectoryPopUp->choose(OutputFolderPopUp::ChooseItem);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(preferences().boolValue(QStringLiteral("outputSameAsSource")));
+    EXPECT_TRUE(general().preserveDirectoryStructureCheckbox->isEnabled());
+    EXPECT_FALSE(general().customFileNameTextField->isEnabled());
+    general().preserveDirectoryStructureCheckbox->click();
+    EXPECT_TRUE(general().customFileNameTextField->isEnabled());
+    general().useCustomOutputNamingSchemeCheckbox->click();
+    EXPECT_FALSE(general().customFileNameTextField->isEnabled());
+    EXPECT_FALSE(general().useTwoDigitTrackNumberCheckbox->isEnabled());
+}
+
+TEST_F(PreferencesWindowTest, DecimationNotesAndGainAreShownAndStored)
+{
+    prefs.set(QStringLiteral("dsd_decimation"), 64);
+    DSDPreferencesPane& dsd = *window().dsdPreferenceView();
+    EXPECT_EQ(dsd.dsd64SampleRateTextField->text(),
+              "Output sample rate for 2.8224MHz DSD files will be 44.1kHz");
+    choose(dsd.dsdDecimationPopUpButton, 32);
+    EXPECT_EQ(preferences().integerValue(QStringLiteral("dsd_decimation")), 32);
+    EXPECT_EQ(dsd.dsd64SampleRateTextField->text(),
+              "Output sample rate for 2.8224MHz DSD files will be 88.2kHz");
+    EXPECT_EQ(dsd.dsd128SampleRateTextField->text(),
+              "Output sample rate for 5.6448MHz DSD files will be 176.4kHz");
+}
+
+TEST_F(PreferencesWindowTest, PanesResizeTheWindowFromItsTopEdge)
+{
+    window().show();
+    window().move(100, 120);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window()));
+    EXPECT_EQ(window().windowTitle(), "Sonabrik Preferences");
+    EXPECT_EQ(window().currentViewTag(), PreferencesWindowController::GeneralView);
+    const int generalHeight = window().height();
+    const int top = window().geometry().top();
+
+    QAction* errorLog =
+        window().preferencesToolbar()->actions().at(PreferencesWindowController::ErrorLogView);
+    errorLog->trigger();
+    EXPECT_EQ(window().currentViewTag(), PreferencesWindowController::ErrorLogView);
+    EXPECT_TRUE(errorLog->isChecked());
+    EXPECT_LT(window().height(), generalHeight);
+    EXPECT_EQ(window().geometry().top(), top);
+    EXPECT_TRUE(window().errorLogPreferenceView()->isVisible());
+    EXPECT_FALSE(window().generalPreferenceView()->isVisible());
+
+    window().switchView(42); // an unknown tag shows the general pane
+    EXPECT_EQ(window().currentViewTag(), PreferencesWindowController::GeneralView);
+    EXPECT_EQ(window().height(), generalHeight);
+    EXPECT_EQ(window().geometry().top(), top);
+}
+
+} // namespace
