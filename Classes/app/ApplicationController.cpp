@@ -232,6 +232,8 @@ void ApplicationController::finishedParsingFiles()
     m_ui->reloadOutputFormatList();
     setEncoderRunning(false);
     m_ui->setEncodeButtonToCancel(false);
+    // A Cancel during the parse disabled the button.
+    m_ui->setEncodeButtonEnabled(true);
     if (m_ui->selectedRows().isEmpty() && m_operations->count() > 0) {
         m_ui->selectRows({0});
         listViewSelectionDidChange();
@@ -325,6 +327,7 @@ void ApplicationController::deleteRows(const QList<int>& rows)
     m_cancelled = false;
     setEncoderRunning(true);
     m_ui->setEncodeButtonToCancel(true);
+    m_ui->setEncodeButtonEnabled(true);
 
     QList<FileEncodeOperation*> taken;
     for (int row : rows) {
@@ -355,6 +358,8 @@ void ApplicationController::deleteRows(const QList<int>& rows)
             setEncoderRunning(false);
             setContainsMP3Files(m_operations->containsExtension(QStringLiteral("mp3")));
             m_ui->setEncodeButtonToCancel(false);
+            // A Cancel during the removal disabled the button.
+            m_ui->setEncodeButtonEnabled(true);
             clearSelection();
         });
     });
