@@ -413,6 +413,16 @@ void ApplicationController::waitingUserInputDidChange(EncodeOperation* operation
     m_overwriteQuestion->waitingUserInputDidChange(operation);
 }
 
+bool ApplicationController::otherRowReadsSource(const FileEncodeOperation* row, const QString& path)
+{
+    // Finished rows of a run that deletes originals have left the queue, so
+    // the last of the rows sharing a source is the one that trashes it.
+    const QList<FileEncodeOperation*> queued = m_operations->arrangedObjects();
+    return std::any_of(queued.begin(), queued.end(), [&](const FileEncodeOperation* other) {
+        return other != row && other->inFilePath() == path;
+    });
+}
+
 void ApplicationController::applicationShouldTerminate(std::function<void(bool terminate)> reply)
 {
     if (m_runningOperations < 1) {

@@ -135,6 +135,7 @@ public:
     QStringList& createdOutputPaths() override { return m_createdOutputPaths; }
     QList<std::shared_ptr<EncoderSettings>> encoderSettings() override { return m_encoderSettings; }
     void waitingUserInputDidChange(EncodeOperation* operation) override;
+    bool otherRowReadsSource(const FileEncodeOperation* row, const QString& path) override;
 
     // Runs work on a thread of its own, counted so that the destructor can
     // wait for it.

@@ -301,14 +301,18 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
         return;
     }
 
+    // The same file may be queued twice: the other row still reads it.
     if (Preferences::shared().boolValue(QStringLiteral("deleteOriginal")) && m_success &&
-        !m_reEncodeToSamefile && !m_cancelled && !m_skipped) {
+        !m_reEncodeToSamefile && !m_cancelled && !m_skipped &&
+        !(m_delegate && m_delegate->otherRowReadsSource(this, inFilePath()))) {
         // The Trash lives in the data folder, which a fresh account may lack;
         // without it the move would pick a trash of its own elsewhere.
         QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
         QFile::moveToTrash(inFilePath());
     }
-    if (metadataOnlyMP3) {
+    // A skipped child's output path names the file that was in the way,
+    // not this source under a new name.
+    if (metadataOnlyMP3 && !child->skipped()) {
         std::lock_guard lock(m_lock);
         m_inFilePath = child->outFilePath();
     }

@@ -14,7 +14,11 @@
 //
 // The source is moved to the Trash only when "deleteOriginal" is on, every
 // child succeeded, none wrote to the source's own path, the last one was not
-// skipped and the row was not cancelled.
+// skipped, the row was not cancelled and no other queued row has the same
+// source (the delegate is asked).
+//
+// After a metadata-only child on an MP3 source, inFilePath() follows the file
+// to its new name, unless the child was skipped.
 //
 // Observable state (signals emitted on the main thread): isExecuting,
 // isFinished, percentComplete, progressUnknown, currentStatus. The children

@@ -173,10 +173,15 @@ TEST_F(ApplicationControllerTest, KeptRowsAreResetUnlessTheOriginalsAreDeleted)
     }
     EXPECT_EQ(filesBelow(out()).size(), 4);
 
-    // With the originals deleted nothing stays, and the sources go to the Trash.
+    // With the originals deleted nothing stays, and the sources go to the
+    // Trash; a source queued twice goes there only after its second row.
+    controller.addFileEncodeOperationToQueue(paths.first(), paths.first());
     prefs.set(QStringLiteral("deleteOriginal"), true);
     prefs.set(QStringLiteral("overwriteOutputFiles"), false);
     run();
+    EXPECT_EQ(controller.failedEncodes(), 0);
+    EXPECT_EQ(controller.successfulEncodes(), 5);
+    EXPECT_EQ(filesBelow(out()).size(), 9);
     EXPECT_EQ(rows().count(), 0);
     for (const QString& path : paths) {
         EXPECT_FALSE(QFileInfo::exists(path)) << path.toStdString();
@@ -398,6 +403,49 @@ TEST_F(ApplicationControllerTest, EncodeButtonIsEnabledAgainAfterEveryKindOfCanc
     EXPECT_EQ(rows().count(), 2);
     EXPECT_EQ(filesBelow(out()), QStringList{QStringLiteral("c1.mp3")});
     EXPECT_EQ(fileBytes(out() + QStringLiteral("/c1.mp3")), QByteArray("old"));
+}
+
+TEST_F(ApplicationControllerTest, MetadataOnlyRenamesNeverTakeAnotherFilesPlace)
+{
+    // Beside their sources, named by their title: both copies are called
+    // "Old Title" by their tags.
+    prefs.set(QStringLiteral("outputSameAsSource"), true);
+    prefs.set(QStringLiteral("useCustomNamingScheme"), true);
+    prefs.set(QStringLiteral("customNamingScheme"), QStringLiteral("{trackTitle}"));
+    prefs.set(QStringLiteral("renameAfterUpdatingMetadata"), true);
+    prefs.set(QStringLiteral("overwriteOutputFiles"), false);
+    const QString in = scratch.file(QStringLiteral("in"));
+    queue({source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("a.mp3")),
+           source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("b.mp3"))});
+    run(true);
+    EXPECT_EQ(controller.successfulEncodes(), 2);
+    EXPECT_EQ(filesBelow(in), (QStringList{"Old Title 2.mp3", "Old Title.mp3"}));
+    for (const QString& name : filesBelow(in)) {
+        EXPECT_NEAR(durationOf(in + u'/' + name), 0.5, 0.06) << name.toStdString();
+    }
+    // The rows follow their files.
+    QStringList rowPaths = rows().paths();
+    rowPaths.sort();
+    EXPECT_EQ(rowPaths,
+              (QStringList{in + QStringLiteral("/Old Title 2.mp3"), in + QStringLiteral("/Old Title.mp3")}));
+    const QString trash = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                          QStringLiteral("/Trash/files");
+    EXPECT_TRUE(filesBelow(trash).isEmpty());
+
+    // Asked about the name that is taken, the user skips: the row keeps its
+    // own file, so a later run tags that file and no other.
+    controller.clear();
+    ASSERT_TRUE(waitUntil([&] { return !controller.encoderRunning() && rows().count() == 0; }));
+    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
+    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
+    const QString c = source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("c.mp3"));
+    queue({c});
+    ui.answers = {{AlertThirdButtonReturn, false}};
+    run(true);
+    ASSERT_EQ(ui.alertMessages(), QStringList{QStringLiteral("The file \"Old Title.mp3\" already exists.")});
+    ASSERT_EQ(rows().count(), 1);
+    EXPECT_EQ(rows().at(0)->inFilePath(), c);
+    EXPECT_EQ(filesBelow(in), (QStringList{"Old Title 2.mp3", "Old Title.mp3", "c.mp3"}));
 }
 
 TEST_F(ApplicationControllerTest, PasteReplacesTheExchangedFieldsAndLongLoopsShowTheSheet)
