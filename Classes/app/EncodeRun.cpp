@@ -122,6 +122,7 @@ void EncodeRun::encode()
     c.m_overwriteExistingFilesHandling = 0;
     c.m_cancelled = false;
     c.m_createdOutputPaths.clear();
+    c.m_writtenOutputPaths.clear();
     m_finishedThisRun.clear();
     ui.closeErrorLog();
 

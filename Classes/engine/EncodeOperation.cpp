@@ -339,12 +339,15 @@ void EncodeOperation::moveEncodedFileToOutputLocation()
                     ErrorLog::logMessage(tr(kCouldNotMoveToLocationMessage.toUtf8().constData())
                                              .arg(displayName(outPath), error));
                     m_success = false;
+                } else {
+                    written = outPath;
                 }
             }
             releaseFromQuarantine(outPath);
             MainThread::runAndWait([&] {
                 if (m_delegate) {
                     m_delegate->createdOutputPaths().append(outPath);
+                    m_delegate->outputWasWritten(written);
                 }
             });
         }

@@ -135,6 +135,7 @@ void FileEncodeOperation::resetOperation()
     releaseChildren();
     m_successfulEncodes = 0;
     m_failedEncodes = 0;
+    m_skippedEncodes = 0;
     m_percentComplete = 0;
     m_progressUnknown = false;
     setCurrentStatus(fileName(inFilePath()));
@@ -283,6 +284,9 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
     }
     if (child->success()) {
         ++m_successfulEncodes;
+        if (child->skipped()) {
+            ++m_skippedEncodes;
+        }
     } else {
         m_success = false;
         ++m_failedEncodes;

@@ -76,6 +76,9 @@ public:
     bool reEncodeToSamefile() const { return m_reEncodeToSamefile; }
     qint64 successfulEncodes() const { return m_successfulEncodes; }
     qint64 failedEncodes() const { return m_failedEncodes; }
+    // Successful children that wrote nothing: their output existed and was
+    // kept.
+    qint64 skippedEncodes() const { return m_skippedEncodes; }
     float percentComplete() const { return m_percentComplete; }
     bool progressUnknown() const { return m_progressUnknown; }
     QString currentStatus() const;
@@ -127,6 +130,7 @@ private:
 
     std::atomic<qint64> m_successfulEncodes = 0;
     std::atomic<qint64> m_failedEncodes = 0;
+    std::atomic<qint64> m_skippedEncodes = 0;
     std::atomic<float> m_percentComplete = 0;
     std::atomic<bool> m_progressUnknown = false;
     QString m_currentStatus;
