@@ -276,12 +276,14 @@ void EncodeRun::cancel()
     c.m_cancelled = true;
     // Disabled before the operations are told: a row waiting for the
     // overwrite answer finishes at once when it is started again, so the run
-    // may end (and enable the button) before this returns. Nothing to stop,
-    // nothing to disable.
+    // may end (and enable the button) before this returns. When nothing runs
+    // there is nothing to wait for, and the button stays as it is.
     if (c.encoderRunning()) {
         c.ui().setEncodeButtonEnabled(false);
     }
-    for (FileEncodeOperation* operation : c.operationsController().arrangedObjects()) {
+    // A copy: the run may end while the rows are told.
+    const QList<FileEncodeOperation*> rows = c.operationsController().arrangedObjects();
+    for (FileEncodeOperation* operation : rows) {
         if (!operation->isExecuting()) {
             continue;
         }
