@@ -232,6 +232,8 @@ void ApplicationController::finishedParsingFiles()
     m_ui->reloadOutputFormatList();
     setEncoderRunning(false);
     m_ui->setEncodeButtonToCancel(false);
+    // A Cancel during the parse disabled the button.
+    m_ui->setEncodeButtonEnabled(true);
     if (m_ui->selectedRows().isEmpty() && m_operations->count() > 0) {
         m_ui->selectRows({0});
         listViewSelectionDidChange();
@@ -325,6 +327,7 @@ void ApplicationController::deleteRows(const QList<int>& rows)
     m_cancelled = false;
     setEncoderRunning(true);
     m_ui->setEncodeButtonToCancel(true);
+    m_ui->setEncodeButtonEnabled(true);
 
     QList<FileEncodeOperation*> taken;
     for (int row : rows) {
@@ -355,6 +358,8 @@ void ApplicationController::deleteRows(const QList<int>& rows)
             setEncoderRunning(false);
             setContainsMP3Files(m_operations->containsExtension(QStringLiteral("mp3")));
             m_ui->setEncodeButtonToCancel(false);
+            // A Cancel during the removal disabled the button.
+            m_ui->setEncodeButtonEnabled(true);
             clearSelection();
         });
     });
@@ -406,6 +411,16 @@ void ApplicationController::cancel()
 void ApplicationController::waitingUserInputDidChange(EncodeOperation* operation)
 {
     m_overwriteQuestion->waitingUserInputDidChange(operation);
+}
+
+bool ApplicationController::otherRowReadsSource(const FileEncodeOperation* row, const QString& path)
+{
+    // Finished rows of a run that deletes originals have left the queue, so
+    // the last of the rows sharing a source is the one that trashes it.
+    const QList<FileEncodeOperation*> queued = m_operations->arrangedObjects();
+    return std::any_of(queued.begin(), queued.end(), [&](const FileEncodeOperation* other) {
+        return other != row && other->inFilePath() == path;
+    });
 }
 
 void ApplicationController::applicationShouldTerminate(std::function<void(bool terminate)> reply)

@@ -133,8 +133,13 @@ public:
     // FileEncodeOperationDelegate.
     TaggingThread* taggingThread() override { return m_taggingThread.get(); }
     QStringList& createdOutputPaths() override { return m_createdOutputPaths; }
+    void outputWasWritten(const QString& path) override { m_writtenOutputPaths.append(path); }
+    // The files the current (or last) run wrote, as they are named on disk,
+    // in the order they were put in place.
+    const QStringList& writtenOutputPaths() const { return m_writtenOutputPaths; }
     QList<std::shared_ptr<EncoderSettings>> encoderSettings() override { return m_encoderSettings; }
     void waitingUserInputDidChange(EncodeOperation* operation) override;
+    bool otherRowReadsSource(const FileEncodeOperation* row, const QString& path) override;
 
     // Runs work on a thread of its own, counted so that the destructor can
     // wait for it.
@@ -172,6 +177,7 @@ private:
     std::unique_ptr<TaggingThread> m_taggingThread;
     QList<std::shared_ptr<EncoderSettings>> m_encoderSettings;
     QStringList m_createdOutputPaths;
+    QStringList m_writtenOutputPaths;
     QList<FileEncodeOperation*> m_selectedOperations;
     QTimer m_refreshTimer;
 

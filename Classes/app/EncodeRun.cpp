@@ -88,7 +88,9 @@ void EncodeRun::encode()
     if (!boolPreference("outputSameAsSource")) {
         const QString folder = Preferences::shared().stringValue(QStringLiteral("destinationDirectory"));
         const QFileInfo info(folder);
-        if (folder.isEmpty() || !info.isDir()) {
+        // Existence only: a file in the way lets the run start, and each
+        // output then fails to make its folder, with that failure logged.
+        if (folder.isEmpty() || !info.exists()) {
             showFolderAlert(
                 ui, "Output Folder Not Found",
                 "The destination folder does not exist.  Please specify a new one in preferences.");
@@ -113,12 +115,15 @@ void EncodeRun::encode()
     ErrorLog::shared()->clear();
     c.clearSelection();
     ui.setEncodeButtonToCancel(true);
+    ui.setEncodeButtonEnabled(true);
     c.m_runningOperations = 0;
     c.m_failedEncodes = 0;
     c.m_successfulEncodes = 0;
     c.m_overwriteExistingFilesHandling = 0;
     c.m_cancelled = false;
     c.m_createdOutputPaths.clear();
+    c.m_writtenOutputPaths.clear();
+    m_finishedThisRun.clear();
     ui.closeErrorLog();
 
     // Set before the launch: a row without children finishes from the event
@@ -138,6 +143,7 @@ void EncodeRun::encode()
     c.setEncoderRunning(c.m_runningOperations != 0);
     if (c.m_runningOperations == 0) {
         ui.setEncodeButtonToCancel(false);
+        ui.setEncodeButtonEnabled(true);
         Q_EMIT c.runFinished();
         return;
     }
@@ -167,6 +173,7 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
     if (operation->isCancelled()) {
         operation->resetOperation();
     } else {
+        m_finishedThisRun.insert(operation);
         if (operation->success()) {
             c.m_successfulEncodes += operation->successfulEncodes();
         } else {
@@ -183,6 +190,7 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
             QObject::disconnect(operation, nullptr, &c, nullptr);
             queue.remove(operation);
             c.m_selectedOperations.removeAll(operation);
+            m_finishedThisRun.remove(operation);
             operation->deleteLater();
             ui.reloadQueueList();
         }
@@ -197,7 +205,7 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
                         break;
                     }
                     FileEncodeOperation* next = queue.at(i);
-                    if (!next->isExecuting() && !next->isFinished() && !next->isCancelled()) {
+                    if (startable(*next) && !next->isCancelled()) {
                         ++c.m_runningOperations;
                         next->start();
                     }
@@ -212,8 +220,13 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
                         break;
                     }
                     FileEncodeOperation* next = queue.at(c.m_currentFileInQueue);
-                    ++c.m_runningOperations;
                     ++c.m_currentFileInQueue;
+                    // A batch-wide overwrite answer may have started this row
+                    // already, out of turn.
+                    if (!startable(*next)) {
+                        continue;
+                    }
+                    ++c.m_runningOperations;
                     next->start();
                     ui.scrollToRow(int(c.m_currentFileInQueue - numProcesses()));
                 }
@@ -261,7 +274,16 @@ void EncodeRun::cancel()
 {
     ApplicationController& c = m_controller;
     c.m_cancelled = true;
-    for (FileEncodeOperation* operation : c.operationsController().arrangedObjects()) {
+    // Disabled before the operations are told: a row waiting for the
+    // overwrite answer finishes at once when it is started again, so the run
+    // may end (and enable the button) before this returns. When nothing runs
+    // there is nothing to wait for, and the button stays as it is.
+    if (c.encoderRunning()) {
+        c.ui().setEncodeButtonEnabled(false);
+    }
+    // A copy: the run may end while the rows are told.
+    const QList<FileEncodeOperation*> rows = c.operationsController().arrangedObjects();
+    for (FileEncodeOperation* operation : rows) {
         if (!operation->isExecuting()) {
             continue;
         }
@@ -276,7 +298,6 @@ void EncodeRun::cancel()
         }
     }
     c.m_showingAlert = false;
-    c.ui().setEncodeButtonEnabled(false);
 }
 
 void EncodeRun::startWaitingRows()
@@ -288,9 +309,16 @@ void EncodeRun::startWaitingRows()
             break;
         }
         FileEncodeOperation* operation = queue.at(i);
-        if (!operation->isExecuting() && !operation->isFinished()) {
+        if (startable(*operation)) {
             ++c.m_runningOperations;
             operation->start();
         }
     }
+}
+
+bool EncodeRun::startable(const FileEncodeOperation& operation) const
+{
+    // Kept rows are reset when they finish, so only the record of this run
+    // tells them from rows still to do.
+    return !operation.isExecuting() && !operation.isFinished() && !m_finishedThisRun.contains(&operation);
 }

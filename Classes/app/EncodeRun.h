@@ -10,8 +10,12 @@
 // no more than runningOperations rows could be left; rows that are removed
 // let the launch scan the queue from the top. Both rules have always been so.
 //
+// A row runs at most once per run: rows that finished are never started
+// again before the next run, even when kept and reset.
+//
 // Threads: main thread only; every finish notice arrives there.
 
+#include <QSet>
 #include <QString>
 
 class ApplicationController;
@@ -36,7 +40,13 @@ private:
     // Whether a finished row stays in the queue after this run.
     bool keepsRow(const FileEncodeOperation& operation) const;
     void runDidEnd(bool keepRows);
+    // Neither running nor finished in this run (a kept row looks unstarted
+    // again once it is reset).
+    bool startable(const FileEncodeOperation& operation) const;
     static qint64 numProcesses();
 
     ApplicationController& m_controller;
+    // Rows that finished in the current run, whether kept or not; cleared
+    // when a run starts. Never dereferenced.
+    QSet<const FileEncodeOperation*> m_finishedThisRun;
 };

@@ -69,6 +69,7 @@ void FileIntake::parse(const QStringList& paths)
     MainThread::runAndWait([&] {
         controller.setEncoderRunning(true);
         controller.ui().setEncodeButtonToCancel(true);
+        controller.ui().setEncodeButtonEnabled(true);
         const QStringList paths = controller.operationsController().paths();
         snapshot = QSet<QString>(paths.begin(), paths.end());
     });

@@ -73,7 +73,10 @@ public:
     // The output folder selector shows the folder of the preferences again.
     virtual void refreshOutputDirectoryPopUp() = 0;
 
-    // The Encode button: true shows Cancel.
+    // The Encode button: true shows Cancel. The controller sets the enabled
+    // state itself with every change of label, and Cancel disables the
+    // button until what it stopped has ended; a user interface need not
+    // enable it here.
     virtual void setEncodeButtonToCancel(bool cancel) = 0;
     virtual void setEncodeButtonEnabled(bool enabled) = 0;
 

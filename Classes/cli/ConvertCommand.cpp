@@ -120,6 +120,15 @@ int ConvertCommand::run()
             runEnded = true;
             progress.stop();
             if (interrupted) {
+                // Cancelled rows and rows never started alike stay queued.
+                const QStringList unfinished = progress.unfinishedFiles();
+                for (const QString& path : unfinished) {
+                    m_out << "  not converted: " << path << '\n';
+                }
+                m_out << QStringLiteral("Interrupted: %1 of %2 files not converted.\n")
+                             .arg(unfinished.size())
+                             .arg(progress.totalFiles());
+                m_out.flush();
                 QCoreApplication::exit(kInterrupted);
                 return;
             }
@@ -129,15 +138,17 @@ int ConvertCommand::run()
                 m_err << "\nError log:\n" << ErrorLog::shared()->errorLogAsString();
                 m_err.flush();
             }
-            // A file whose outputs were all kept counts as a success of the
-            // run, but nothing was written for it.
-            const qint64 skipped = progress.skippedFiles();
+            // An output that existed and was kept counts as a success of the
+            // run, but nothing was written for it. A file no output format
+            // applied to has no encode to subtract, only a skip to report.
+            const qint64 skippedEncodes = progress.skippedEncodes();
+            const qint64 skipped = skippedEncodes + progress.filesWithoutOutputs();
             m_out << QStringLiteral("%1 of %2 %3 written")
-                         .arg(total - failed - skipped)
+                         .arg(total - failed - skippedEncodes)
                          .arg(total)
                          .arg(m_options.updateMetadata ? QStringLiteral("tags") : QStringLiteral("files"))
                   << (skipped > 0 ? QStringLiteral(", %1 skipped.\n").arg(skipped) : QStringLiteral(".\n"));
-            for (const QString& path : controller.createdOutputPaths()) {
+            for (const QString& path : controller.writtenOutputPaths()) {
                 m_out << "  " << path << '\n';
             }
             m_out.flush();

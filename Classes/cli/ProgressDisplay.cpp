@@ -37,6 +37,9 @@ void ProgressDisplay::start(qsizetype total)
 {
     m_total = total;
     m_finished = 0;
+    m_skippedEncodes = 0;
+    m_filesWithoutOutputs = 0;
+    m_completed.clear();
     if (m_interactive) {
         m_timer.start();
     }
@@ -56,11 +59,18 @@ void ProgressDisplay::fileFinished(FileEncodeOperation* operation)
     const char* result = "done";
     if (operation->isCancelled()) {
         result = "cancelled";
-    } else if (!operation->success()) {
-        result = "FAILED";
-    } else if (operation->skipped() || operation->successfulEncodes() == 0) {
-        result = "skipped";
-        ++m_skipped;
+    } else {
+        m_completed.insert(operation);
+        m_skippedEncodes += operation->skippedEncodes();
+        const bool withoutOutputs = operation->successfulEncodes() + operation->failedEncodes() == 0;
+        if (withoutOutputs) {
+            ++m_filesWithoutOutputs;
+        }
+        if (!operation->success()) {
+            result = "FAILED";
+        } else if (withoutOutputs || operation->skippedEncodes() == operation->successfulEncodes()) {
+            result = "skipped";
+        }
     }
     if (m_interactive && !m_ui.isAsking()) {
         erase();
@@ -108,4 +118,15 @@ void ProgressDisplay::stop()
         erase();
         m_out.flush();
     }
+}
+
+QStringList ProgressDisplay::unfinishedFiles() const
+{
+    QStringList files;
+    for (const FileEncodeOperation* operation : m_controller.operationsController().arrangedObjects()) {
+        if (!m_completed.contains(operation)) {
+            files << operation->inFilePath();
+        }
+    }
+    return files;
 }

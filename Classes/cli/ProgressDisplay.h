@@ -5,7 +5,9 @@
 
 #include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QString>
+#include <QStringList>
 #include <QTextStream>
 #include <QTimer>
 
@@ -24,9 +26,15 @@ public:
     void start(qsizetype total);
     void fileFinished(FileEncodeOperation* operation);
     void stop();
-    // Files that finished without writing anything: every output existed and
-    // was to be kept, or there was no output format for them.
-    qsizetype skippedFiles() const { return m_skipped; }
+    qsizetype totalFiles() const { return m_total; }
+    // Outputs that existed and were kept: counted among the run's successful
+    // encodes, but nothing was written for them.
+    qint64 skippedEncodes() const { return m_skippedEncodes; }
+    // Files for which no output format applied: no encode at all.
+    qsizetype filesWithoutOutputs() const { return m_filesWithoutOutputs; }
+    // Queued files of this run that did not finish: cancelled, or never
+    // started.
+    QStringList unfinishedFiles() const;
 
 private:
     void redraw();
@@ -40,6 +48,10 @@ private:
     QTimer m_timer;
     qsizetype m_total = 0;
     qsizetype m_finished = 0;
-    qsizetype m_skipped = 0;
+    qint64 m_skippedEncodes = 0;
+    qsizetype m_filesWithoutOutputs = 0;
+    // Rows that finished in this run without being cancelled. Never
+    // dereferenced: removed rows are destroyed meanwhile.
+    QSet<const FileEncodeOperation*> m_completed;
     int m_linesDrawn = 0;
 };

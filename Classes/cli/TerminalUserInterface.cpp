@@ -59,15 +59,9 @@ void TerminalUserInterface::beginAlertSheet(const Alert& alert,
           << alert.informativeText << '\n'
           << "[n]o: write under a new name, [y]es: overwrite, [s]kip: ";
     m_err.flush();
-    if (m_inputEnded) {
-        QTimer::singleShot(0, this, [this] { answerLine({}, true); });
-        return;
-    }
-    if (!m_input) {
-        m_input = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
-        connect(m_input.get(), &QSocketNotifier::activated, this, &TerminalUserInterface::readInput);
-    }
-    m_input->setEnabled(true);
+    // Answers read along with earlier ones are waiting in the buffer; the
+    // question is answered from the event loop, as a sheet would be.
+    QTimer::singleShot(0, this, &TerminalUserInterface::takeAnswers);
 }
 
 void TerminalUserInterface::abandonQuestion()
@@ -89,56 +83,86 @@ void TerminalUserInterface::readInput()
     if (n < 0 && (errno == EINTR || errno == EAGAIN)) {
         return;
     }
-    if (n <= 0) {
+    if (n > 0) {
+        m_buffer.append(chunk, n);
+    } else {
         m_inputEnded = true;
-        m_input->setEnabled(false);
-        answerLine(m_buffer, true);
-        m_buffer.clear();
-        return;
     }
-    m_buffer.append(chunk, n);
+    takeAnswers();
+}
+
+void TerminalUserInterface::takeAnswers()
+{
     qsizetype newline;
-    while ((newline = m_buffer.indexOf('\n')) >= 0 && m_completion) {
+    while (m_completion && (newline = m_buffer.indexOf('\n')) >= 0) {
         const QByteArray line = m_buffer.left(newline);
         m_buffer.remove(0, newline + 1);
-        answerLine(line, false);
+        answerLine(line);
     }
-    if (!m_completion && m_input) {
-        m_input->setEnabled(false);
+    if (m_completion && m_inputEnded) {
+        // A last answer without its newline is still an answer.
+        if (!m_buffer.isEmpty()) {
+            const QByteArray line = m_buffer;
+            m_buffer.clear();
+            answerLine(line);
+        }
+        if (m_completion) {
+            answerAtEndOfInput();
+        }
+    }
+    // Read on only while a question waits for more than the buffer holds.
+    const bool wantInput = m_completion && !m_inputEnded;
+    if (wantInput && !m_input) {
+        m_input = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
+        connect(m_input.get(), &QSocketNotifier::activated, this, &TerminalUserInterface::readInput);
+    }
+    if (m_input) {
+        m_input->setEnabled(wantInput);
     }
 }
 
-void TerminalUserInterface::answerLine(const QByteArray& rawLine, bool endOfInput)
+void TerminalUserInterface::answerLine(const QByteArray& rawLine)
 {
-    if (!m_completion) {
-        return;
-    }
     const QString line = QString::fromLocal8Bit(rawLine).trimmed().toLower();
+    if (!isatty(STDIN_FILENO)) {
+        // Piped answers are not echoed by a terminal: show what was read.
+        m_err << line << '\n';
+    }
     if (m_button == 0) {
         if (line.startsWith(u'n')) {
             m_button = AlertFirstButtonReturn;
         } else if (line.startsWith(u'y')) {
             m_button = AlertSecondButtonReturn;
-        } else if (line.startsWith(u's') || endOfInput) {
+        } else if (line.startsWith(u's')) {
             m_button = AlertThirdButtonReturn;
         } else {
             m_err << "Please answer n, y or s: ";
             m_err.flush();
             return;
         }
-        if (endOfInput) {
-            m_err << "(no answer: skipped)\n";
-        } else {
-            m_err << "Apply to all in this batch? [y/N]: ";
-        }
+        m_err << "Apply to all in this batch? [y/N]: ";
         m_err.flush();
-        if (!endOfInput) {
-            return;
-        }
+        return;
     }
-    const bool applyToAll = !endOfInput && line.startsWith(u'y');
+    finishQuestion(line.startsWith(u'y'));
+}
+
+void TerminalUserInterface::answerAtEndOfInput()
+{
+    if (m_button == 0) {
+        m_button = AlertThirdButtonReturn;
+        m_err << "(no answer: skipped)\n";
+    } else {
+        // The button was chosen; only the batch-wide box stays unticked.
+        m_err << "(no answer: this file only)\n";
+    }
+    m_err.flush();
+    finishQuestion(false);
+}
+
+void TerminalUserInterface::finishQuestion(bool applyToAll)
+{
     auto completion = std::move(m_completion);
     m_completion = nullptr;
-    const int button = m_button;
-    completion(button, applyToAll);
+    completion(m_button, applyToAll);
 }

@@ -6,8 +6,10 @@
 // so the list operations only keep the selection.
 //
 // The overwrite question reads its answers from standard input without
-// blocking the event loop; when standard input ends, the file is skipped.
-// Main thread only.
+// blocking the event loop, one line per answer and in order: lines read
+// together (a pipe delivers them at once) answer the following questions
+// without another read. When standard input has ended and no answer is
+// left, the file is skipped at once. Main thread only.
 
 #include "UserInterface.h"
 
@@ -78,7 +80,12 @@ public:
 
 private:
     void readInput();
-    void answerLine(const QByteArray& line, bool endOfInput);
+    // Answers the open question from the buffered lines, reading more only
+    // when they do not suffice.
+    void takeAnswers();
+    void answerLine(const QByteArray& line);
+    void answerAtEndOfInput();
+    void finishQuestion(bool applyToAll);
     void printAlert(const Alert& alert);
 
     QTextStream& m_err;

@@ -8,8 +8,8 @@
 #include "OutputFiles.h"
 #include "Preferences.h"
 #include "TaggingThread.h"
-#include "VectorState.h"
 #include "UtilityFunctions.h"
+#include "VectorState.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -327,7 +327,7 @@ void EncodeOperation::moveEncodedFileToOutputLocation()
         if (written.isEmpty()) {
             // Nothing was put in place, so nothing may be replaced either.
             ErrorLog::logMessage(tr(kCouldNotMoveToFolderMessage.toUtf8().constData())
-                                                     .arg(displayName(destination.path()), error));
+                                     .arg(displayName(destination.path()), error));
             m_success = false;
         } else {
             const bool replace = (QFileInfo::exists(outPath) && preference("overwriteOutputFiles") &&
@@ -336,16 +336,18 @@ void EncodeOperation::moveEncodedFileToOutputLocation()
             if (replace && written != outPath) {
                 OutputFiles::moveToTrashOrDelete(outPath);
                 if (!OutputFiles::replace(written, outPath, &error)) {
-                    ErrorLog::logMessage(
-                        tr(kCouldNotMoveToLocationMessage.toUtf8().constData())
-                            .arg(displayName(outPath), error));
+                    ErrorLog::logMessage(tr(kCouldNotMoveToLocationMessage.toUtf8().constData())
+                                             .arg(displayName(outPath), error));
                     m_success = false;
+                } else {
+                    written = outPath;
                 }
             }
             releaseFromQuarantine(outPath);
             MainThread::runAndWait([&] {
                 if (m_delegate) {
                     m_delegate->createdOutputPaths().append(outPath);
+                    m_delegate->outputWasWritten(written);
                 }
             });
         }
@@ -387,16 +389,18 @@ void EncodeOperation::updateMetadataOnly()
         const QFileInfo destination(outPath);
         QString error;
         const QString folder = OutputFiles::createFolderWithSafeNames(destination.path(), &error);
+        // A renamed source never takes the place of another file, whatever
+        // the overwrite preferences say: two sources whose tags give the
+        // same name would otherwise leave one file, and nothing in the Trash.
         const QString target = folder.isEmpty() ? QString() : folder + u'/' + destination.fileName();
-        if (!target.isEmpty()) {
-            QFile::remove(target);
-        }
-        if (target.isEmpty() || !OutputFiles::replace(m_inFilePath, target, &error)) {
+        const QString moved =
+            target.isEmpty() ? QString() : OutputFiles::moveWithoutReplacing(m_inFilePath, target, &error);
+        if (moved.isEmpty()) {
             ErrorLog::logMessage(tr(kCouldNotMoveToFolderMessage.toUtf8().constData())
-                                                     .arg(displayName(destination.path()), error));
+                                     .arg(displayName(destination.path()), error));
             m_success = false;
         } else {
-            setOutFilePath(target);
+            setOutFilePath(moved);
         }
     }
     completeOperation();

@@ -22,4 +22,8 @@ public:
     // The paths created in this run. Main thread only: operations hop there
     // (MainThread::runAndWait) to read or add.
     virtual QStringList& createdOutputPaths() = 0;
+    // An encoded file was put in place at path: the path of the file as
+    // written, which differs from the planned output path when that name
+    // was taken meanwhile. Main thread. Nothing to do by default.
+    virtual void outputWasWritten(const QString& path) { (void)path; }
 };

@@ -135,6 +135,7 @@ void FileEncodeOperation::resetOperation()
     releaseChildren();
     m_successfulEncodes = 0;
     m_failedEncodes = 0;
+    m_skippedEncodes = 0;
     m_percentComplete = 0;
     m_progressUnknown = false;
     setCurrentStatus(fileName(inFilePath()));
@@ -283,6 +284,9 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
     }
     if (child->success()) {
         ++m_successfulEncodes;
+        if (child->skipped()) {
+            ++m_skippedEncodes;
+        }
     } else {
         m_success = false;
         ++m_failedEncodes;
@@ -301,14 +305,18 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
         return;
     }
 
+    // The same file may be queued twice: the other row still reads it.
     if (Preferences::shared().boolValue(QStringLiteral("deleteOriginal")) && m_success &&
-        !m_reEncodeToSamefile && !m_cancelled && !m_skipped) {
+        !m_reEncodeToSamefile && !m_cancelled && !m_skipped &&
+        !(m_delegate && m_delegate->otherRowReadsSource(this, inFilePath()))) {
         // The Trash lives in the data folder, which a fresh account may lack;
         // without it the move would pick a trash of its own elsewhere.
         QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
         QFile::moveToTrash(inFilePath());
     }
-    if (metadataOnlyMP3) {
+    // A skipped child's output path names the file that was in the way,
+    // not this source under a new name.
+    if (metadataOnlyMP3 && !child->skipped()) {
         std::lock_guard lock(m_lock);
         m_inFilePath = child->outFilePath();
     }

@@ -14,7 +14,11 @@
 //
 // The source is moved to the Trash only when "deleteOriginal" is on, every
 // child succeeded, none wrote to the source's own path, the last one was not
-// skipped and the row was not cancelled.
+// skipped, the row was not cancelled and no other queued row has the same
+// source (the delegate is asked).
+//
+// After a metadata-only child on an MP3 source, inFilePath() follows the file
+// to its new name, unless the child was skipped.
 //
 // Observable state (signals emitted on the main thread): isExecuting,
 // isFinished, percentComplete, progressUnknown, currentStatus. The children
@@ -72,6 +76,9 @@ public:
     bool reEncodeToSamefile() const { return m_reEncodeToSamefile; }
     qint64 successfulEncodes() const { return m_successfulEncodes; }
     qint64 failedEncodes() const { return m_failedEncodes; }
+    // Successful children that wrote nothing: their output existed and was
+    // kept.
+    qint64 skippedEncodes() const { return m_skippedEncodes; }
     float percentComplete() const { return m_percentComplete; }
     bool progressUnknown() const { return m_progressUnknown; }
     QString currentStatus() const;
@@ -123,6 +130,7 @@ private:
 
     std::atomic<qint64> m_successfulEncodes = 0;
     std::atomic<qint64> m_failedEncodes = 0;
+    std::atomic<qint64> m_skippedEncodes = 0;
     std::atomic<float> m_percentComplete = 0;
     std::atomic<bool> m_progressUnknown = false;
     QString m_currentStatus;

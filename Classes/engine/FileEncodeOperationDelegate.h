@@ -12,6 +12,8 @@
 
 class EncodeOperation;
 class EncoderSettings;
+class FileEncodeOperation;
+class QString;
 
 class FileEncodeOperationDelegate : public EncodeOperationDelegate
 {
@@ -22,4 +24,13 @@ public:
     // the operation's own thread waits until this returns, so the answer
     // must not restart the operation from inside this call.
     virtual void waitingUserInputDidChange(EncodeOperation* operation) = 0;
+    // Whether a queued row other than row still has path as its source (the
+    // same file queued twice), so that it must not go to the Trash yet.
+    // Main thread. Without a queue to ask, none does.
+    virtual bool otherRowReadsSource(const FileEncodeOperation* row, const QString& path)
+    {
+        (void)row;
+        (void)path;
+        return false;
+    }
 };

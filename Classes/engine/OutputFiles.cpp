@@ -116,6 +116,24 @@ QString OutputFiles::copyWithoutReplacing(const QString& source, const QString& 
     return QString();
 }
 
+QString OutputFiles::moveWithoutReplacing(const QString& source, const QString& destination, QString* error)
+{
+    QString finalPath = uniqueFilePath(destination);
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        if (renameWithoutReplacing(QFile::encodeName(source), QFile::encodeName(finalPath)) == 0) {
+            return finalPath;
+        }
+        if (errno != EEXIST) {
+            *error = errorText(errno);
+            return QString();
+        }
+        // Another operation took the name since it was chosen.
+        finalPath = uniqueFilePath(finalPath);
+    }
+    *error = errorText(EEXIST);
+    return QString();
+}
+
 bool OutputFiles::moveToTrashOrDelete(const QString& path)
 {
     // The path is taken as a URL string, not as a file path. Blanks and stray

@@ -31,6 +31,12 @@ public:
     // when the file is gone from path.
     static bool moveToTrashOrDelete(const QString& path);
 
+    // Renames source to destination without replacing anything: when
+    // destination is taken (before or during the call), the next free unique
+    // name is used. Same file system only. Gives the path now holding the
+    // file, or an empty string (and *error; source is left as it was).
+    static QString moveWithoutReplacing(const QString& source, const QString& destination, QString* error);
+
     // Renames source to destination, replacing it (same file system, atomic).
     static bool replace(const QString& source, const QString& destination, QString* error);
 };

@@ -6,6 +6,7 @@
 #include "ApplicationController.h"
 #include "EncoderSettings.h"
 #include "Encoding.h"
+#include "ErrorLog.h"
 #include "FileEncodeOperation.h"
 #include "Fixtures.h"
 #include "MetadataCommands.h"
@@ -172,10 +173,15 @@ TEST_F(ApplicationControllerTest, KeptRowsAreResetUnlessTheOriginalsAreDeleted)
     }
     EXPECT_EQ(filesBelow(out()).size(), 4);
 
-    // With the originals deleted nothing stays, and the sources go to the Trash.
+    // With the originals deleted nothing stays, and the sources go to the
+    // Trash; a source queued twice goes there only after its second row.
+    controller.addFileEncodeOperationToQueue(paths.first(), paths.first());
     prefs.set(QStringLiteral("deleteOriginal"), true);
     prefs.set(QStringLiteral("overwriteOutputFiles"), false);
     run();
+    EXPECT_EQ(controller.failedEncodes(), 0);
+    EXPECT_EQ(controller.successfulEncodes(), 5);
+    EXPECT_EQ(filesBelow(out()).size(), 9);
     EXPECT_EQ(rows().count(), 0);
     for (const QString& path : paths) {
         EXPECT_FALSE(QFileInfo::exists(path)) << path.toStdString();
@@ -231,6 +237,24 @@ TEST_F(ApplicationControllerTest, StartChecksRefuseBeforeAnythingRuns)
     run(true);
     EXPECT_EQ(controller.successfulEncodes(), 1);
     EXPECT_TRUE(filesBelow(out()).isEmpty());
+
+    // A file where the folder should be is no missing folder: the run starts
+    // and the output fails to make its folder, with that failure logged.
+    const QString inTheWay = scratch.file(QStringLiteral("in-the-way"));
+    QFile blocker(inTheWay);
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.write("mine");
+    blocker.close();
+    prefs.set(QStringLiteral("destinationDirectory"), inTheWay);
+    controller.encoderSettingsList().first()->setEnabled(true);
+    queue({source(QStringLiteral("ctl-short.wav"), QStringLiteral("w.wav"))});
+    ui.alerts.clear();
+    run();
+    EXPECT_EQ(ui.alertMessages(), QStringList{QStringLiteral("Failed To Encode 1 of 1 Files.")});
+    EXPECT_TRUE(ErrorLog::shared()->errorLogAsString().contains(
+        QStringLiteral("Could Not Move Encoded File To Folder")))
+        << ErrorLog::shared()->errorLogAsString().toStdString();
+    EXPECT_EQ(fileBytes(inTheWay), QByteArray("mine"));
 }
 
 TEST_F(ApplicationControllerTest, OverwriteAnswersApplyToTheBatchOnlyWhenTicked)
@@ -269,6 +293,25 @@ TEST_F(ApplicationControllerTest, OverwriteAnswersApplyToTheBatchOnlyWhenTicked)
     EXPECT_NEAR(durationOf(out() + QStringLiteral("/o2 2.mp3")), 0.5, 0.06);
     EXPECT_EQ(fileBytes(out() + QStringLiteral("/o3.mp3")), QByteArray("old"));
     EXPECT_EQ(controller.successfulEncodes(), 3);
+
+    // Two at a time, only o1 asked: o2 and o3 finish (and are reset, being
+    // kept) while the question is open. The batch-wide answer starts what
+    // waits, but no row twice in one run.
+    for (const char* name : {"o2.mp3", "o2 2.mp3", "o3.mp3"}) {
+        ASSERT_TRUE(QFile::remove(out() + u'/' + QString::fromLatin1(name)));
+    }
+    prefs.set(QStringLiteral("numProcesses"), 2);
+    ui.alerts.clear();
+    ui.holdSheets = true;
+    const int finishedBefore = finished;
+    const int runsBefore = runsFinished;
+    controller.encodeFilesMenuItemSelected();
+    ASSERT_TRUE(waitUntil([&] { return finished == finishedBefore + 2 && ui.heldSheets.size() == 1; }));
+    ui.heldSheets.takeFirst()(AlertSecondButtonReturn, true);
+    ASSERT_TRUE(waitUntil([&] { return runsFinished > runsBefore; }));
+    EXPECT_EQ(finished, finishedBefore + 3);
+    EXPECT_EQ(controller.successfulEncodes(), 3);
+    EXPECT_EQ(filesBelow(out()), (QStringList{"o1.mp3", "o2.mp3", "o3.mp3"}));
 }
 
 TEST_F(ApplicationControllerTest, CancelKeepsRowsReadyAndLeavesNoPartialFiles)
@@ -307,6 +350,103 @@ TEST_F(ApplicationControllerTest, CancelKeepsRowsReadyAndLeavesNoPartialFiles)
     // Ready for another run.
     run();
     EXPECT_EQ(filesBelow(out()), (QStringList{"l1.mp3", "l2.mp3"}));
+}
+
+TEST_F(ApplicationControllerTest, EncodeButtonIsEnabledAgainAfterEveryKindOfCancel)
+{
+    // Cancel pressed once, as soon as the queue has changed.
+    QMetaObject::Connection pressOnce;
+    const auto cancelOn = [&](auto queueChange) {
+        pressOnce = QObject::connect(&rows(), queueChange, &controller, [&] {
+            QObject::disconnect(pressOnce);
+            controller.cancel();
+        });
+    };
+    const auto buttonIsEncodeAndEnabled = [&] { return !ui.encodeButtonCancels && ui.encodeButtonEnabled; };
+    QStringList paths;
+    for (const char* name : {"c1.wav", "c2.wav", "c3.wav"}) {
+        paths << source(QStringLiteral("ctl-short.wav"), QString::fromLatin1(name));
+    }
+
+    // A parse stopped after its first row.
+    cancelOn(&OperationsArrayController::operationInserted);
+    queue({scratch.file(QStringLiteral("in"))});
+    EXPECT_EQ(rows().paths(), QStringList{paths.first()});
+    EXPECT_TRUE(buttonIsEncodeAndEnabled());
+
+    // A removal stopped after its first row (removal goes from the last).
+    queue({scratch.file(QStringLiteral("in"))});
+    ASSERT_EQ(rows().count(), 3);
+    cancelOn(&OperationsArrayController::operationRemoved);
+    controller.clear();
+    ASSERT_TRUE(waitUntil([&] { return !controller.encoderRunning(); }));
+    EXPECT_EQ(rows().paths(), (QStringList{paths.at(0), paths.at(1)}));
+    EXPECT_TRUE(buttonIsEncodeAndEnabled());
+
+    // A run whose only running row waits for the overwrite answer: the
+    // cancel ends the run before it returns.
+    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
+    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
+    prefs.set(QStringLiteral("numProcesses"), 1);
+    QFile existing(out() + QStringLiteral("/c1.mp3"));
+    ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
+    existing.write("old");
+    existing.close();
+    ui.holdSheets = true;
+    controller.encodeFilesMenuItemSelected();
+    ASSERT_TRUE(waitUntil([&] { return ui.heldSheets.size() == 1; }));
+    EXPECT_TRUE(ui.encodeButtonCancels);
+    controller.cancel();
+    ASSERT_TRUE(waitUntil([&] { return runsFinished == 1; }));
+    EXPECT_FALSE(controller.encoderRunning());
+    EXPECT_TRUE(buttonIsEncodeAndEnabled());
+    EXPECT_EQ(rows().count(), 2);
+    EXPECT_EQ(filesBelow(out()), QStringList{QStringLiteral("c1.mp3")});
+    EXPECT_EQ(fileBytes(out() + QStringLiteral("/c1.mp3")), QByteArray("old"));
+}
+
+TEST_F(ApplicationControllerTest, MetadataOnlyRenamesNeverTakeAnotherFilesPlace)
+{
+    // Beside their sources, named by their title: both copies are called
+    // "Old Title" by their tags.
+    prefs.set(QStringLiteral("outputSameAsSource"), true);
+    prefs.set(QStringLiteral("useCustomNamingScheme"), true);
+    prefs.set(QStringLiteral("customNamingScheme"), QStringLiteral("{trackTitle}"));
+    prefs.set(QStringLiteral("renameAfterUpdatingMetadata"), true);
+    prefs.set(QStringLiteral("overwriteOutputFiles"), false);
+    const QString trash = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                          QStringLiteral("/Trash/files");
+    const QStringList trashedBefore = filesBelow(trash);
+    const QString in = scratch.file(QStringLiteral("in"));
+    queue({source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("a.mp3")),
+           source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("b.mp3"))});
+    run(true);
+    EXPECT_EQ(controller.successfulEncodes(), 2);
+    EXPECT_EQ(filesBelow(in), (QStringList{"Old Title 2.mp3", "Old Title.mp3"}));
+    for (const QString& name : filesBelow(in)) {
+        EXPECT_NEAR(durationOf(in + u'/' + name), 0.5, 0.06) << name.toStdString();
+    }
+    // The rows follow their files.
+    QStringList rowPaths = rows().paths();
+    rowPaths.sort();
+    EXPECT_EQ(rowPaths,
+              (QStringList{in + QStringLiteral("/Old Title 2.mp3"), in + QStringLiteral("/Old Title.mp3")}));
+    EXPECT_EQ(filesBelow(trash), trashedBefore);
+
+    // Asked about the name that is taken, the user skips: the row keeps its
+    // own file, so a later run tags that file and no other.
+    controller.clear();
+    ASSERT_TRUE(waitUntil([&] { return !controller.encoderRunning() && rows().count() == 0; }));
+    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
+    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
+    const QString c = source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("c.mp3"));
+    queue({c});
+    ui.answers = {{AlertThirdButtonReturn, false}};
+    run(true);
+    ASSERT_EQ(ui.alertMessages(), QStringList{QStringLiteral("The file \"Old Title.mp3\" already exists.")});
+    ASSERT_EQ(rows().count(), 1);
+    EXPECT_EQ(rows().at(0)->inFilePath(), c);
+    EXPECT_EQ(filesBelow(in), (QStringList{"Old Title 2.mp3", "Old Title.mp3", "c.mp3"}));
 }
 
 TEST_F(ApplicationControllerTest, PasteReplacesTheExchangedFieldsAndLongLoopsShowTheSheet)

@@ -222,6 +222,65 @@ TEST_F(SonabrikCliTest, OverwriteAnswersComeFromTheTerminalOrTheCommandLine)
     EXPECT_EQ(filesBelow(out()), (QStringList{"a 2.mp3", "a.mp3", "b 2.mp3", "b 3.mp3", "b.mp3"}));
 }
 
+TEST_F(SonabrikCliTest, PipedAnswersApplyInOrderAndTheSummaryCountsWhatWasWritten)
+{
+    QStringList sources;
+    QDir().mkpath(out());
+    for (const char* name : {"a", "b", "c", "d"}) {
+        sources << source(QStringLiteral("ctl-short.wav"),
+                          QString::fromLatin1(name) + QStringLiteral(".wav"));
+        QFile old(out(QString::fromLatin1(name) + QStringLiteral(".mp3")));
+        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+        old.write("old");
+    }
+    // All answers arrive in one read: yes, no (a new name), skip, each for
+    // this file only; the fourth question finds the input ended.
+    CliResult result =
+        cli(QStringList{QStringLiteral("convert"), QStringLiteral("--overwrite"), QStringLiteral("ask"),
+                        QStringLiteral("-j"), QStringLiteral("1"), QStringLiteral("-o"), out()} +
+                sources,
+            "y\nn\nn\nn\ns\nn\n");
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(result.err.count(QStringLiteral("already exists.")), 4) << result.err.toStdString();
+    EXPECT_EQ(result.err.count(QStringLiteral("(no answer: skipped)")), 1) << result.err.toStdString();
+    EXPECT_NEAR(duration(out(QStringLiteral("a.mp3"))), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out(QStringLiteral("b.mp3"))), QByteArray("old"));
+    EXPECT_NEAR(duration(out(QStringLiteral("b 2.mp3"))), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out(QStringLiteral("c.mp3"))), QByteArray("old"));
+    EXPECT_EQ(fileBytes(out(QStringLiteral("d.mp3"))), QByteArray("old"));
+    EXPECT_TRUE(result.out.contains(QStringLiteral("2 of 4 files written, 2 skipped.\n  ") +
+                                    out(QStringLiteral("a.mp3")) + QStringLiteral("\n  ") +
+                                    out(QStringLiteral("b 2.mp3")) + u'\n'))
+        << result.out.toStdString();
+
+    // The same file twice in one command, two at a time: both plan the same
+    // name, and the list gives the names they were written under.
+    const QString twice = source(QStringLiteral("ctl-short.wav"), QStringLiteral("twice/01.wav"));
+    result = cli({QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("2"), QStringLiteral("-o"),
+                  out(QStringLiteral("twice")), twice, twice});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out(QStringLiteral("twice"))), (QStringList{"01 2.mp3", "01.mp3"}));
+    QStringList listed;
+    for (const QString& line : result.out.split(u'\n')) {
+        if (line.startsWith(QStringLiteral("  ")) && !line.startsWith(QStringLiteral("  All files"))) {
+            listed << line.trimmed();
+        }
+    }
+    listed.sort();
+    EXPECT_EQ(listed,
+              (QStringList{out(QStringLiteral("twice/01 2.mp3")), out(QStringLiteral("twice/01.mp3"))}))
+        << result.out.toStdString();
+
+    // MP3 sources to MP3: no output format applies, so no encode is counted.
+    result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(QStringLiteral("same")),
+                  source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("same/x.mp3")),
+                  source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("same/y.mp3"))});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains(QStringLiteral("0 of 0 files written, 2 skipped.\n")))
+        << result.out.toStdString();
+    EXPECT_TRUE(filesBelow(out(QStringLiteral("same"))).isEmpty());
+}
+
 TEST_F(SonabrikCliTest, UpdateMetadataRetagsMP3SourcesInPlace)
 {
     const QString mp3 = source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3"));
@@ -343,7 +402,16 @@ TEST_F(SonabrikCliTest, InterruptStopsTheRunWithoutPartialOrTemporaryFiles)
         // Whatever was finished before the interrupt is whole.
         EXPECT_NEAR(duration(out(file)), 60.0, 0.1) << file.toStdString();
     }
-    EXPECT_LT(filesBelow(out()).size(), 3);
+    const qsizetype written = filesBelow(out()).size();
+    EXPECT_LT(written, 3);
+    // The report names every file left over, the cancelled one and those
+    // never started alike.
+    const QString report = QString::fromUtf8(process.readAllStandardOutput());
+    EXPECT_TRUE(report.contains(QStringLiteral("Interrupted: %1 of 3 files not converted.").arg(3 - written)))
+        << report.toStdString();
+    EXPECT_EQ(report.count(QStringLiteral("not converted: ")), 3 - written) << report.toStdString();
+    EXPECT_TRUE(report.contains(QStringLiteral("not converted: ") + in(QStringLiteral("m3.wav"))))
+        << report.toStdString();
 }
 
 TEST_F(SonabrikCliTest, UsageErrorsExitWithTwoAndARefusedRunWithOne)

@@ -22,6 +22,10 @@ void ScriptedUserInterface::beginAlertSheet(const Alert& alert,
                                             std::function<void(int button, bool suppressed)> completion)
 {
     alerts << alert;
+    if (holdSheets) {
+        heldSheets << std::move(completion);
+        return;
+    }
     const Answer answer = nextAnswer();
     QTimer::singleShot(0, [completion, answer] { completion(answer.button, answer.applyToAll); });
 }

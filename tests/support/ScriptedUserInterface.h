@@ -20,8 +20,12 @@ public:
     };
 
     QList<Answer> answers; // consumed in order by sheets and alerts
-    QList<Alert> alerts;   // every alert shown, in order
-    QStringList calls;     // "beep", "beginProgressSheet", "showErrorLog", ...
+    // When set, sheets are recorded but left open: their completions wait
+    // in heldSheets, as if the user had walked away.
+    bool holdSheets = false;
+    QList<std::function<void(int button, bool suppressed)>> heldSheets;
+    QList<Alert> alerts; // every alert shown, in order
+    QStringList calls;   // "beep", "beginProgressSheet", "showErrorLog", ...
     QList<int> selection;
     int outputFormatListReloads = 0;
     QStringList openPanelAnswer;
@@ -56,8 +60,11 @@ public:
     void moveSelectionDown() override {}
 
     void refreshOutputDirectoryPopUp() override {}
-    void setEncodeButtonToCancel(bool) override {}
-    void setEncodeButtonEnabled(bool) override {}
+    // The Encode button as the calls left it.
+    void setEncodeButtonToCancel(bool cancel) override { encodeButtonCancels = cancel; }
+    void setEncodeButtonEnabled(bool enabled) override { encodeButtonEnabled = enabled; }
+    bool encodeButtonCancels = false;
+    bool encodeButtonEnabled = true;
 
     void showErrorLog() override { calls << QStringLiteral("showErrorLog"); }
     void closeErrorLog() override {}
