@@ -169,13 +169,13 @@ bool KLXDSDFile::parseDSFFile()
         for (;;) {
             FourCC chunkID;
             uint64_t chunkSize = 0;
-            if (!readID(f, chunkID) || !readLittleEndian(f, chunkSize) || chunkSize < 12) {
+            if (!readID(f, chunkID) || !readLittleEndian(f, chunkSize)) {
                 return false;
             }
             if (is(chunkID, id)) {
                 return true;
             }
-            if (!seek(f, chunkSize - 12, SEEK_CUR)) {
+            if (chunkSize < 12 || !seek(f, chunkSize - 12, SEEK_CUR)) {
                 return false;
             }
         }
