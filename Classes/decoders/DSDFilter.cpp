@@ -60,35 +60,65 @@ DSDFilter::DSDFilter(uint32_t decimation, bool lsbFirst) : m_decimation(decimati
     }
     m_fifo.fill(kIdlePattern);
     m_fifoPos = 0;
+    static_assert(sizeof(DSDFilterCoefficients::kDecimation8) / sizeof(double) % 16 == 0 &&
+                      sizeof(DSDFilterCoefficients::kDecimation16) / sizeof(double) % 16 == 0 &&
+                      sizeof(DSDFilterCoefficients::kDecimation32) / sizeof(double) % 16 == 0,
+                  "translate() sums the tables in pairs");
 }
 
-void DSDFilter::translate(size_t count, const uint8_t* src, ptrdiff_t srcStride, float* dst,
-                          ptrdiff_t dstStride)
+template <uint32_t NumTables>
+void DSDFilter::translateWith(size_t count, const uint8_t* src, ptrdiff_t srcStride, float* dst,
+                              ptrdiff_t dstStride)
 {
-    const uint32_t numTables = m_numTables;
-    const uint32_t bytesPerOutput = m_decimation / 8;
+    constexpr uint32_t kBytesPerOutput = NumTables == 36 ? 4 : NumTables == 14 ? 2 : 1;
+    const std::array<float, 256>* tables = m_tables.data();
     uint32_t pos = m_fifoPos;
     while (count > 0) {
         // Take in the bytes of one output sample; each byte that crosses into
         // the older half of the window is mirrored there.
-        for (uint32_t byte = 0; byte < bytesPerOutput; ++byte) {
-            m_fifo[pos] = *src;
-            uint8_t& crossing = m_fifo[(pos - numTables) & kFifoMask];
-            crossing = kBitReversal[crossing];
+        for (uint32_t byte = 0; byte < kBytesPerOutput; ++byte) {
+            store(pos, *src);
+            const uint32_t crossing = (pos - NumTables) & kFifoMask;
+            store(crossing, kBitReversal[m_fifo[crossing]]);
             src += srcStride;
-            if (byte + 1 < bytesPerOutput) {
+            if (byte + 1 < kBytesPerOutput) {
                 pos = (pos + 1) & kFifoMask;
             }
         }
-        double acc = 0;
-        for (uint32_t i = 0; i < numTables; ++i) {
-            acc += double(m_tables[i][m_fifo[(pos - i) & kFifoMask]]) +
-                   double(m_tables[i][m_fifo[(pos - (2 * numTables - 1) + i) & kFifoMask]]);
+
+        // newest[-i] is the byte i places back, oldest[i] the one
+        // 2 * NumTables - 1 - i places back; both stay inside the doubled
+        // ring. Each table meets one byte of either half; pairs are summed
+        // before they join the double-precision total.
+        const uint8_t* newest = m_fifo.data() + pos + kFifoSize;
+        const uint8_t* oldest = newest - (2 * NumTables - 1);
+        double acc0 = 0, acc1 = 0;
+        for (uint32_t i = 0; i < NumTables; i += 2) {
+            acc0 += double(tables[i][newest[-ptrdiff_t(i)]] + tables[i][oldest[i]]);
+            acc1 += double(tables[i + 1][newest[-ptrdiff_t(i) - 1]] + tables[i + 1][oldest[i + 1]]);
         }
-        *dst = float(acc);
+        *dst = float(acc0 + acc1);
         dst += dstStride;
         pos = (pos + 1) & kFifoMask;
         --count;
     }
     m_fifoPos = pos;
+}
+
+void DSDFilter::translate(size_t count, const uint8_t* src, ptrdiff_t srcStride, float* dst,
+                          ptrdiff_t dstStride)
+{
+    // The window's length is fixed per ratio; knowing it at compile time
+    // lets the summing loop unroll completely.
+    switch (m_numTables) {
+    case 36:
+        translateWith<36>(count, src, srcStride, dst, dstStride);
+        break;
+    case 14:
+        translateWith<14>(count, src, srcStride, dst, dstStride);
+        break;
+    default:
+        translateWith<6>(count, src, srcStride, dst, dstStride);
+        break;
+    }
 }

@@ -8,7 +8,9 @@
 // filled with the DSD idle pattern 0x69 so that silence decodes to silence
 // from the first sample on. The older half of the filter window is read
 // mirrored: each byte is bit-reversed in the ring as it crosses into that
-// half, which lets both halves share the same tables.
+// half, which lets both halves share the same tables. The ring is kept
+// twice, one copy after the other, so that the window is read without
+// wrapping.
 //
 // Ownership: owns its tables. Creation and destruction are serialised by the
 // caller's process-wide lock (DSDDecoder); translate() touches only this
@@ -36,10 +38,21 @@ public:
     void translate(size_t count, const uint8_t* src, ptrdiff_t srcStride, float* dst, ptrdiff_t dstStride);
 
 private:
+    template <uint32_t NumTables>
+    void translateWith(size_t count, const uint8_t* src, ptrdiff_t srcStride, float* dst,
+                       ptrdiff_t dstStride);
+
     static constexpr uint32_t kFifoSize = 128;
     static constexpr uint32_t kFifoMask = kFifoSize - 1;
 
-    std::array<uint8_t, kFifoSize> m_fifo;
+    // Sets ring position pos (mod 128) in both copies.
+    void store(uint32_t pos, uint8_t value)
+    {
+        m_fifo[pos] = value;
+        m_fifo[pos + kFifoSize] = value;
+    }
+
+    std::array<uint8_t, 2 * kFifoSize> m_fifo;
     uint32_t m_fifoPos = 0;
     uint32_t m_numTables = 0;
     std::vector<std::array<float, 256>> m_tables;
