@@ -20,41 +20,6 @@
 
 namespace {
 
-struct Tone
-{
-    double amplitude = 0;  // of full scale
-    double residualDB = 0; // what is left after removing the fitted sine, relative to it
-};
-
-// Least-squares fit of a sine of the given frequency to one channel, after
-// the first 10 ms (the modulator's own start).
-Tone measureTone(const Pcm& pcm, int channel, double frequency)
-{
-    const std::vector<double> all = pcm.channel(channel);
-    const size_t skip = size_t(pcm.sampleRate / 100);
-    if (all.size() <= skip) {
-        return {};
-    }
-    const std::vector<double> x(all.begin() + long(skip), all.end());
-    double ss = 0, sc = 0, cc = 0, xs = 0, xc = 0;
-    for (size_t i = 0; i < x.size(); ++i) {
-        const double phase = 2 * M_PI * frequency * double(i + skip) / pcm.sampleRate;
-        const double s = std::sin(phase), c = std::cos(phase);
-        ss += s * s, sc += s * c, cc += c * c, xs += x[i] * s, xc += x[i] * c;
-    }
-    const double det = ss * cc - sc * sc;
-    const double a = (xs * cc - xc * sc) / det, b = (xc * ss - xs * sc) / det;
-    double residual = 0;
-    for (size_t i = 0; i < x.size(); ++i) {
-        const double phase = 2 * M_PI * frequency * double(i + skip) / pcm.sampleRate;
-        const double e = x[i] - a * std::sin(phase) - b * std::cos(phase);
-        residual += e * e;
-    }
-    const double amplitude = std::hypot(a, b);
-    const double residualRMS = std::sqrt(residual / double(x.size()));
-    return {amplitude, 20 * std::log10(residualRMS / (amplitude / std::sqrt(2.0)))};
-}
-
 double dB(double ratio)
 {
     return 20 * std::log10(ratio);
@@ -100,7 +65,7 @@ TEST_P(DSDTone, ComesOutAtItsFrequencyAndLevel)
         EXPECT_EQ(int64_t(pcm.frames()), decoder->totalFrames()) << "chunk " << chunkFrames;
         EXPECT_EQ(int64_t(decoder->currentFrame()), decoder->totalFrames());
         for (uint32_t channel = 0; channel < c.channels; ++channel) {
-            const Tone tone = measureTone(pcm, int(channel), 1000.0 * (channel + 1));
+            const ToneFit tone = fitTone(pcm, int(channel), 1000.0 * (channel + 1));
             EXPECT_NEAR(dB(tone.amplitude / 0.5), 0.0, 0.2) << "channel " << channel;
             EXPECT_LT(tone.residualDB, -40.0) << "channel " << channel;
         }
@@ -182,8 +147,8 @@ TEST(DSDDecoder, AgreesWithFFmpegOnTheSameFile)
     const Pcm ours = decodeAll(*decoder);
     for (int channel = 0; channel < 2; ++channel) {
         const double frequency = 1000.0 * (channel + 1);
-        EXPECT_NEAR(dB(measureTone(ours, channel, frequency).amplitude /
-                       measureTone(reference, channel, frequency).amplitude),
+        EXPECT_NEAR(dB(fitTone(ours, channel, frequency).amplitude /
+                       fitTone(reference, channel, frequency).amplitude),
                     0.0, 0.1);
         const Alignment alignment = bestAlignment(ours, reference, 64, channel);
         EXPECT_GT(alignment.correlation, 0.999) << "channel " << channel;
@@ -212,8 +177,8 @@ TEST(DSDDecoder, PassesTwentyKilohertzAndStopsWhatWouldFoldBack)
     std::unique_ptr<ZTDecoder> passband = openDSD(QStringLiteral("dsd-20k.dsf"));
     std::unique_ptr<ZTDecoder> stopband = openDSD(QStringLiteral("dsd-70k.dsf"));
     ASSERT_TRUE(passband && stopband);
-    EXPECT_NEAR(dB(measureTone(decodeAll(*passband), 0, 20000).amplitude / 0.5), 0.0, 0.1);
-    EXPECT_LT(dB(measureTone(decodeAll(*stopband), 0, 88200 - 70000).amplitude / 0.5), -100.0);
+    EXPECT_NEAR(dB(fitTone(decodeAll(*passband), 0, 20000).amplitude / 0.5), 0.0, 0.1);
+    EXPECT_LT(dB(fitTone(decodeAll(*stopband), 0, 88200 - 70000).amplitude / 0.5), -100.0);
 }
 
 TEST(DSDDecoder, GainIsClampedToSixDecibelsAndClipsAtFullScale)
