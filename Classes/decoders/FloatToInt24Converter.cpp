@@ -22,10 +22,14 @@ std::unique_ptr<FloatToInt24Converter> FloatToInt24Converter::create(const Audio
 
 int32_t FloatToInt24Converter::toInt24(float sample)
 {
-    // Clamping first also sends NaN to a bound instead of to lrintf's
-    // undefined result.
+    // Clamped first, so that the conversion below stays in range; NaN goes
+    // to 0. Rounding half away from zero by hand keeps the loop free of
+    // library calls.
     const float scaled = std::clamp(sample * 8388608.0f, -8388608.0f, 8388607.0f);
-    return int32_t(std::lrintf(std::isnan(scaled) ? 0.0f : scaled));
+    if (std::isnan(scaled)) {
+        return 0;
+    }
+    return int32_t(scaled + (scaled >= 0.0f ? 0.5f : -0.5f));
 }
 
 OSStatus FloatToInt24Converter::convert(const float* in, uint32_t frames, uint8_t* out, uint32_t outBytes,
