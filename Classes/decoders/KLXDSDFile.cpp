@@ -84,7 +84,7 @@ std::unique_ptr<KLXDSDFile> KLXDSDFile::initWithFilename(const QString& path, in
     ZT_REQUIRE(decimation / 8 != 0, "0 != decimation / 8");
 
     std::unique_ptr<KLXDSDFile> file(new KLXDSDFile);
-    file->m_decimation = decimation == 0 ? 8 : decimation;
+    file->m_decimation = decimation;
 
     file->m_f.reset(std::fopen(QFile::encodeName(path).constData(), "rb"));
     if (!file->m_f) {

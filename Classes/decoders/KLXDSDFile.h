@@ -41,12 +41,12 @@ public:
     static constexpr int kErrorCode = 100;
 
     // Opens and parses path. decimation: the PCM counts are divided by
-    // decimation / 8, so it must be a positive multiple of 8 (the decoder
-    // passes 32); the decimation() field reads 8 when 0 was given, but the
-    // counts are always divided by the argument as given. Gives null, with
-    // *error set when error is not null, when the file cannot be opened,
-    // read, recognised or parsed. Raises an assertion failure when
-    // decimation / 8 is 0.
+    // decimation / 8 as given, so it must be a multiple of 8 (the decoder
+    // passes 32). Values below 8, 0 included (which once meant 8 for the
+    // decimation() field but was still divided by), raise an assertion
+    // failure instead of a division by zero. Gives null, with *error set
+    // when error is not null, when the file cannot be opened, read,
+    // recognised or parsed.
     static std::unique_ptr<KLXDSDFile> initWithFilename(const QString& path, int32_t decimation,
                                                         Error* error);
 
