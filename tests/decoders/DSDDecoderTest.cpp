@@ -17,6 +17,8 @@
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -222,6 +224,39 @@ TEST(DSDDecoder, GainIsClampedToSixDecibelsAndClipsAtFullScale)
     EXPECT_GT(atFullScale, scaled.samples.size() / 10);
     EXPECT_LE(*std::max_element(scaled.samples.begin(), scaled.samples.end()), 8388607 << 8);
     EXPECT_EQ(*std::min_element(scaled.samples.begin(), scaled.samples.end()), -8388608 * 256);
+}
+
+// Several files at once on worker threads, as a run converts them: every
+// decoder delivers what it delivers alone.
+TEST(DSDDecoder, DecodersOnSeveralThreadsAtOnceDecodeAsAlone)
+{
+    PreferencesScope prefs;
+    const char* files[] = {"dsd-tone-64-2ch.dsf", "dsd-tone-64-2ch.dff", "dsd-tone-128-1ch.dsf",
+                           "dsd-tone-128-1ch.dff"};
+    std::vector<Pcm> alone;
+    for (const char* file : files) {
+        std::unique_ptr<ZTDecoder> decoder = openDSD(QLatin1String(file));
+        ASSERT_NE(decoder, nullptr);
+        alone.push_back(decodeAll(*decoder));
+    }
+    std::vector<std::vector<size_t>> differences(std::size(files));
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < std::size(files); ++t) {
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < 3; ++round) {
+                std::unique_ptr<ZTDecoder> decoder =
+                    ZTDecoder::decoderWithFilename(Fixtures::generated(QLatin1String(files[t])));
+                differences[t].push_back(decoder ? countDifferences(decodeAll(*decoder), alone[t])
+                                                 : size_t(-1));
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (size_t t = 0; t < std::size(files); ++t) {
+        EXPECT_EQ(differences[t], std::vector<size_t>(3, 0)) << files[t];
+    }
 }
 
 // Files written by other programs (TagLib's test data).
