@@ -20,8 +20,9 @@ std::mutex& filterLock()
     return lock;
 }
 
-// The user's gain, in dB; more than 6 dB would clip ordinary recordings, and
-// DSD is never made louder than its source by default.
+// The user's gain, in dB. DSD is mastered well below the modulator's full
+// scale; up to 6 dB lifts it towards PCM levels, and the decoder never
+// attenuates. Peaks beyond full scale are clipped.
 constexpr double kMinGainDB = 0.0;
 constexpr double kMaxGainDB = 6.0;
 
