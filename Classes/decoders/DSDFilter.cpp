@@ -88,14 +88,15 @@ void DSDFilter::translateWith(size_t count, const uint8_t* src, ptrdiff_t srcStr
 
         // newest[-i] is the byte i places back, oldest[i] the one
         // 2 * NumTables - 1 - i places back; both stay inside the doubled
-        // ring. Each table meets one byte of either half; pairs are summed
-        // before they join the double-precision total.
+        // ring. Each table meets one byte of either half; everything is
+        // summed in double precision, in two running totals so that the
+        // additions overlap.
         const uint8_t* newest = m_fifo.data() + pos + kFifoSize;
         const uint8_t* oldest = newest - (2 * NumTables - 1);
         double acc0 = 0, acc1 = 0;
         for (uint32_t i = 0; i < NumTables; i += 2) {
-            acc0 += double(tables[i][newest[-ptrdiff_t(i)]] + tables[i][oldest[i]]);
-            acc1 += double(tables[i + 1][newest[-ptrdiff_t(i) - 1]] + tables[i + 1][oldest[i + 1]]);
+            acc0 += double(tables[i][newest[-ptrdiff_t(i)]]) + double(tables[i][oldest[i]]);
+            acc1 += double(tables[i + 1][newest[-ptrdiff_t(i) - 1]]) + double(tables[i + 1][oldest[i + 1]]);
         }
         *dst = float(acc0 + acc1);
         dst += dstStride;
