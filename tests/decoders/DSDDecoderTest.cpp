@@ -85,6 +85,8 @@ INSTANTIATE_TEST_SUITE_P(
                     ToneCase{"dsd-tone-64-2ch.dff", 88200, 2, kAudioChannelLayoutTag_Stereo, 1411200},
                     ToneCase{"dsd-tone-128-1ch.dff", 176400, 1, kAudioChannelLayoutTag_Mono, 2822400},
                     ToneCase{"dsd-tone-128-2ch.dff", 176400, 2, kAudioChannelLayoutTag_Stereo, 2822400},
+                    ToneCase{"dsd-tone-64-6ch.dsf", 88200, 6, kAudioChannelLayoutTag_MPEG_5_1_A, 705600},
+                    ToneCase{"dsd-tone-64-6ch.dff", 88200, 6, kAudioChannelLayoutTag_MPEG_5_1_A, 705600},
                     ToneCase{"dsd-whole-blocks.dsf", 88200, 2, kAudioChannelLayoutTag_Stereo, 524288},
                     ToneCase{"dsd-whole-blocks.dff", 88200, 2, kAudioChannelLayoutTag_Stereo, 524288},
                     ToneCase{"dsd-5000000.dsf", 88200, 2, kAudioChannelLayoutTag_Stereo, 5000000}),
@@ -108,8 +110,8 @@ double peakDB(const Pcm& pcm, size_t fromFrame, size_t toFrame)
 TEST(DSDDecoder, DFFAndDSFOfTheSameBitsDecodeToTheSamePCM)
 {
     PreferencesScope prefs;
-    for (const char* name :
-         {"dsd-tone-64-1ch", "dsd-tone-64-2ch", "dsd-tone-128-1ch", "dsd-tone-128-2ch", "dsd-whole-blocks"}) {
+    for (const char* name : {"dsd-tone-64-1ch", "dsd-tone-64-2ch", "dsd-tone-64-6ch", "dsd-tone-128-1ch",
+                             "dsd-tone-128-2ch", "dsd-whole-blocks"}) {
         std::unique_ptr<ZTDecoder> dsf = openDSD(QLatin1String(name) + QStringLiteral(".dsf"));
         std::unique_ptr<ZTDecoder> dff = openDSD(QLatin1String(name) + QStringLiteral(".dff"));
         ASSERT_TRUE(dsf && dff);
