@@ -70,6 +70,18 @@ constexpr std::array<LayoutRow, 2> kSpeexLayouts = {{
 }};
 static_assert(rowsCountUpFromOne(kSpeexLayouts));
 
+// DSD files: the layouts the DSD decoder has always reported, four channels
+// included.
+constexpr std::array<LayoutRow, 6> kDSDLayouts = {{
+    {1, kAudioChannelLayoutTag_Mono, {}},
+    {2, kAudioChannelLayoutTag_Stereo, {}},
+    {3, kAudioChannelLayoutTag_MPEG_3_0_A, {}},
+    {4, kAudioChannelLayoutTag_DVD_10, {}},
+    {5, kAudioChannelLayoutTag_MPEG_5_0_A, {}},
+    {6, kAudioChannelLayoutTag_MPEG_5_1_A, {}},
+}};
+static_assert(rowsCountUpFromOne(kDSDLayouts));
+
 template <std::size_t N>
 AudioChannelLayout layoutFromTable(const std::array<LayoutRow, N>& rows, uint32_t channels)
 {
@@ -100,6 +112,11 @@ AudioChannelLayout vorbisLayout(uint32_t channels)
 AudioChannelLayout speexLayout(uint32_t channels)
 {
     return layoutFromTable(kSpeexLayouts, channels);
+}
+
+AudioChannelLayout dsdLayout(uint32_t channels)
+{
+    return layoutFromTable(kDSDLayouts, channels);
 }
 
 } // namespace ChannelLayouts

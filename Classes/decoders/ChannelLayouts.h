@@ -24,4 +24,8 @@ AudioChannelLayout vorbisLayout(uint32_t channels);
 // 1 Mono, 2 Stereo; any other count Unknown.
 AudioChannelLayout speexLayout(uint32_t channels);
 
+// 1 Mono, 2 Stereo, 3 MPEG_3_0_A, 4 DVD_10, 5 MPEG_5_0_A, 6 MPEG_5_1_A; any
+// other count Unknown.
+AudioChannelLayout dsdLayout(uint32_t channels);
+
 } // namespace ChannelLayouts

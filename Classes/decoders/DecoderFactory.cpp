@@ -1,6 +1,7 @@
 #include "DecoderFactory.h"
 
 #include "CoreAudioDecoder.h"
+#include "DSDDecoder.h"
 #include "ErrorLog.h"
 #include "FFMPEGDecoder.h"
 #include "FLACDecoder.h"
@@ -114,6 +115,8 @@ std::unique_ptr<ZTDecoder> openDecoderOfClass(DecoderClass decoderClass, const Q
         return open<OggSpeexDecoder>(path);
     case DecoderClass::FFMPEG:
         return open<FFMPEGDecoder>(path);
+    case DecoderClass::DSD:
+        return open<DSDDecoder>(path);
     case DecoderClass::CoreAudioWithFFMPEGFallback:
         if (auto decoder = open<CoreAudioDecoder>(path)) {
             return decoder;

@@ -4,6 +4,7 @@
 
 #include "Encoding.h"
 #include "Fixtures.h"
+#include "Pcm.h"
 #include "TagDump.h"
 #include "Tools.h"
 
@@ -17,6 +18,7 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
+#include <cmath>
 #include <csignal>
 #include <gtest/gtest.h>
 
@@ -302,6 +304,66 @@ TEST_F(SonabrikCliTest, UpdateMetadataRetagsMP3SourcesInPlace)
     // The audio frames are the same ones.
     EXPECT_NEAR(duration(mp3), duration(Fixtures::generated(QStringLiteral("ctl-tagged.mp3"))), 0.001);
     EXPECT_NE(fileBytes(mp3), before);
+}
+
+// The length mutagen reads from the LAME information frame, which leaves out
+// the encoder's delay and padding.
+double mp3Length(const QString& path)
+{
+    const ToolResult length = runTool(
+        systemPython(),
+        {QStringLiteral("-c"),
+         QStringLiteral("import sys, mutagen.mp3; print(mutagen.mp3.MP3(sys.argv[1]).info.length)"), path});
+    EXPECT_EQ(length.exitCode, 0) << length.standardError.toStdString();
+    return QString::fromUtf8(length.standardOutput).trimmed().toDouble();
+}
+
+// DSD in both containers: the whole length comes through, the tone on each
+// side survives MP3 encoding at its level, and the DSF's ID3v2 tag reaches
+// the MP3 (a DFF file's tags are not read: its title is its name).
+TEST_F(SonabrikCliTest, ConvertsDSFAndDFFWithTheirLengthAndTags)
+{
+    source(QStringLiteral("dsd-tagged.dsf"), QStringLiteral("dsd/tagged.dsf"));
+    source(QStringLiteral("dsd-tone-64-2ch.dff"), QStringLiteral("dsd/tone.dff"));
+    const CliResult result =
+        cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), in(QStringLiteral("dsd"))});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"tagged.mp3", "tone.mp3"}));
+    for (const char* name : {"tagged.mp3", "tone.mp3"}) {
+        const QString mp3 = out(QLatin1String(name));
+        EXPECT_NEAR(mp3Length(mp3), 0.5, 0.001) << name;
+        const Pcm pcm = decodeWithFFmpeg(mp3);
+        ASSERT_EQ(pcm.channels, 2) << name;
+        for (int channel = 0; channel < 2; ++channel) {
+            EXPECT_NEAR(20 * std::log10(fitTone(pcm, channel, 1000.0 * (channel + 1), 0.05).amplitude / 0.5),
+                        0.0, 0.3)
+                << name << " channel " << channel;
+        }
+    }
+    const QJsonObject tags = mutagenTags(out(QStringLiteral("tagged.mp3")));
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), QStringLiteral("One Bit River"));
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TPE1")), QStringLiteral("The Modulators"));
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TALB")), QStringLiteral("Sixty-Four Times"));
+    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TRCK")), QStringLiteral("3"));
+    EXPECT_EQ(id3v2Text(mutagenTags(out(QStringLiteral("tone.mp3"))), QStringLiteral("TIT2")),
+              QStringLiteral("tone"));
+}
+
+TEST_F(SonabrikCliTest, ConvertsTheTagLibDSDFiles)
+{
+    SONABRIK_REQUIRE_TAGLIB_FIXTURES();
+    QDir().mkpath(in());
+    for (const char* name : {"empty10ms.dsf", "empty10ms.dff"}) {
+        ASSERT_TRUE(QFile::copy(Fixtures::taglib(QLatin1String(name)),
+                                in(QStringLiteral("taglib-") + QLatin1String(name).right(3) +
+                                   QStringLiteral(".") + QLatin1String(name).right(3))));
+    }
+    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), in()});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"taglib-dff.mp3", "taglib-dsf.mp3"}));
+    for (const char* name : {"taglib-dff.mp3", "taglib-dsf.mp3"}) {
+        EXPECT_NEAR(mp3Length(out(QLatin1String(name))), 0.01, 0.0005) << name;
+    }
 }
 
 TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTrash)

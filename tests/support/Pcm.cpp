@@ -113,6 +113,31 @@ Pcm decodeWithFFmpeg(const QString& path, const QString& streamSpecifier)
     return pcm;
 }
 
+ToneFit fitTone(const Pcm& pcm, int channel, double frequency, double skipSeconds)
+{
+    const std::vector<double> x = pcm.channel(channel);
+    const size_t skip = size_t(pcm.sampleRate * skipSeconds);
+    if (x.size() <= skip + 2) {
+        return {};
+    }
+    const auto phase = [&](size_t i) { return 2 * M_PI * frequency * double(i) / pcm.sampleRate; };
+    double ss = 0, sc = 0, cc = 0, xs = 0, xc = 0;
+    for (size_t i = skip; i < x.size(); ++i) {
+        const double s = std::sin(phase(i)), c = std::cos(phase(i));
+        ss += s * s, sc += s * c, cc += c * c, xs += x[i] * s, xc += x[i] * c;
+    }
+    const double det = ss * cc - sc * sc;
+    const double a = (xs * cc - xc * sc) / det, b = (xc * ss - xs * sc) / det;
+    double residual = 0;
+    for (size_t i = skip; i < x.size(); ++i) {
+        const double e = x[i] - a * std::sin(phase(i)) - b * std::cos(phase(i));
+        residual += e * e;
+    }
+    const double amplitude = std::hypot(a, b);
+    const double residualRMS = std::sqrt(residual / double(x.size() - skip));
+    return {amplitude, 20 * std::log10(residualRMS / (amplitude / std::sqrt(2.0)))};
+}
+
 Alignment bestAlignment(const Pcm& a, const Pcm& b, long maxLag, int channel)
 {
     const std::vector<double> x = a.channel(channel);

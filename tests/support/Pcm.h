@@ -50,5 +50,15 @@ struct Alignment
 // with a, and the correlation there.
 Alignment bestAlignment(const Pcm& a, const Pcm& b, long maxLag, int channel = 0);
 
+// A sine of a known frequency fitted (least squares) to one channel after
+// its first skipSeconds: its amplitude (of full scale), and what is left once
+// it is removed, in dB relative to it (a wrong frequency leaves nearly all).
+struct ToneFit
+{
+    double amplitude = 0;
+    double residualDB = 0;
+};
+ToneFit fitTone(const Pcm& pcm, int channel, double frequency, double skipSeconds = 0.01);
+
 // Number of samples that differ (the lengths must match for 0).
 size_t countDifferences(const Pcm& a, const Pcm& b);

@@ -1,0 +1,279 @@
+// DSD decodes to 24-bit PCM at the DSD rate / 32: tones written by the
+// fixture generator's sigma-delta modulator come out at their frequency and
+// level, DSF and DFF of the same bits decode alike, the idle pattern is
+// silence from the first sample, the frame count matches the header, and the
+// user's gain is clamped and clips at full scale. ffmpeg's reading of the
+// same files is the outside reference for the tone levels.
+
+#include "DSDDecoder.h"
+#include "Encoding.h"
+#include "Fixtures.h"
+#include "Pcm.h"
+#include "Tools.h"
+#include "ZTDecoder.h"
+
+#include <QStringList>
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+double dB(double ratio)
+{
+    return 20 * std::log10(ratio);
+}
+
+std::unique_ptr<ZTDecoder> openDSD(const QString& name)
+{
+    std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(name));
+    EXPECT_NE(decoder, nullptr) << name.toStdString();
+    if (decoder) {
+        EXPECT_EQ(decoder->className(), QStringLiteral("DSDDecoder"));
+    }
+    return decoder;
+}
+
+struct ToneCase
+{
+    const char* file;
+    double rate;
+    uint32_t channels;
+    uint32_t layoutTag;
+    int64_t dsdSamples;
+};
+
+class DSDTone : public testing::TestWithParam<ToneCase>
+{
+protected:
+    PreferencesScope prefs;
+};
+
+// Channel c carries (c + 1) kHz at half of full scale.
+TEST_P(DSDTone, ComesOutAtItsFrequencyAndLevel)
+{
+    const ToneCase& c = GetParam();
+    for (uint32_t chunkFrames : {4096u, 333u}) {
+        std::unique_ptr<ZTDecoder> decoder = openDSD(QLatin1String(c.file));
+        ASSERT_NE(decoder, nullptr);
+        expectPackedFormat(*decoder, c.rate, c.channels, 24, 3, c.layoutTag);
+        EXPECT_EQ(decoder->totalFrames(), c.dsdSamples / 32);
+
+        const Pcm pcm = decodeAll(*decoder, chunkFrames);
+        EXPECT_TRUE(decoder->isEndOfFile());
+        EXPECT_EQ(int64_t(pcm.frames()), decoder->totalFrames()) << "chunk " << chunkFrames;
+        EXPECT_EQ(int64_t(decoder->currentFrame()), decoder->totalFrames());
+        for (uint32_t channel = 0; channel < c.channels; ++channel) {
+            const ToneFit tone = fitTone(pcm, int(channel), 1000.0 * (channel + 1));
+            EXPECT_NEAR(dB(tone.amplitude / 0.5), 0.0, 0.2) << "channel " << channel;
+            EXPECT_LT(tone.residualDB, -40.0) << "channel " << channel;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, DSDTone,
+    testing::Values(ToneCase{"dsd-tone-64-1ch.dsf", 88200, 1, kAudioChannelLayoutTag_Mono, 1411200},
+                    ToneCase{"dsd-tone-64-2ch.dsf", 88200, 2, kAudioChannelLayoutTag_Stereo, 1411200},
+                    ToneCase{"dsd-tone-128-1ch.dsf", 176400, 1, kAudioChannelLayoutTag_Mono, 2822400},
+                    ToneCase{"dsd-tone-128-2ch.dsf", 176400, 2, kAudioChannelLayoutTag_Stereo, 2822400},
+                    ToneCase{"dsd-tone-256-2ch.dsf", 352800, 2, kAudioChannelLayoutTag_Stereo, 2822400},
+                    ToneCase{"dsd-tone-64-1ch.dff", 88200, 1, kAudioChannelLayoutTag_Mono, 1411200},
+                    ToneCase{"dsd-tone-64-2ch.dff", 88200, 2, kAudioChannelLayoutTag_Stereo, 1411200},
+                    ToneCase{"dsd-tone-128-1ch.dff", 176400, 1, kAudioChannelLayoutTag_Mono, 2822400},
+                    ToneCase{"dsd-tone-128-2ch.dff", 176400, 2, kAudioChannelLayoutTag_Stereo, 2822400},
+                    ToneCase{"dsd-tone-64-6ch.dsf", 88200, 6, kAudioChannelLayoutTag_MPEG_5_1_A, 705600},
+                    ToneCase{"dsd-tone-64-6ch.dff", 88200, 6, kAudioChannelLayoutTag_MPEG_5_1_A, 705600},
+                    ToneCase{"dsd-whole-blocks.dsf", 88200, 2, kAudioChannelLayoutTag_Stereo, 524288},
+                    ToneCase{"dsd-whole-blocks.dff", 88200, 2, kAudioChannelLayoutTag_Stereo, 524288},
+                    ToneCase{"dsd-5000000.dsf", 88200, 2, kAudioChannelLayoutTag_Stereo, 5000000}),
+    [](const testing::TestParamInfo<ToneCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
+
+// The filter's window spans 72 bytes, 18 output samples at decimation 32;
+// until it has filled, the idle bytes it starts with are part of the output,
+// and 0x69 stands for different bits in the two containers' bit orders.
+constexpr size_t kWindowFrames = 18;
+
+// The largest magnitude of a stretch of frames, in dB of full scale.
+double peakDB(const Pcm& pcm, size_t fromFrame, size_t toFrame)
+{
+    int64_t peak = 1;
+    for (size_t i = fromFrame * size_t(pcm.channels); i < toFrame * size_t(pcm.channels); ++i) {
+        peak = std::max<int64_t>(peak, std::abs(int64_t(pcm.samples[i]) >> 8));
+    }
+    return dB(double(peak) / 8388608.0);
+}
+
+TEST(DSDDecoder, DFFAndDSFOfTheSameBitsDecodeToTheSamePCM)
+{
+    PreferencesScope prefs;
+    for (const char* name : {"dsd-tone-64-1ch", "dsd-tone-64-2ch", "dsd-tone-64-6ch", "dsd-tone-128-1ch",
+                             "dsd-tone-128-2ch", "dsd-whole-blocks"}) {
+        std::unique_ptr<ZTDecoder> dsf = openDSD(QLatin1String(name) + QStringLiteral(".dsf"));
+        std::unique_ptr<ZTDecoder> dff = openDSD(QLatin1String(name) + QStringLiteral(".dff"));
+        ASSERT_TRUE(dsf && dff);
+        const Pcm fromDSF = decodeAll(*dsf);
+        const Pcm fromDFF = decodeAll(*dff);
+        ASSERT_GT(fromDSF.frames(), kWindowFrames) << name;
+        ASSERT_EQ(fromDSF.frames(), fromDFF.frames()) << name;
+
+        Pcm difference = fromDSF;
+        for (size_t i = 0; i < difference.samples.size(); ++i) {
+            difference.samples[i] -= fromDFF.samples[i];
+        }
+        EXPECT_LT(peakDB(difference, 0, kWindowFrames), -70.0) << name;
+        EXPECT_EQ(peakDB(difference, kWindowFrames, difference.frames()), dB(1.0 / 8388608.0)) << name;
+    }
+}
+
+// ffmpeg decodes DSD its own way (its own filter, then its resampler): the
+// levels must agree, and the waveforms line up.
+TEST(DSDDecoder, AgreesWithFFmpegOnTheSameFile)
+{
+    PreferencesScope prefs;
+    const QString path = Fixtures::generated(QStringLiteral("dsd-tone-64-2ch.dsf"));
+    const ToolResult ffmpeg = runTool(QStringLiteral("ffmpeg"),
+                                      {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"),
+                                       path, QStringLiteral("-ar"), QStringLiteral("88200"),
+                                       QStringLiteral("-f"), QStringLiteral("s32le"), QStringLiteral("-")});
+    ASSERT_EQ(ffmpeg.exitCode, 0) << ffmpeg.standardError.toStdString();
+    Pcm reference;
+    reference.channels = 2;
+    reference.sampleRate = 88200;
+    reference.samples.resize(size_t(ffmpeg.standardOutput.size()) / 4);
+    std::memcpy(reference.samples.data(), ffmpeg.standardOutput.constData(), reference.samples.size() * 4);
+
+    std::unique_ptr<ZTDecoder> decoder = openDSD(QStringLiteral("dsd-tone-64-2ch.dsf"));
+    ASSERT_NE(decoder, nullptr);
+    const Pcm ours = decodeAll(*decoder);
+    for (int channel = 0; channel < 2; ++channel) {
+        const double frequency = 1000.0 * (channel + 1);
+        EXPECT_NEAR(dB(fitTone(ours, channel, frequency).amplitude /
+                       fitTone(reference, channel, frequency).amplitude),
+                    0.0, 0.1);
+        const Alignment alignment = bestAlignment(ours, reference, 64, channel);
+        EXPECT_GT(alignment.correlation, 0.999) << "channel " << channel;
+    }
+}
+
+TEST(DSDDecoder, TheIdlePatternIsSilenceFromTheFirstSample)
+{
+    PreferencesScope prefs;
+    for (const char* file : {"dsd-idle.dsf", "dsd-idle.dff"}) {
+        std::unique_ptr<ZTDecoder> decoder = openDSD(QLatin1String(file));
+        ASSERT_NE(decoder, nullptr);
+        const Pcm pcm = decodeAll(*decoder);
+        ASSERT_EQ(pcm.frames(), 705600u / 32) << file;
+        EXPECT_LT(peakDB(pcm, 0, kWindowFrames), -70.0) << file;
+        EXPECT_LT(peakDB(pcm, kWindowFrames, pcm.frames()), -110.0) << file;
+    }
+}
+
+// The filter is flat to 20 kHz at DSD64, and what lies above the output's
+// Nyquist frequency does not fold back into the audio band: 70 kHz would
+// come back at 18.2 kHz.
+TEST(DSDDecoder, PassesTwentyKilohertzAndStopsWhatWouldFoldBack)
+{
+    PreferencesScope prefs;
+    std::unique_ptr<ZTDecoder> passband = openDSD(QStringLiteral("dsd-20k.dsf"));
+    std::unique_ptr<ZTDecoder> stopband = openDSD(QStringLiteral("dsd-70k.dsf"));
+    ASSERT_TRUE(passband && stopband);
+    EXPECT_NEAR(dB(fitTone(decodeAll(*passband), 0, 20000).amplitude / 0.5), 0.0, 0.1);
+    EXPECT_LT(dB(fitTone(decodeAll(*stopband), 0, 88200 - 70000).amplitude / 0.5), -100.0);
+}
+
+TEST(DSDDecoder, GainIsClampedToSixDecibelsAndClipsAtFullScale)
+{
+    PreferencesScope prefs;
+    std::unique_ptr<ZTDecoder> plain = openDSD(QStringLiteral("dsd-loud.dsf"));
+    ASSERT_NE(plain, nullptr);
+    EXPECT_EQ(static_cast<DSDDecoder&>(*plain).gain(), 1.0f);
+    const Pcm unscaled = decodeAll(*plain);
+
+    // Below 0 dB means no gain at all; the decimation preference changes
+    // nothing.
+    prefs.set(QStringLiteral("dsd_gain"), -3.0);
+    prefs.set(QStringLiteral("dsd_decimation"), 8);
+    std::unique_ptr<ZTDecoder> negative = openDSD(QStringLiteral("dsd-loud.dsf"));
+    ASSERT_NE(negative, nullptr);
+    EXPECT_EQ(static_cast<DSDDecoder&>(*negative).gain(), 1.0f);
+    EXPECT_EQ(negative->decodeFormat().mSampleRate, 88200.0);
+    EXPECT_EQ(countDifferences(decodeAll(*negative), unscaled), 0u);
+
+    prefs.set(QStringLiteral("dsd_gain"), 10.0);
+    std::unique_ptr<ZTDecoder> loud = openDSD(QStringLiteral("dsd-loud.dsf"));
+    ASSERT_NE(loud, nullptr);
+    const double gain = static_cast<DSDDecoder&>(*loud).gain();
+    EXPECT_NEAR(gain, 1.99526, 1e-5);
+    const Pcm scaled = decodeAll(*loud);
+    ASSERT_EQ(scaled.frames(), unscaled.frames());
+
+    // A 0.6 tone times 1.995 reaches 1.2: its peaks sit at full scale, the
+    // rest is scaled.
+    size_t atFullScale = 0;
+    for (size_t i = 0; i < scaled.samples.size(); ++i) {
+        const double before = unscaled.samples[i] / 2147483648.0;
+        const double after = scaled.samples[i] / 2147483648.0;
+        if (std::abs(before) * gain >= 1.0) {
+            atFullScale += after >= 8388607.0 / 8388608.0 || after == -1.0;
+        } else {
+            ASSERT_NEAR(after, before * gain, 2.0 / 8388608.0) << "sample " << i;
+        }
+    }
+    EXPECT_GT(atFullScale, scaled.samples.size() / 10);
+    EXPECT_LE(*std::max_element(scaled.samples.begin(), scaled.samples.end()), 8388607 << 8);
+    EXPECT_EQ(*std::min_element(scaled.samples.begin(), scaled.samples.end()), -8388608 * 256);
+}
+
+// Several files at once on worker threads, as a run converts them: every
+// decoder delivers what it delivers alone.
+TEST(DSDDecoder, DecodersOnSeveralThreadsAtOnceDecodeAsAlone)
+{
+    PreferencesScope prefs;
+    const char* files[] = {"dsd-tone-64-2ch.dsf", "dsd-tone-64-2ch.dff", "dsd-tone-128-1ch.dsf",
+                           "dsd-tone-128-1ch.dff"};
+    std::vector<Pcm> alone;
+    for (const char* file : files) {
+        std::unique_ptr<ZTDecoder> decoder = openDSD(QLatin1String(file));
+        ASSERT_NE(decoder, nullptr);
+        alone.push_back(decodeAll(*decoder));
+    }
+    std::vector<std::vector<size_t>> differences(std::size(files));
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < std::size(files); ++t) {
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < 3; ++round) {
+                std::unique_ptr<ZTDecoder> decoder =
+                    ZTDecoder::decoderWithFilename(Fixtures::generated(QLatin1String(files[t])));
+                differences[t].push_back(decoder ? countDifferences(decodeAll(*decoder), alone[t])
+                                                 : size_t(-1));
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (size_t t = 0; t < std::size(files); ++t) {
+        EXPECT_EQ(differences[t], std::vector<size_t>(3, 0)) << files[t];
+    }
+}
+
+// Files written by other programs (TagLib's test data).
+TEST(DSDDecoder, DecodesTheTagLibFiles)
+{
+    SONABRIK_REQUIRE_TAGLIB_FIXTURES();
+    PreferencesScope prefs;
+    for (const char* file : {"empty10ms.dsf", "empty10ms.dff"}) {
+        std::unique_ptr<ZTDecoder> decoder =
+            ZTDecoder::decoderWithFilename(Fixtures::taglib(QLatin1String(file)));
+        ASSERT_NE(decoder, nullptr) << file;
+        expectPackedFormat(*decoder, 88200, 2, 24, 3, kAudioChannelLayoutTag_Stereo);
+        EXPECT_EQ(decoder->totalFrames(), 28224 / 32) << file;
+        EXPECT_EQ(decodeAll(*decoder).frames(), 28224u / 32) << file;
+    }
+}
+
+} // namespace
