@@ -14,6 +14,7 @@
 #include "FileEncodeOperation.h"
 #include "Fixtures.h"
 #include "OperationsArrayController.h"
+#include "PreferencesWindowController.h"
 #include "QueueListModel.h"
 #include "QueueListView.h"
 #include "ScriptedUserInterface.h"
@@ -212,8 +213,14 @@ TEST_F(MainWindowTest, EncodeFromTheToolbarConvertsTheQueueAndEveryRowReachesIts
     QObject::connect(&controller, &ApplicationController::operationFinished,
                      [&] { buttonTexts << window.encodeButtonAction()->text(); });
 
+    // The preferences are open when the run starts; the run closes them.
+    window.action("preferences")->trigger();
+    ASSERT_TRUE(window.preferencesWindow()->isVisible());
+    EXPECT_EQ(window.preferencesWindow()->windowTitle(), QStringLiteral("Sonabrik Preferences"));
+
     window.encodeButtonAction()->trigger();
     EXPECT_EQ(window.encodeButtonAction()->text(), QStringLiteral("Cancel"));
+    EXPECT_FALSE(window.preferencesWindow()->isVisible());
     ASSERT_TRUE(waitForRunEnd());
 
     ASSERT_EQ(highest.size(), 3u);
