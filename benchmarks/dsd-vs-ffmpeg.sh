@@ -27,23 +27,8 @@ echo "=== frequency response"
 echo "=== Sonabrik's DSD decoder inside the process (x_realtime: seconds of audio per CPU second)"
 SONABRIK_BENCH_DSD=$audio "$bench" --benchmark_min_time=2 --benchmark_counters_tabular=true
 
-# CPU seconds (user + system) of the best of five runs; output to /dev/null.
-best_of_five() {
-    python3 - "$@" <<'PY'
-import os, sys
-best = None
-for _ in range(5):
-    pid = os.posix_spawnp(sys.argv[1], sys.argv[1:], os.environ,
-                          file_actions=[(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0),
-                                        (os.POSIX_SPAWN_OPEN, 2, os.devnull, os.O_WRONLY, 0)])
-    _, status, usage = os.wait4(pid, 0)
-    if status != 0:
-        sys.exit("failed: " + " ".join(sys.argv[1:]))
-    seconds = usage.ru_utime + usage.ru_stime
-    best = seconds if best is None or seconds < best else best
-print(f"{best:.4f}")
-PY
-}
+# CPU seconds (user + system) of the fastest of five runs.
+best_of_five() { python3 "$root/benchmarks/best-of-five.py" "$@"; }
 
 echo "=== whole commands, 24-bit PCM at 88200 Hz to /dev/null"
 printf '%-28s %12s %12s\n' command cpu_seconds x_realtime
