@@ -27,10 +27,17 @@ printf '[General]\nfirstRun=false\ndestinationDirectory=%s\n' "$work" > "$XDG_CO
 times=()
 for _ in 1 2 3 4 5; do
     start=$(date +%s%N)
-    "$build/Classes/sonabrik" >/dev/null 2>&1 &
+    "$build/Classes/sonabrik" >/dev/null 2>"$work/stderr" &
     pid=$!
     # xdotool's own --sync waits half a second between looks: poll faster.
-    until xdotool search --onlyvisible --name '^Sonabrik' >/dev/null 2>&1; do sleep 0.005; done
+    until xdotool search --onlyvisible --name '^Sonabrik' >/dev/null 2>&1; do
+        if ! kill -0 "$pid" 2>/dev/null; then
+            echo "the program ended before its window appeared:" >&2
+            cat "$work/stderr" >&2
+            exit 1
+        fi
+        sleep 0.005
+    done
     end=$(date +%s%N)
     times+=($(((end - start) / 1000000)))
     kill "$pid"
