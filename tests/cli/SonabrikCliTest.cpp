@@ -4,6 +4,7 @@
 
 #include "Encoding.h"
 #include "Fixtures.h"
+#include "Pcm.h"
 #include "TagDump.h"
 #include "Tools.h"
 
@@ -17,6 +18,8 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
+#include <cmath>
+#include <complex>
 #include <csignal>
 #include <gtest/gtest.h>
 
@@ -325,6 +328,51 @@ TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTra
     EXPECT_TRUE(trashed.contains(QStringLiteral("good1.flac")));
     EXPECT_TRUE(trashed.contains(QStringLiteral("good2.ogg")));
     EXPECT_FALSE(trashed.contains(QStringLiteral("broken.flac")));
+}
+
+// The amplitude of a whole-hertz tone over one second of a channel.
+double toneAmplitude(const std::vector<double>& channel, size_t start, double rate, double hertz)
+{
+    const size_t n = size_t(rate);
+    std::complex<double> sum;
+    for (size_t i = 0; i < n; ++i) {
+        sum += channel[start + i] * std::polar(1.0, -2.0 * M_PI * hertz * double(i) / rate);
+    }
+    return 2.0 * std::abs(sum) / double(n);
+}
+
+// MP3 holds two channels: a 5.1 source fails as LAME refuses it, with a line
+// that tells how to convert it, unless it is mixed down; the mix carries each
+// input tone with its down-mix weight.
+TEST_F(SonabrikCliTest, SurroundSourcesNeedTheDownmixAndCarryTheWeightsOfEachChannel)
+{
+    const QString flac = source(QStringLiteral("mix-51.flac"), QStringLiteral("surround.flac"));
+    CliResult result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), flac});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Unable to initialize the LAME encoder.")))
+        << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral("surround.flac has 6 channels")));
+    EXPECT_TRUE(result.err.contains(QStringLiteral("--downmix")));
+    EXPECT_TRUE(filesBelow(out()).isEmpty());
+
+    result = cli({QStringLiteral("convert"), QStringLiteral("--downmix"), QStringLiteral("-o"), out(), flac});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const Pcm mixed = decodeWithFFmpeg(out(QStringLiteral("surround.mp3")));
+    ASSERT_EQ(mixed.channels, 2);
+    ASSERT_GE(mixed.frames(), size_t(1.5 * 44100));
+    // L R C LFE Ls Rs, each a tone of 10^(-12/20) full scale.
+    const double tones[6] = {300, 500, 700, 900, 1100, 1300};
+    const double k = 0.70710677;
+    const double weights[2][6] = {{1, 0, k, 0, k, 0}, {0, 1, k, 0, 0, k}};
+    const double level = std::pow(10.0, -12.0 / 20.0);
+    for (int side = 0; side < 2; ++side) {
+        const std::vector<double> channel = mixed.channel(side);
+        for (int input = 0; input < 6; ++input) {
+            EXPECT_NEAR(toneAmplitude(channel, 22050, 44100, tones[input]) / level, weights[side][input],
+                        0.03)
+                << "output " << side << ", input " << input;
+        }
+    }
 }
 
 // QtGui and FFmpeg are loaded when a file first needs them, never at start:
