@@ -24,4 +24,11 @@ AudioChannelLayout vorbisLayout(uint32_t channels);
 // 1 Mono, 2 Stereo; any other count Unknown.
 AudioChannelLayout speexLayout(uint32_t channels);
 
+// The same rule for the codecs that state no channel order of their own
+// (Monkey's Audio, WavPack, Musepack, True Audio).
+inline AudioChannelLayout monoStereoLayout(uint32_t channels)
+{
+    return speexLayout(channels);
+}
+
 } // namespace ChannelLayouts
