@@ -4,6 +4,7 @@
 #include "ErrorLog.h"
 #include "FFMPEGDecoder.h"
 #include "FLACDecoder.h"
+#include "ModDecoder.h"
 #include "MonkeysAudioDecoder.h"
 #include "MusepackDecoder.h"
 #include "NamedException.h"
@@ -125,6 +126,8 @@ std::unique_ptr<ZTDecoder> openDecoderOfClass(DecoderClass decoderClass, const Q
         return open<MonkeysAudioDecoder>(path);
     case DecoderClass::TrueAudio:
         return open<TrueAudioDecoder>(path);
+    case DecoderClass::Mod:
+        return open<ModDecoder>(path);
     case DecoderClass::CoreAudioWithFFMPEGFallback:
         if (auto decoder = open<CoreAudioDecoder>(path)) {
             return decoder;

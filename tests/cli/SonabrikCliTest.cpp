@@ -375,6 +375,25 @@ TEST_F(SonabrikCliTest, SurroundSourcesNeedTheDownmixAndCarryTheWeightsOfEachCha
     }
 }
 
+// A module libmodplug cannot load fails alone: the modules after it, which
+// wait for the same library lock, still convert.
+TEST_F(SonabrikCliTest, ABrokenModuleLeavesTheModulesAfterItConverting)
+{
+    const QStringList sources{source(QStringLiteral("codec-broken.mod"), QStringLiteral("1-broken.mod")),
+                              source(QStringLiteral("codec-loop.mod"), QStringLiteral("2-loop.mod")),
+                              source(QStringLiteral("codec-loop.mod"), QStringLiteral("3-loop.mod"))};
+    const CliResult result = cli(QStringList{QStringLiteral("convert"), QStringLiteral("-j"),
+                                             QStringLiteral("1"), QStringLiteral("-o"), out()} +
+                                 sources);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(
+        result.err.contains(QStringLiteral("ModDecoder ModPlug_Load Failed!  File: ") + sources.first()))
+        << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"2-loop.mp3", "3-loop.mp3"}));
+    // One pass of 15.36 s, and what the last render adds.
+    EXPECT_NEAR(duration(out(QStringLiteral("2-loop.mp3"))), 15.6, 0.3);
+}
+
 // QtGui and FFmpeg are loaded when a file first needs them, never at start:
 // between them they bring some 160 libraries, whose loading cost every run
 // more than LAME needs for ten seconds of audio. The run's loader trace
