@@ -18,6 +18,7 @@
 
 #include <memory>
 #include <mpc/mpcdec.h>
+#include <vector>
 
 class MusepackDecoder : public ZTDecoder
 {
@@ -46,4 +47,5 @@ private:
     bool m_readerOpen = false;
     std::unique_ptr<mpc_demux, DemuxCloser> m_demux;
     mpc_streaminfo m_si{};
+    std::vector<MPC_SAMPLE_FORMAT> m_samples;
 };
