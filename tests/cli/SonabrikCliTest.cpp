@@ -394,6 +394,24 @@ TEST_F(SonabrikCliTest, ABrokenModuleLeavesTheModulesAfterItConverting)
     EXPECT_NEAR(duration(out(QStringLiteral("2-loop.mp3"))), 15.6, 0.3);
 }
 
+// FFmpeg's console messages about a damaged stream appear only with
+// --verbose; either way the file converts.
+TEST_F(SonabrikCliTest, LibraryConsoleMessagesOnlyWithVerbose)
+{
+    const QString damaged = source(QStringLiteral("plat-corrupt-aac.m4a"), QStringLiteral("damaged.m4a"));
+    const QRegularExpression ffmpegLine(QStringLiteral("^\\[\\w+ @ 0x[0-9a-f]+\\]"),
+                                        QRegularExpression::MultilineOption);
+    CliResult result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), damaged});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_FALSE(result.err.contains(ffmpegLine)) << result.err.toStdString();
+    EXPECT_FALSE(result.out.contains(ffmpegLine)) << result.out.toStdString();
+
+    result = cli({QStringLiteral("--verbose"), QStringLiteral("convert"), QStringLiteral("--overwrite"),
+                  QStringLiteral("replace"), QStringLiteral("-o"), out(), damaged});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(ffmpegLine)) << result.err.toStdString();
+}
+
 // QtGui and FFmpeg are loaded when a file first needs them, never at start:
 // between them they bring some 160 libraries, whose loading cost every run
 // more than LAME needs for ten seconds of audio. The run's loader trace
