@@ -72,9 +72,9 @@ bool makeAudio(const QString& dir)
            run(QStringLiteral("mpcenc"), {QStringLiteral("--silent"), QStringLiteral("--overwrite"),
                                           file("source-44k.wav"), file("bench.mpc")}) &&
            run(QStringLiteral("ffmpeg"),
-               {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"),
-                QStringLiteral("-i"), file("source-44k.wav"), QStringLiteral("-c:a"), QStringLiteral("tta"),
-                file("bench.tta")});
+               {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"),
+                QStringLiteral("-y"), QStringLiteral("-i"), file("source-44k.wav"), QStringLiteral("-c:a"),
+                QStringLiteral("tta"), file("bench.tta")});
 }
 
 QString g_audioDir;
