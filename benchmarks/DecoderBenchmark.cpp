@@ -1,10 +1,10 @@
-// How fast the FLAC and Ogg decoders run, in multiples of real time
+// How fast the FLAC, Ogg, WavPack, Musepack and True Audio decoders run, in multiples of real time
 // ("x_realtime": seconds of audio per second of CPU time, which a busy
 // shared machine disturbs less than wall time), on 60 seconds of stereo
 // noise and tones. The audio comes
 // from $SONABRIK_BENCH_AUDIO (decoders-vs-tools.sh puts it there, so that
 // the reference tools decode the very same files) or is made here with
-// sox, flac, oggenc, opusenc and speexenc. "DecoderBenchmark --make-audio
+// sox, flac, oggenc, opusenc, speexenc, wavpack, mpcenc and ffmpeg. "DecoderBenchmark --make-audio
 // DIR" only makes the files.
 
 #include "ErrorLog.h"
@@ -66,7 +66,15 @@ bool makeAudio(const QString& dir)
                {QStringLiteral("--quiet"), file("source-44k.wav"), file("bench-44k.opus")}) &&
            run(QStringLiteral("speexenc"),
                {QStringLiteral("--quiet"), QStringLiteral("-w"), QStringLiteral("--stereo"),
-                file("source-16k.wav"), file("bench.spx")});
+                file("source-16k.wav"), file("bench.spx")}) &&
+           run(QStringLiteral("wavpack"), {QStringLiteral("-q"), QStringLiteral("-y"), file("source-44k.wav"),
+                                           QStringLiteral("-o"), file("bench.wv")}) &&
+           run(QStringLiteral("mpcenc"), {QStringLiteral("--silent"), QStringLiteral("--overwrite"),
+                                          file("source-44k.wav"), file("bench.mpc")}) &&
+           run(QStringLiteral("ffmpeg"),
+               {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"),
+                QStringLiteral("-y"), QStringLiteral("-i"), file("source-44k.wav"), QStringLiteral("-c:a"),
+                QStringLiteral("tta"), file("bench.tta")});
 }
 
 QString g_audioDir;
@@ -109,6 +117,9 @@ BENCHMARK_CAPTURE(decodeFile, Vorbis, "bench.ogg")->Unit(benchmark::kMillisecond
 BENCHMARK_CAPTURE(decodeFile, Opus48k, "bench.opus")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(decodeFile, Opus44k, "bench-44k.opus")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(decodeFile, SpeexWideband, "bench.spx")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(decodeFile, WavPack, "bench.wv")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(decodeFile, Musepack, "bench.mpc")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(decodeFile, TrueAudio, "bench.tta")->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv)
 {

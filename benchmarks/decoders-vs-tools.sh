@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Decoding speed of Sonabrik's FLAC and Ogg decoders beside the reference
+# Decoding speed of Sonabrik's FLAC, Ogg, WavPack, Musepack and True Audio decoders beside the reference
 # command-line decoders on the same 60-second stereo files, in multiples of
 # real time per second of CPU time (user + system), which other work on a
 # shared machine disturbs less than wall time. Still noisy: read ratios
@@ -30,7 +30,10 @@ for row in "flac -d:flac -d -s -c $audio/bench.flac" \
     "oggdec:oggdec -Q -o - $audio/bench.ogg" \
     "opusdec (48k):opusdec --quiet $audio/bench.opus -" \
     "opusdec (44.1k):opusdec --quiet --rate 44100 $audio/bench-44k.opus -" \
-    "speexdec:speexdec $audio/bench.spx -"; do
+    "speexdec:speexdec $audio/bench.spx -" \
+    "wvunpack:wvunpack -q -y $audio/bench.wv -o -" \
+    "mpcdec:mpcdec $audio/bench.mpc /dev/null" \
+    "ffmpeg (tta):ffmpeg -nostdin -v error -i $audio/bench.tta -f s16le -"; do
     name=${row%%:*}
     # shellcheck disable=SC2086
     seconds=$(best_of_five ${row#*:})

@@ -192,6 +192,8 @@ bool ConvertOptions::parse(const QStringList& arguments, ConvertOptions& options
             options.overwrite = value;
         } else if (name == QLatin1String("--delete-original")) {
             options.deleteOriginal = true;
+        } else if (name == QLatin1String("--downmix")) {
+            options.downmix = true;
         } else if (name == QLatin1String("--update-metadata")) {
             options.updateMetadata = true;
         } else if (name == QLatin1String("--id3v2-version")) {
@@ -263,6 +265,9 @@ void ConvertOptions::applyOverrides() const
     if (deleteOriginal) {
         override("deleteOriginal", true);
     }
+    if (downmix) {
+        override("downmixToStereo", true);
+    }
     if (id3v2Version) {
         override("writeMP3ID3v2Tag", *id3v2Version != 0);
         for (const ID3v2Row& row : kID3v2Versions) {
@@ -295,6 +300,7 @@ QString ConvertOptions::help()
         "  -j, --jobs N              files converted at once\n"
         "      --overwrite WHAT      when an output exists: ask, replace, rename or skip\n"
         "      --delete-original     move each source to the Trash after it converted\n"
+        "      --downmix             mix sources of more than two channels down to stereo\n"
         "      --update-metadata     only rewrite the tags of MP3 sources, in place\n"
         "      --id3v2-version N     3 or 4; 0 writes no ID3v2 tag\n"
         "      --id3v1, --no-id3v1   write an ID3v1 tag, or not\n"

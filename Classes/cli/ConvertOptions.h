@@ -26,6 +26,8 @@ struct ConvertOptions
     std::optional<int> jobs;
     std::optional<QString> overwrite; // ask, replace, rename, skip
     bool deleteOriginal = false;
+    // Sources of more than two channels are mixed down to stereo.
+    bool downmix = false;
     bool updateMetadata = false;
     std::optional<int> id3v2Version; // 0 (none), 3 or 4
     std::optional<bool> id3v1;

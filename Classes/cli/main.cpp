@@ -4,6 +4,7 @@
 
 #include "ConvertCommand.h"
 #include "ConvertOptions.h"
+#include "FFmpegLibrary.h"
 #include "InfoCommand.h"
 
 #include <QCoreApplication>
@@ -18,7 +19,8 @@ const char* const kUsage =
     "  info [--json] PATH...       print the tags and stream facts Sonabrik reads from files\n"
     "  name SCHEME PATH            print the output name a naming scheme gives a file\n"
     "  decoder PATH...             describe the decoder Sonabrik picks for files and its PCM\n"
-    "Options: -h, --help (also after a command); --version\n";
+    "Options: -h, --help (also after a command); --version;\n"
+    "  --verbose (with any command) also shows the libraries' own console messages\n";
 
 const char* const kInfoHelp =
     "usage: sonabrik-cli info [--json] PATH...\n"
@@ -79,6 +81,9 @@ int main(int argc, char** argv)
     QTextStream err(stderr);
 
     QStringList arguments = QCoreApplication::arguments().mid(1);
+    // FFmpeg's own messages ("[aac @ 0x...] ...") only on request: what
+    // failed is in the error log's lines.
+    FFmpegLibrary::setConsoleMessages(arguments.removeAll(QStringLiteral("--verbose")) > 0);
     if (arguments.isEmpty()) {
         return usageError(err, QStringLiteral("no command given"));
     }

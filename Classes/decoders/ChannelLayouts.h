@@ -27,5 +27,11 @@ AudioChannelLayout speexLayout(uint32_t channels);
 // 1 Mono, 2 Stereo, 3 MPEG_3_0_A, 4 DVD_10, 5 MPEG_5_0_A, 6 MPEG_5_1_A; any
 // other count Unknown.
 AudioChannelLayout dsdLayout(uint32_t channels);
+// The same rule for the codecs that state no channel order of their own
+// (Monkey's Audio, WavPack, Musepack, True Audio).
+inline AudioChannelLayout monoStereoLayout(uint32_t channels)
+{
+    return speexLayout(channels);
+}
 
 } // namespace ChannelLayouts

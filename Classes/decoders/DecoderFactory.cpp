@@ -5,12 +5,17 @@
 #include "ErrorLog.h"
 #include "FFMPEGDecoder.h"
 #include "FLACDecoder.h"
+#include "ModDecoder.h"
+#include "MonkeysAudioDecoder.h"
+#include "MusepackDecoder.h"
 #include "NamedException.h"
 #include "OggFLACDecoder.h"
 #include "OggOpusDecoder.h"
 #include "OggSpeexDecoder.h"
 #include "OggVorbisDecoder.h"
+#include "TrueAudioDecoder.h"
 #include "UtilityFunctions.h"
+#include "WavPackDecoder.h"
 #include "ZTDecoder.h"
 
 #include <QFileInfo>
@@ -35,8 +40,8 @@ const std::array<ExtensionRow, 10> kExtensionTable = {{
     {{"mpc"}, DecoderClass::Musepack},
     {{"wv"}, DecoderClass::WavPack},
     {{"tta"}, DecoderClass::TrueAudio},
-    {{"mod", "s3m", "xm", "it", "669", "amf", "ams", "dbm", "dmf", "dsm", "far", "mdl", "med", "mtm", "okt", "ptm",
-      "stm", "ult", "umx", "mt2", "psm", "abc"},
+    {{"mod", "s3m", "xm",  "it",  "669", "amf", "ams", "dbm", "dmf", "dsm", "far",
+      "mdl", "med", "mtm", "okt", "ptm", "stm", "ult", "umx", "mt2", "psm", "abc"},
      DecoderClass::Mod},
     {{"dff", "dsf"}, DecoderClass::DSD},
     {{"ogg", "oga", "oggflac", "spx", "opus"}, DecoderClass::OggByContent},
@@ -87,8 +92,7 @@ DecoderClass decoderClassForOggStream(OggStreamType type)
 }
 
 // Constructs and opens a decoder of class D; null when it cannot open path.
-template <class D>
-std::unique_ptr<ZTDecoder> open(const QString& path)
+template <class D> std::unique_ptr<ZTDecoder> open(const QString& path)
 {
     auto decoder = std::make_unique<D>();
     if (!decoder->initWithFilename(path)) {
@@ -117,17 +121,27 @@ std::unique_ptr<ZTDecoder> openDecoderOfClass(DecoderClass decoderClass, const Q
         return open<FFMPEGDecoder>(path);
     case DecoderClass::DSD:
         return open<DSDDecoder>(path);
+    case DecoderClass::WavPack:
+        return open<WavPackDecoder>(path);
+    case DecoderClass::Musepack:
+        return open<MusepackDecoder>(path);
+    case DecoderClass::MonkeysAudio:
+        return open<MonkeysAudioDecoder>(path);
+    case DecoderClass::TrueAudio:
+        return open<TrueAudioDecoder>(path);
+    case DecoderClass::Mod:
+        return open<ModDecoder>(path);
     case DecoderClass::CoreAudioWithFFMPEGFallback:
         if (auto decoder = open<CoreAudioDecoder>(path)) {
             return decoder;
         }
-        ErrorLog::logMessage(
-            QStringLiteral("Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder"));
+        ErrorLog::logMessage(QStringLiteral(
+            "Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder"));
         return open<FFMPEGDecoder>(path);
     default:
         // Decoders of this class are not part of this build.
-        ErrorLog::logMessage(
-            QStringLiteral("No %1 Is Available For File: %2").arg(DecoderFactory::decoderClassName(decoderClass), path));
+        ErrorLog::logMessage(QStringLiteral("No %1 Is Available For File: %2")
+                                 .arg(DecoderFactory::decoderClassName(decoderClass), path));
         return nullptr;
     }
 }

@@ -12,10 +12,8 @@
 
 namespace {
 
-constexpr int kResamplerQuality = 5;
-// Zeros are fed to the resampler at its end in runs of at most this many
-// frames.
-constexpr int kFlushRun = 100;
+// libsoxr's 20-bit quality: more than the 16-bit output keeps.
+constexpr unsigned long kResamplerQuality = SOXR_HQ;
 
 bool isOpusHead(const ogg_packet& packet)
 {
@@ -97,13 +95,16 @@ void OggOpusDecoder::processHeader()
     pcmBuffer()->resize(uint32_t(m_channels) * kBytesPerChannel);
 
     if (m_rate != kDecodeRate) {
-        int resamplerError = RESAMPLER_ERR_SUCCESS;
-        resampler.reset(speex_resampler_init(spx_uint32_t(m_channels), kDecodeRate, spx_uint32_t(m_rate),
-                                             kResamplerQuality, &resamplerError));
-        ZT_ASSERT(resampler && resamplerError == RESAMPLER_ERR_SUCCESS,
+        // libsoxr removes its own filter delay: the output starts with the
+        // first input frame, so nothing needs skipping.
+        soxr_error_t resamplerError = nullptr;
+        const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
+        const soxr_quality_spec_t quality = soxr_quality_spec(kResamplerQuality, 0);
+        resampler.reset(soxr_create(kDecodeRate, double(m_rate), unsigned(m_channels), &resamplerError, &io,
+                                    &quality, nullptr));
+        ZT_ASSERT(resampler && !resamplerError,
                   QStringLiteral("Opus speex resampler error: %1.")
-                      .arg(QString::fromUtf8(speex_resampler_strerror(resamplerError))));
-        speex_resampler_skip_zeros(resampler.get());
+                      .arg(QString::fromUtf8(resamplerError ? resamplerError : "unknown")));
     }
 }
 
@@ -159,32 +160,34 @@ int64_t OggOpusDecoder::maxout() const
 
 int64_t OggOpusDecoder::writeFrames(const float* pcm, int frames, int64_t maxout)
 {
-    const size_t channels = size_t(m_channels);
-    const float* data = pcm;
-    int64_t count = frames;
-
-    if (resampler) {
-        // The output rate is never above 48 kHz, so the input length (plus
-        // what the filter may hold back) bounds the output.
-        m_resampled.resize((size_t(frames) + 64) * channels);
-        spx_uint32_t consumed = 0;
-        spx_uint32_t produced = 0;
-        while (consumed < spx_uint32_t(frames)) {
-            spx_uint32_t inLength = spx_uint32_t(frames) - consumed;
-            spx_uint32_t outLength = spx_uint32_t(m_resampled.size() / channels) - produced;
-            if (outLength == 0) {
-                m_resampled.resize(m_resampled.size() + 64 * channels);
-                continue;
-            }
-            speex_resampler_process_interleaved_float(resampler.get(), pcm + consumed * channels, &inLength,
-                                                      m_resampled.data() + produced * channels, &outLength);
-            consumed += inLength;
-            produced += outLength;
-        }
-        data = m_resampled.data();
-        count = produced;
+    if (!resampler) {
+        return emitFrames(pcm, frames, maxout);
     }
+    const size_t channels = size_t(m_channels);
+    // The output rate is never above 48 kHz, so the input length (plus what
+    // the filter may release from before) bounds the output of one call.
+    m_resampled.resize((size_t(frames) + 1024) * channels);
+    size_t consumed = 0;
+    size_t produced = 0;
+    while (consumed < size_t(frames)) {
+        if (produced == m_resampled.size() / channels) {
+            m_resampled.resize(m_resampled.size() + 1024 * channels);
+        }
+        size_t used = 0;
+        size_t made = 0;
+        const soxr_error_t error = soxr_process(
+            resampler.get(), pcm + consumed * channels, size_t(frames) - consumed, &used,
+            m_resampled.data() + produced * channels, m_resampled.size() / channels - produced, &made);
+        ZT_ASSERT(!error, QStringLiteral("Opus speex resampler error: %1.").arg(QString::fromUtf8(error)));
+        consumed += used;
+        produced += made;
+    }
+    return emitFrames(m_resampled.data(), int64_t(produced), maxout);
+}
 
+int64_t OggOpusDecoder::emitFrames(const float* data, int64_t count, int64_t maxout)
+{
+    const size_t channels = size_t(m_channels);
     if (preskip > 0) {
         const int64_t skipped = std::min<int64_t>(preskip, count);
         data += skipped * int64_t(channels);
@@ -214,11 +217,17 @@ void OggOpusDecoder::flushResampler()
         return;
     }
     m_resamplerFlushed = true;
-    const std::vector<float> zeros(size_t(kFlushRun) * size_t(m_channels), 0.0f);
-    int drain = speex_resampler_get_input_latency(resampler.get());
-    while (drain > 0) {
-        const int run = std::min(drain, kFlushRun);
-        link_out += writeFrames(zeros.data(), run, maxout());
-        drain -= run;
+    // No more input: libsoxr releases what its filter still holds.
+    const size_t channels = size_t(m_channels);
+    m_resampled.resize(4096 * channels);
+    while (true) {
+        size_t made = 0;
+        const soxr_error_t error = soxr_process(resampler.get(), nullptr, 0, nullptr, m_resampled.data(),
+                                                m_resampled.size() / channels, &made);
+        ZT_ASSERT(!error, QStringLiteral("Opus speex resampler error: %1.").arg(QString::fromUtf8(error)));
+        if (made == 0) {
+            break;
+        }
+        link_out += emitFrames(m_resampled.data(), int64_t(made), maxout());
     }
 }

@@ -7,6 +7,7 @@
 #include "NamedException.h"
 #include "Preferences.h"
 #include "UtilityFunctions.h"
+#include "ZTChannelMixer.h"
 #include "ZTDecoder.h"
 
 #include <QCoreApplication>
@@ -141,14 +142,20 @@ void MP3EncodeOperation::main()
         encode();
     } catch (const NamedException& exception) {
         setSuccess(false);
-        ErrorLog::logMessage(
-            tr(kFailedToEncodeMessage.toUtf8().constData())
-                .arg(QFileInfo(inFilePath()).fileName(), exception.reason()));
+        ErrorLog::logMessage(tr(kFailedToEncodeMessage.toUtf8().constData())
+                                 .arg(QFileInfo(inFilePath()).fileName(), exception.reason()));
     } catch (const std::exception& exception) {
         setSuccess(false);
         ErrorLog::logMessage(
             tr(kFailedToEncodeMessage.toUtf8().constData())
                 .arg(QFileInfo(inFilePath()).fileName(), QString::fromLocal8Bit(exception.what())));
+    }
+    if (!success() && m_channelsWithoutDownmix > 2) {
+        ErrorLog::logMessage(
+            tr("%1 has %2 channels and MP3 holds at most two: turn on \"Down-mix to stereo\" "
+               "(the preference \"downmixToStereo\", or sonabrik-cli --downmix) to convert it.")
+                .arg(QFileInfo(inFilePath()).fileName())
+                .arg(m_channelsWithoutDownmix));
     }
     if (m_outFile) {
         // Left open by a failure: close it without looking, the file stays.
@@ -195,7 +202,29 @@ void MP3EncodeOperation::encode()
         return;
     }
 
-    const AudioStreamBasicDescription outputFormat = decoder->decodeFormat();
+    // What LAME is given: the decoder's PCM, or its stereo down-mix when the
+    // source has more channels than MP3 can hold and the user asked for it.
+    const AudioStreamBasicDescription decodedFormat = decoder->decodeFormat();
+    AudioStreamBasicDescription outputFormat = decodedFormat;
+    std::unique_ptr<ZTChannelMixer> mixer;
+    if (decodedFormat.mChannelsPerFrame > 2) {
+        if (Preferences::shared().boolValue(QStringLiteral("downmixToStereo"))) {
+            outputFormat.mChannelsPerFrame = 2;
+            outputFormat.mBytesPerFrame = decodedFormat.mBytesPerFrame / decodedFormat.mChannelsPerFrame * 2;
+            outputFormat.mBytesPerPacket = outputFormat.mBytesPerFrame;
+            const AudioChannelLayout sourceLayout =
+                decoder->channelLayout() ? *decoder->channelLayout()
+                                         : AudioChannelLayout::withTag(kAudioChannelLayoutTag_Unknown);
+            mixer = ZTChannelMixer::create(decodedFormat, outputFormat, sourceLayout,
+                                           AudioChannelLayout::withTag(kAudioChannelLayoutTag_Stereo));
+            if (!mixer) {
+                ZT_FAIL(QStringLiteral("Unable to down-mix %1 channels to stereo.")
+                            .arg(decodedFormat.mChannelsPerFrame));
+            }
+        } else {
+            m_channelsWithoutDownmix = decodedFormat.mChannelsPerFrame;
+        }
+    }
     configureLame(outputFormat.mSampleRate, outputFormat.mChannelsPerFrame);
 
     m_sourceBitsPerChannel = outputFormat.mBitsPerChannel;
@@ -211,6 +240,12 @@ void MP3EncodeOperation::encode()
                 .arg(m_sourceBitsPerChannel));
     }
     std::vector<uint8_t> buffer = allocateZeroed<uint8_t>(bufferSize, "Unable to allocate Buffer memory.");
+    // The decoder's frames before the down-mix; a stereo mix of them is never
+    // larger, so it goes back into buffer.
+    std::vector<uint8_t> decodedBuffer;
+    if (mixer) {
+        decodedBuffer = allocateZeroed<uint8_t>(bufferSize, "Unable to allocate Buffer memory.");
+    }
 
     // LAME refuses more than two channels already when told the count, and
     // would then go on with its default of two: a refusal of any of the three
@@ -237,23 +272,35 @@ void MP3EncodeOperation::encode()
     AudioBufferList bufferList;
     bufferList.mNumberBuffers = 1;
     bufferList.mBuffers[0].mData = buffer.data();
+    AudioBufferList decodedList;
+    decodedList.mNumberBuffers = 1;
+    decodedList.mBuffers[0].mData = mixer ? decodedBuffer.data() : buffer.data();
     for (uint64_t chunk = 1;; ++chunk) {
-        if (outputFormat.mBytesPerFrame == 0) {
+        if (decodedFormat.mBytesPerFrame == 0) {
             ZT_FAIL(QStringLiteral("Invalid Audio Input (0 Bytes Per Frame)"));
         }
         uint32_t frames = 0;
         // A read of nothing before the end is not counted: read again, with
         // the whole buffer offered again (a read sets the size it filled).
         do {
-            bufferList.mBuffers[0].mNumberChannels = outputFormat.mChannelsPerFrame;
-            bufferList.mBuffers[0].mDataByteSize = bufferSize;
-            frames = decoder->readAudio(&bufferList, bufferSize / outputFormat.mBytesPerFrame);
+            decodedList.mBuffers[0].mNumberChannels = decodedFormat.mChannelsPerFrame;
+            decodedList.mBuffers[0].mDataByteSize = bufferSize;
+            frames = decoder->readAudio(&decodedList, bufferSize / decodedFormat.mBytesPerFrame);
             if (frames == 0 && decoder->isEndOfFile()) {
                 break;
             }
         } while (frames == 0);
         if (frames == 0) {
             break;
+        }
+        if (mixer) {
+            bufferList.mBuffers[0].mDataByteSize = bufferSize;
+            const OSStatus mixed = mixer->mixFrom(&decodedList, &bufferList, frames);
+            if (mixed != noErr) {
+                ZT_FAIL(QStringLiteral("Unable to down-mix to stereo: error %1").arg(mixed));
+            }
+        } else {
+            bufferList.mBuffers[0] = decodedList.mBuffers[0];
         }
         encodeChunk(&bufferList, frames);
         framesRemaining -= frames;

@@ -67,4 +67,7 @@ private:
 
     std::unique_ptr<lame_global_flags, LameDeleter> m_gfp;
     uint32_t m_sourceBitsPerChannel = 0;
+    // Channels of a source that LAME refused because down-mixing was off;
+    // 0 otherwise. Tells the failure report to explain the way out.
+    uint32_t m_channelsWithoutDownmix = 0;
 };

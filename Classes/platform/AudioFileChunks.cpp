@@ -53,16 +53,16 @@ Container containerOf(const QByteArray& head)
 
 } // namespace
 
-QList<AudioFileChunks::Chunk> AudioFileChunks::userChunks(const QString& path)
+template <typename Wanted, typename Take>
+void AudioFileChunks::walk(const QString& path, Wanted wanted, Take take)
 {
-    QList<Chunk> chunks;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        return chunks;
+        return;
     }
     const Container container = containerOf(file.read(12));
     if (container == Container::None) {
-        return chunks;
+        return;
     }
     const qint64 fileSize = file.size();
     const bool caf = container == Container::CAF;
@@ -110,10 +110,40 @@ QList<AudioFileChunks::Chunk> AudioFileChunks::userChunks(const QString& path)
                 rf64DataSize = qFromLittleEndian<qint64>(sizes.constData() + 8);
             }
         }
-        if (!isAudioDataChunk(type) && size <= kMaxChunkSize && file.seek(start)) {
-            chunks.append({QString::fromLatin1(type), file.read(size)});
+        if (!isAudioDataChunk(type) && size <= kMaxChunkSize && wanted(type) && file.seek(start)) {
+            if (!take(type, file.read(size))) {
+                return;
+            }
         }
         pos = start + size + ((!caf && (size & 1)) ? 1 : 0);
     }
+}
+
+QList<AudioFileChunks::Chunk> AudioFileChunks::userChunks(const QString& path)
+{
+    QList<Chunk> chunks;
+    walk(
+        path, [](const QByteArray&) { return true; },
+        [&chunks](const QByteArray& type, QByteArray data) {
+            chunks.append({QString::fromLatin1(type), std::move(data)});
+            return true;
+        });
     return chunks;
+}
+
+QByteArray AudioFileChunks::firstChunk(const QString& path, const QByteArray& type)
+{
+    QByteArray found;
+    walk(
+        path, [&type](const QByteArray& candidate) { return candidate == type; },
+        [&found](const QByteArray&, QByteArray data) {
+            found = std::move(data);
+            // An empty chunk is still a chunk: tell it from "none" by a
+            // non-null array.
+            if (found.isNull()) {
+                found = QByteArray("", 0);
+            }
+            return false;
+        });
+    return found;
 }

@@ -25,4 +25,14 @@ public:
 
     // Every chunk but "fmt ", "data" and "SSND", in file order.
     static QList<Chunk> userChunks(const QString& path);
+
+    // The data of the first chunk of that type (one of the user chunks
+    // above), or a null QByteArray when the file has none.
+    static QByteArray firstChunk(const QString& path, const QByteArray& type);
+
+private:
+    // Walks the chunks, handing each user chunk's type to wanted(); the data
+    // of those it wants is read and handed to take(), which answers whether
+    // to go on.
+    template <typename Wanted, typename Take> static void walk(const QString& path, Wanted wanted, Take take);
 };

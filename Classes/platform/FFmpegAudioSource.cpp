@@ -159,6 +159,18 @@ FFmpegAudioSource::~FFmpegAudioSource()
 
 std::unique_ptr<FFmpegAudioSource> FFmpegAudioSource::open(const QString& path, OSStatus& status)
 {
+    return openAccepting(path, nullptr, status);
+}
+
+std::unique_ptr<FFmpegAudioSource> FFmpegAudioSource::openWithDemuxer(const QString& path,
+                                                                      const char* demuxer, OSStatus& status)
+{
+    return openAccepting(path, demuxer, status);
+}
+
+std::unique_ptr<FFmpegAudioSource> FFmpegAudioSource::openAccepting(const QString& path, const char* demuxer,
+                                                                    OSStatus& status)
+{
     std::unique_ptr<FFmpegAudioSource> source(new FFmpegAudioSource);
     AVFormatContext* format = nullptr;
     const int opened =
@@ -168,7 +180,7 @@ std::unique_ptr<FFmpegAudioSource> FFmpegAudioSource::open(const QString& path, 
         return nullptr;
     }
     source->m_format.reset(format);
-    if (!isPlatformDemuxer(format->iformat)) {
+    if (demuxer ? std::strcmp(format->iformat->name, demuxer) != 0 : !isPlatformDemuxer(format->iformat)) {
         status = kAudioFileUnsupportedFileTypeError;
         return nullptr;
     }
@@ -358,6 +370,9 @@ bool FFmpegAudioSource::decodeMore()
             m_decoderEnded = true;
             break;
         }
+        if (received != AVERROR(EAGAIN)) {
+            noteDecodeError(received);
+        }
         // EAGAIN wants input; after a damaged frame the decoder goes on with
         // the next packet too.
         if (m_inputEnded) {
@@ -374,11 +389,29 @@ bool FFmpegAudioSource::decodeMore()
         if (m_packet->stream_index == m_stream->index) {
             // A packet the decoder refuses is lost on its own; the next one
             // starts afresh.
-            ff::avcodec_send_packet(m_codec.get(), m_packet.get());
+            const int sent = ff::avcodec_send_packet(m_codec.get(), m_packet.get());
+            if (sent < 0 && sent != AVERROR(EAGAIN)) {
+                noteDecodeError(sent);
+            }
         }
         ff::av_packet_unref(m_packet.get());
     }
     return false;
+}
+
+uint32_t FFmpegAudioSource::sourceBitsPerSample() const
+{
+    if (m_codec->bits_per_raw_sample > 0) {
+        return uint32_t(m_codec->bits_per_raw_sample);
+    }
+    return uint32_t(std::max(ff::av_get_bytes_per_sample(m_codec->sample_fmt), 0)) * 8;
+}
+
+void FFmpegAudioSource::noteDecodeError(int error)
+{
+    if (m_firstDecodeError == 0) {
+        m_firstDecodeError = error;
+    }
 }
 
 OSStatus FFmpegAudioSource::readFrames(int32_t* out, uint32_t& frameCount)

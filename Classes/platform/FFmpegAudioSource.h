@@ -25,6 +25,11 @@ public:
     // audio stream that can be decoded, kAudioFileInvalidFileError when the
     // container cannot be parsed).
     static std::unique_ptr<FFmpegAudioSource> open(const QString& path, OSStatus& status);
+    // The same for a codec's own container read by one named FFmpeg
+    // demuxer ("ape", "tta"): files the demuxer does not claim are refused
+    // with kAudioFileUnsupportedFileTypeError.
+    static std::unique_ptr<FFmpegAudioSource> openWithDemuxer(const QString& path, const char* demuxer,
+                                                              OSStatus& status);
     ~FFmpegAudioSource() override;
 
     AudioStreamBasicDescription dataFormat() const override { return m_dataFormat; }
@@ -34,9 +39,18 @@ public:
     QString dataFormatName() const override;
     int64_t bitRate() const override;
     OSStatus readFrames(int32_t* out, uint32_t& frameCount) override;
+    // FFmpeg's code of the first packet or frame the decoder refused as
+    // damaged (the samples of that packet are lost); 0 while there is none.
+    int firstDecodeError() const { return m_firstDecodeError; }
+    // The depth of the source's samples as the codec states it (16 for
+    // 16-bit Monkey's Audio, 24 for 24-bit True Audio); 0 when unknown.
+    uint32_t sourceBitsPerSample() const;
 
 private:
     FFmpegAudioSource() = default;
+    static std::unique_ptr<FFmpegAudioSource> openAccepting(const QString& path, const char* demuxer,
+                                                            OSStatus& status);
+    void noteDecodeError(int error);
     void describeStream();
     // Decodes until at least one more frame is pending or the stream ends.
     // False at the end.
@@ -56,6 +70,7 @@ private:
     AVChannelLayout m_outputLayout{};
     bool m_inputEnded = false; // the demuxer is exhausted and the decoder told so
     bool m_decoderEnded = false;
+    int m_firstDecodeError = 0;
 
     AudioStreamBasicDescription m_dataFormat;
     std::vector<int32_t> m_pending; // converted samples not yet read

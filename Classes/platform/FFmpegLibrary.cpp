@@ -1,11 +1,20 @@
 #include "FFmpegLibrary.h"
 
+#include <atomic>
 #include <dlfcn.h>
 #include <stdexcept>
 #include <string>
 #include <variant>
 
 namespace {
+
+std::atomic<bool> g_consoleMessages = false;
+std::atomic<bool> g_loaded = false;
+
+int logLevel()
+{
+    return g_consoleMessages ? AV_LOG_INFO : AV_LOG_QUIET;
+}
 
 // The sonames of the FFmpeg the program was built against: a different
 // major version has a different ABI, so only these are opened.
@@ -56,6 +65,8 @@ std::variant<FFmpegLibrary, std::string> load()
 #define SONABRIK_FFMPEG_RESOLVE(which, function) resolve(handles.which, #function, library.function);
         SONABRIK_FFMPEG_FUNCTIONS(SONABRIK_FFMPEG_RESOLVE)
 #undef SONABRIK_FFMPEG_RESOLVE
+        library.av_log_set_level(logLevel());
+        g_loaded = true;
         return library;
     } catch (const std::runtime_error& error) {
         return std::string(error.what());
@@ -71,4 +82,12 @@ const FFmpegLibrary& FFmpegLibrary::get()
         throw std::runtime_error(*failure);
     }
     return std::get<FFmpegLibrary>(loaded);
+}
+
+void FFmpegLibrary::setConsoleMessages(bool shown)
+{
+    g_consoleMessages = shown;
+    if (g_loaded) {
+        get().av_log_set_level(logLevel());
+    }
 }

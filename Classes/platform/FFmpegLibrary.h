@@ -59,6 +59,7 @@ extern "C" {
     X(avutil, av_frame_unref)                  \
     X(avutil, av_free)                         \
     X(avutil, av_strerror)                     \
+    X(avutil, av_log_set_level)                \
     X(avutil, av_dict_get)                     \
     X(avutil, av_rescale_q)                    \
     X(avutil, av_rescale_rnd)                  \
@@ -87,6 +88,12 @@ struct FFmpegLibrary
     // The loaded table; loads on the first call. Throws std::runtime_error
     // (on this and every later call) when FFmpeg cannot be loaded.
     static const FFmpegLibrary& get();
+
+    // Whether FFmpeg prints its own messages ("[aac @ 0x...] ...") on the
+    // standard error. Off unless asked for: the error log says what failed,
+    // in the program's words. Any thread; applies at loading, or at once
+    // when FFmpeg is loaded already, and never loads it.
+    static void setConsoleMessages(bool shown);
 };
 
 // ff::name(arguments) calls FFmpeg's name(arguments) through the table.

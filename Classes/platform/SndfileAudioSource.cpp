@@ -1,5 +1,7 @@
 #include "SndfileAudioSource.h"
 
+#include "AudioFileChunks.h"
+#include "ChannelLayoutChunk.h"
 #include "ClientSampleFormat.h"
 
 #include <QFile>
@@ -171,6 +173,7 @@ std::unique_ptr<SndfileAudioSource> SndfileAudioSource::open(const QString& path
         format.mBytesPerPacket = format.mBytesPerFrame;
         format.mFramesPerPacket = 1;
     }
+    source->m_path = path;
     source->m_readsDoubles = row->read == SampleRead::Double;
     source->m_exact16Bit = row->read == SampleRead::Integer16;
     status = noErr;
@@ -180,10 +183,7 @@ std::unique_ptr<SndfileAudioSource> SndfileAudioSource::open(const QString& path
 AudioChannelLayout SndfileAudioSource::channelLayout() const
 {
     const int channels = m_info.channels;
-    std::vector<int> map(size_t(channels), 0);
-    const bool haveMap = sf_command(m_file.get(), SFC_GET_CHANNEL_MAP_INFO, map.data(),
-                                    int(map.size() * sizeof(int))) == SF_TRUE;
-    if (!haveMap) {
+    const auto plainLayout = [channels] {
         if (channels == 1) {
             return AudioChannelLayout::withTag(kAudioChannelLayoutTag_Mono);
         }
@@ -191,6 +191,23 @@ AudioChannelLayout SndfileAudioSource::channelLayout() const
             return AudioChannelLayout::withTag(kAudioChannelLayoutTag_Stereo);
         }
         return AudioChannelLayout::withTag(kAudioChannelLayoutTag_Unknown);
+    };
+
+    // AIFF and CAF keep the layout record itself, which needs no
+    // translation; libsndfile's map of it can also be shorter than the
+    // channels it copies out, so it is never asked for these two.
+    const int major = m_info.format & SF_FORMAT_TYPEMASK;
+    if (major == SF_FORMAT_AIFF || major == SF_FORMAT_CAF) {
+        const QByteArray chunk = AudioFileChunks::firstChunk(
+            m_path, major == SF_FORMAT_CAF ? QByteArray("chan") : QByteArray("CHAN"));
+        return ChannelLayoutChunk::parse(chunk, uint32_t(channels)).value_or(plainLayout());
+    }
+
+    std::vector<int> map(size_t(channels), 0);
+    const bool haveMap = sf_command(m_file.get(), SFC_GET_CHANNEL_MAP_INFO, map.data(),
+                                    int(map.size() * sizeof(int))) == SF_TRUE;
+    if (!haveMap) {
+        return plainLayout();
     }
 
     // A bitmap says the order only when each position is used once and the

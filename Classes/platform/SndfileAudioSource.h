@@ -41,6 +41,8 @@ private:
     OSStatus finishRead(sf_count_t read, uint32_t& frameCount) const;
 
     std::unique_ptr<SNDFILE, SndfileCloser> m_file;
+    // Kept for the chunks libsndfile is not asked about.
+    QString m_path;
     SF_INFO m_info{};
     AudioStreamBasicDescription m_dataFormat;
     // Floating-point and lossy encodings are read as doubles and quantised

@@ -19,6 +19,7 @@
 #include <QStandardPaths>
 #include <QThread>
 #include <cmath>
+#include <complex>
 #include <csignal>
 #include <gtest/gtest.h>
 
@@ -387,6 +388,88 @@ TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTra
     EXPECT_TRUE(trashed.contains(QStringLiteral("good1.flac")));
     EXPECT_TRUE(trashed.contains(QStringLiteral("good2.ogg")));
     EXPECT_FALSE(trashed.contains(QStringLiteral("broken.flac")));
+}
+
+// The amplitude of a whole-hertz tone over one second of a channel.
+double toneAmplitude(const std::vector<double>& channel, size_t start, double rate, double hertz)
+{
+    const size_t n = size_t(rate);
+    std::complex<double> sum;
+    for (size_t i = 0; i < n; ++i) {
+        sum += channel[start + i] * std::polar(1.0, -2.0 * M_PI * hertz * double(i) / rate);
+    }
+    return 2.0 * std::abs(sum) / double(n);
+}
+
+// MP3 holds two channels: a 5.1 source fails as LAME refuses it, with a line
+// that tells how to convert it, unless it is mixed down; the mix carries each
+// input tone with its down-mix weight.
+TEST_F(SonabrikCliTest, SurroundSourcesNeedTheDownmixAndCarryTheWeightsOfEachChannel)
+{
+    const QString flac = source(QStringLiteral("mix-51.flac"), QStringLiteral("surround.flac"));
+    CliResult result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), flac});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Unable to initialize the LAME encoder.")))
+        << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral("surround.flac has 6 channels")));
+    EXPECT_TRUE(result.err.contains(QStringLiteral("--downmix")));
+    EXPECT_TRUE(filesBelow(out()).isEmpty());
+
+    result = cli({QStringLiteral("convert"), QStringLiteral("--downmix"), QStringLiteral("-o"), out(), flac});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const Pcm mixed = decodeWithFFmpeg(out(QStringLiteral("surround.mp3")));
+    ASSERT_EQ(mixed.channels, 2);
+    ASSERT_GE(mixed.frames(), size_t(1.5 * 44100));
+    // L R C LFE Ls Rs, each a tone of 10^(-12/20) full scale.
+    const double tones[6] = {300, 500, 700, 900, 1100, 1300};
+    const double k = 0.70710677;
+    const double weights[2][6] = {{1, 0, k, 0, k, 0}, {0, 1, k, 0, 0, k}};
+    const double level = std::pow(10.0, -12.0 / 20.0);
+    for (int side = 0; side < 2; ++side) {
+        const std::vector<double> channel = mixed.channel(side);
+        for (int input = 0; input < 6; ++input) {
+            EXPECT_NEAR(toneAmplitude(channel, 22050, 44100, tones[input]) / level, weights[side][input],
+                        0.03)
+                << "output " << side << ", input " << input;
+        }
+    }
+}
+
+// A module libmodplug cannot load fails alone: the modules after it, which
+// wait for the same library lock, still convert.
+TEST_F(SonabrikCliTest, ABrokenModuleLeavesTheModulesAfterItConverting)
+{
+    const QStringList sources{source(QStringLiteral("codec-broken.mod"), QStringLiteral("1-broken.mod")),
+                              source(QStringLiteral("codec-loop.mod"), QStringLiteral("2-loop.mod")),
+                              source(QStringLiteral("codec-loop.mod"), QStringLiteral("3-loop.mod"))};
+    const CliResult result = cli(QStringList{QStringLiteral("convert"), QStringLiteral("-j"),
+                                             QStringLiteral("1"), QStringLiteral("-o"), out()} +
+                                 sources);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(
+        result.err.contains(QStringLiteral("ModDecoder ModPlug_Load Failed!  File: ") + sources.first()))
+        << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"2-loop.mp3", "3-loop.mp3"}));
+    // One pass of 15.36 s, and what the last render adds.
+    EXPECT_NEAR(duration(out(QStringLiteral("2-loop.mp3"))), 15.6, 0.3);
+}
+
+// FFmpeg's console messages about a damaged stream appear only with
+// --verbose; either way the file converts.
+TEST_F(SonabrikCliTest, LibraryConsoleMessagesOnlyWithVerbose)
+{
+    const QString damaged = source(QStringLiteral("plat-corrupt-aac.m4a"), QStringLiteral("damaged.m4a"));
+    const QRegularExpression ffmpegLine(QStringLiteral("^\\[\\w+ @ 0x[0-9a-f]+\\]"),
+                                        QRegularExpression::MultilineOption);
+    CliResult result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), damaged});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_FALSE(result.err.contains(ffmpegLine)) << result.err.toStdString();
+    EXPECT_FALSE(result.out.contains(ffmpegLine)) << result.out.toStdString();
+
+    result = cli({QStringLiteral("--verbose"), QStringLiteral("convert"), QStringLiteral("--overwrite"),
+                  QStringLiteral("replace"), QStringLiteral("-o"), out(), damaged});
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(ffmpegLine)) << result.err.toStdString();
 }
 
 // QtGui and FFmpeg are loaded when a file first needs them, never at start:

@@ -87,6 +87,12 @@ INSTANTIATE_TEST_SUITE_P(
         // A-law states no width and decodes to 16 bits, as its reference does.
         LosslessCase{"plat-alaw.aifc", "plat-alaw.aifc", 48000, 1, 16, 2, kAudioChannelLayoutTag_Mono},
         LosslessCase{"plat.caf", "plat-src-48k-2-24.wav", 48000, 2, 24, 3, kAudioChannelLayoutTag_Stereo},
+        // A layout chunk naming MPEG_4_0_A: its tag is kept as written, and
+        // reading it stays inside the chunk (AddressSanitizer watches).
+        LosslessCase{"plat-chan-overread-mpeg40a.aiff", "plat-chan-overread-mpeg40a.aiff", 44100, 4, 16, 2,
+                     kAudioChannelLayoutTag_MPEG_4_0_A},
+        LosslessCase{"plat-chan-overread-mpeg40a.caf", "plat-chan-overread-mpeg40a.aiff", 44100, 4, 16, 2,
+                     kAudioChannelLayoutTag_MPEG_4_0_A},
         LosslessCase{"plat.au", "plat-src-48k-1-16.wav", 48000, 1, 16, 2, kAudioChannelLayoutTag_Mono},
         LosslessCase{"plat-alac16.m4a", "plat-src-44k-2-16.wav", 44100, 2, 16, 2,
                      kAudioChannelLayoutTag_Stereo},

@@ -1,0 +1,83 @@
+#include "WavPackDecoder.h"
+
+#include "ChannelLayouts.h"
+#include "ErrorLog.h"
+#include "NamedException.h"
+
+#include <QFile>
+#include <array>
+
+namespace {
+
+// Correction file when present, DSD as PCM.
+constexpr int kOpenFlags = OPEN_WVC | OPEN_DSD_AS_PCM;
+static_assert(kOpenFlags == 513);
+
+// Samples (not frames) unpacked per fill.
+constexpr uint32_t kSamplesPerFill = 1024;
+
+} // namespace
+
+bool WavPackDecoder::initWithFilename(const QString& path)
+{
+    if (!ZTDecoder::initWithFilename(path)) {
+        return false;
+    }
+    std::array<char, 128> error{};
+    m_wpc.reset(WavpackOpenFileInput(QFile::encodeName(path).constData(), error.data(), kOpenFlags, 0));
+    if (!m_wpc) {
+        ZT_FAIL(QStringLiteral("can't open file: %1.").arg(QString::fromLocal8Bit(error.data())));
+    }
+    const uint32_t channels = uint32_t(WavpackGetNumChannels(m_wpc.get()));
+    const uint32_t bits = uint32_t(WavpackGetBitsPerSample(m_wpc.get()));
+    setSignedPackedFormat(double(WavpackGetSampleRate(m_wpc.get())), channels, bits, bits / 8);
+    if (m_decodeFormat.mBytesPerFrame == 0) {
+        ErrorLog::logMessage(QStringLiteral("Failed To Determine mBytesPerFrame."));
+        return false;
+    }
+    setChannelLayout(ChannelLayouts::monoStereoLayout(channels));
+    return true;
+}
+
+int64_t WavPackDecoder::totalFrames()
+{
+    return WavpackGetNumSamples64(m_wpc.get());
+}
+
+void WavPackDecoder::fillPCMBuffer()
+{
+    RingBuffer* buffer = pcmBuffer();
+    const uint32_t bits = m_decodeFormat.mBitsPerChannel;
+    if (buffer->freeSpaceAvailable() < bits / 8 * kSamplesPerFill) {
+        return;
+    }
+    const uint32_t channels = m_decodeFormat.mChannelsPerFrame;
+    std::array<int32_t, kSamplesPerFill> samples;
+    const uint32_t frames = WavpackUnpackSamples(m_wpc.get(), samples.data(), kSamplesPerFill / channels);
+    if (frames == 0) {
+        m_isEndOfFile = true;
+        return;
+    }
+    if (bits != 8 && bits != 16 && bits != 24 && bits != 32) {
+        NamedException::raise(kIllegalInputException,
+                              QStringLiteral("WavPack Does Not Support %1 Bit Files").arg(bits));
+    }
+    const uint32_t bytesPerSample = bits / 8;
+    uint8_t* out = buffer->exposeBufferForWriting();
+    const uint32_t count = frames * channels;
+    if (bytesPerSample == 2) {
+        // The common depth, in a loop the compiler can vectorise.
+        for (uint32_t i = 0; i < count; ++i) {
+            out[2 * i] = uint8_t(samples[i]);
+            out[2 * i + 1] = uint8_t(uint32_t(samples[i]) >> 8);
+        }
+    } else {
+        for (uint32_t i = 0; i < count; ++i) {
+            const uint32_t sample = uint32_t(samples[i]);
+            for (uint32_t b = 0; b < bytesPerSample; ++b) {
+                *out++ = uint8_t(sample >> (8 * b));
+            }
+        }
+    }
+    buffer->wroteBytes(m_decodeFormat.mBytesPerFrame * frames);
+}

@@ -1,0 +1,40 @@
+#pragma once
+// Decodes WavPack (".wv") with libwavpack into interleaved little-endian
+// signed integer PCM of the file's own depth (8, 16, 24 or 32 bits). A
+// correction file (".wvc") beside the source is used when present, so hybrid
+// files decode lossless; DSD content is delivered as PCM.
+//
+// Each fillPCMBuffer() unpacks 1024 samples (1024 / channels frames): 512
+// frames of a stereo file.
+//
+// Ownership: owns the libwavpack context (and through it the open files).
+// Threads: one thread.
+// Failures: initWithFilename() raises an assertion failure "can't open file:
+// %s." with libwavpack's reason, and logs "Failed To Determine
+// mBytesPerFrame." for a zero frame size; fillPCMBuffer() raises
+// "IllegalInputException" ("WavPack Does Not Support %u Bit Files") for
+// depths other than 8, 16, 24 and 32 bits.
+
+#include "ZTDecoder.h"
+
+#include <memory>
+#include <wavpack/wavpack.h>
+
+class WavPackDecoder : public ZTDecoder
+{
+public:
+    bool initWithFilename(const QString& path) override;
+    QString className() const override { return QStringLiteral("WavPackDecoder"); }
+
+    int64_t totalFrames() override;
+    bool decodesInRealTime() override { return true; }
+    void fillPCMBuffer() override;
+
+private:
+    struct ContextCloser
+    {
+        void operator()(WavpackContext* context) const { WavpackCloseFile(context); }
+    };
+
+    std::unique_ptr<WavpackContext, ContextCloser> m_wpc;
+};

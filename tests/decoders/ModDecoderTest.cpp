@@ -1,0 +1,97 @@
+// Tracker modules render at 44100 Hz stereo, for the song's length, once.
+
+#include "ModDecoder.h"
+#include "Fixtures.h"
+#include "Pcm.h"
+#include "Tools.h"
+#include "ZTDecoder.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+namespace {
+
+std::unique_ptr<ZTDecoder> openModule(const QString& path)
+{
+    ErrorLogCapture log;
+    auto decoder = ZTDecoder::decoderWithFilename(path);
+    EXPECT_NE(decoder, nullptr) << log.messages().join(u'\n').toStdString();
+    if (decoder) {
+        EXPECT_EQ(decoder->className(), QStringLiteral("ModDecoder"));
+        expectPackedFormat(*decoder, 44100, 2, 16, 2, kAudioChannelLayoutTag_Stereo);
+    }
+    return decoder;
+}
+
+double peak(const Pcm& pcm)
+{
+    int64_t highest = 0;
+    for (int32_t s : pcm.samples) {
+        highest = std::max<int64_t>(highest, std::llabs(int64_t(s)));
+    }
+    return double(highest) / 2147483648.0;
+}
+
+// libmodplug notices the song's end only at the render after it, so the
+// last ring buffer (8192 frames) is rendered whole, and a little more.
+constexpr double kRenderedBeyondTheEnd = 2 * 8192;
+
+// 247 rows of 500 ms: 123.5 s, 5446350 frames, all of them rendered. The
+// length libmodplug states is in whole seconds.
+TEST(ModDecoder, RendersTheSongsLength)
+{
+    EXPECT_EQ(ModDecoder::framesOfLength(123500), 5446350);
+    auto decoder = openModule(Fixtures::generated(QStringLiteral("codec-123.5s.mod")));
+    ASSERT_NE(decoder, nullptr);
+    EXPECT_NEAR(double(decoder->totalFrames()), 5446350.0, 44100 / 2);
+    const Pcm pcm = decodeAll(*decoder, 8192);
+    EXPECT_GE(pcm.frames(), 5446350u);
+    EXPECT_LE(double(pcm.frames()), 5446350.0 + kRenderedBeyondTheEnd);
+    EXPECT_GT(peak(pcm), 0.05);
+}
+
+// A song that jumps back to its first order plays once and ends.
+TEST(ModDecoder, ALoopingSongEndsAfterOnePass)
+{
+    auto decoder = openModule(Fixtures::generated(QStringLiteral("codec-loop.mod")));
+    ASSERT_NE(decoder, nullptr);
+    // Two patterns of 64 rows, 6 ticks of 882 frames each.
+    constexpr double kOnePass = 2 * 64 * 6 * 882;
+    EXPECT_NEAR(double(decoder->totalFrames()), kOnePass, 44100 / 2);
+    const Pcm pcm = decodeAll(*decoder, 8192);
+    EXPECT_GE(double(pcm.frames()), kOnePass);
+    EXPECT_LE(double(pcm.frames()), kOnePass + kRenderedBeyondTheEnd);
+}
+
+TEST(ModDecoder, AFileNoLoaderTakesIsLogged)
+{
+    const QString path = Fixtures::generated(QStringLiteral("codec-broken.mod"));
+    ErrorLogCapture log;
+    EXPECT_EQ(ZTDecoder::decoderWithFilename(path), nullptr);
+    EXPECT_EQ(log.messages(), QStringList{QStringLiteral("ModDecoder ModPlug_Load Failed!  File: ") + path});
+    // The module lock was given back: the next module opens.
+    EXPECT_NE(ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("codec-loop.mod"))), nullptr);
+}
+
+// The modules of the TagLib collection render as long as they say they last.
+TEST(ModDecoder, TagLibModulesRenderTheirLength)
+{
+    SONABRIK_REQUIRE_TAGLIB_FIXTURES();
+    const QStringList files = Fixtures::taglibFilesWithExtensions(
+        {QStringLiteral("mod"), QStringLiteral("s3m"), QStringLiteral("xm"), QStringLiteral("it")});
+    ASSERT_FALSE(files.isEmpty());
+    for (const QString& path : files) {
+        SCOPED_TRACE(path.toStdString());
+        ErrorLogCapture log;
+        auto decoder = ZTDecoder::decoderWithFilename(path);
+        if (!decoder) {
+            EXPECT_EQ(log.messages().size(), 1);
+            continue;
+        }
+        const int64_t total = decoder->totalFrames();
+        const Pcm pcm = decodeAll(*decoder, 8192);
+        EXPECT_LE(std::llabs(int64_t(pcm.frames()) - total), 44100) << total;
+    }
+}
+
+} // namespace
