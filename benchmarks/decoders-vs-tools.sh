@@ -39,3 +39,6 @@ for row in "flac -d:flac -d -s -c $audio/bench.flac" \
     seconds=$(best_of_five ${row#*:})
     printf '%-34s %12.4f %12.1f\n' "$name" "$seconds" "$(awk -v t="$seconds" 'BEGIN { print 60 / t }')"
 done
+# The module is 123.5 s long; FFmpeg renders it through libopenmpt.
+seconds=$(best_of_five ffmpeg -nostdin -v error -i "$audio/bench.mod" -f s16le -ar 44100 -)
+printf '%-34s %12.4f %12.1f\n' "ffmpeg (module, libopenmpt)" "$seconds" "$(awk -v t="$seconds" 'BEGIN { print 123.5 / t }')"
