@@ -322,7 +322,7 @@ QWidget* MetadataWindowcontroller::createFileTab()
         auto* label = new QLabel(page);
         label->setObjectName(AudioMetadata::fieldName(fact.field));
         label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        label->setWordWrap(fact.field == Field::sourceLocation || fact.field == Field::sourceFormat);
+        label->setWordWrap(fact.field == Field::sourceLocation);
         form->addRow(tr(fact.title), label);
         m_fileLabels.append({fact.field, label});
     }
@@ -405,7 +405,11 @@ void MetadataWindowcontroller::refreshFields()
         if (textField->text() != shown.text) {
             textField->setText(shown.text);
         }
-        textField->setPlaceholderText(shown.multiple ? multiple : QString());
+        // The numeric fields are too narrow for the words: an ellipsis, with
+        // the words as its tip.
+        const bool narrow = isNumericTag(textField->tag());
+        textField->setPlaceholderText(shown.multiple ? (narrow ? QStringLiteral("…") : multiple) : QString());
+        textField->setToolTip(shown.multiple && narrow ? multiple : QString());
         textField->setEnabled(!rows.isEmpty());
     }
 
@@ -503,6 +507,7 @@ void MetadataWindowcontroller::controlTextDidChange(ZTTextField* field)
     }
     MetadataSelection::setText(selection(), field->field(), field->text());
     field->setPlaceholderText(QString());
+    field->setToolTip(QString());
 }
 
 void MetadataWindowcontroller::compilationClicked()
