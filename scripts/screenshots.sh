@@ -2,8 +2,9 @@
 # Runs the real desktop program on a virtual X server with a generated album
 # queued, and saves PNG screenshots of what a user sees into
 # build/screenshots: the main window in the middle of a run, the error log
-# window after a broken file failed, the overwrite question, and every pane
-# of the preferences, at 100 % and at 200 % scale (NAME@2x.png).
+# window after a broken file failed, the overwrite question, every pane of
+# the preferences and the metadata editor with three rows selected, at 100 %
+# and at 200 % scale (NAME@2x.png).
 #
 #   bash scripts/screenshots.sh [BUILD-DIR]
 #
@@ -44,9 +45,13 @@ promptBeforeOverwriting=true
 showLogOnError=true
 CONF
 
-# The album: eight tagged FLAC tracks of four minutes, and one broken file.
+# The album: eight tagged FLAC tracks of four minutes with their cover, and
+# one broken file.
 album="$HOME/Music/The Quiet Orchards - North of Tidewater"
 mkdir -p "$album"
+convert -size 300x300 gradient:'#f6d365-#fda085' -fill '#2b5876' -draw 'rectangle 0,210 300,300' \
+    -fill '#fdf6e3' -draw 'circle 150,130 150,175' -fill '#4e4376' -draw 'polygon 0,210 90,150 170,210' \
+    -quality 85 "$work/cover.jpg"
 titles=("Lantern Road" "Salt and Cedar" "North of Tidewater" "The Ferryman's Daughter"
         "Low Tide Hymn" "Orchard Lights" "Paper Boats" "Harbour at Dusk")
 for i in "${!titles[@]}"; do
@@ -54,7 +59,8 @@ for i in "${!titles[@]}"; do
     sox -D -n -r 44100 -c 2 -b 16 "$work/track.wav" synth 240 sine $((196 + 40 * i)) sine $((294 + 30 * i)) \
         tremolo 5 30 vol 0.4
     flac -s -f --fast -T "TITLE=${titles[$i]}" -T "ARTIST=The Quiet Orchards" -T "ALBUM=North of Tidewater" \
-        -T "TRACKNUMBER=$((i + 1))" -T "DATE=2024" -o "$album/$n ${titles[$i]}.flac" "$work/track.wav"
+        -T "TRACKNUMBER=$((i + 1))" -T "DATE=2024" \
+        --picture="3||North of Tidewater||$work/cover.jpg" -o "$album/$n ${titles[$i]}.flac" "$work/track.wav"
 done
 { head -c 42 "$album/01 Lantern Road.flac"; head -c 20000 /dev/zero | tr '\0' 'U'; } > "$album/09 Damaged Copy.flac"
 
@@ -91,6 +97,31 @@ preferences_shots() { # suffix
 }
 preferences_shots ""
 
+# The metadata editor on the first three rows (the first is selected once
+# the queue is filled): a click on it, two more with Shift+Down.
+metadata_shots() { # suffix row-y
+    local editor
+    xdotool windowactivate --sync "$main"
+    xdotool mousemove --window "$main" 300 "$2" click 1
+    sleep 0.3
+    xdotool key shift+Down shift+Down
+    sleep 0.5
+    xdotool key ctrl+i
+    editor=$(xdotool search --sync --onlyvisible --name '^Metadata Editor$' | head -1)
+    xdotool windowmove "$editor" 140 90
+    sleep 1
+    shot "$editor" "metadata-editor$1.png"
+    xdotool windowactivate --sync "$editor" key ctrl+2
+    sleep 0.5
+    shot "$editor" "metadata-editor-lyrics$1.png"
+    xdotool key ctrl+3
+    sleep 0.5
+    shot "$editor" "metadata-editor-file$1.png"
+    xdotool key ctrl+1 Escape
+    sleep 0.5
+}
+metadata_shots "" 150
+
 # The run, in the middle.
 xdotool windowactivate --sync "$main" key ctrl+Return
 sleep 3
@@ -125,8 +156,10 @@ app=${pids[-1]}
 kill "$app" 2>/dev/null || true
 wait "$app" 2>/dev/null || true
 sleep 1
-QT_SCALE_FACTOR=2 "$program" >/dev/null 2>&1 &
+QT_SCALE_FACTOR=2 "$program" "$album" >/dev/null 2>&1 &
 pids+=($!)
 main=$(xdotool search --sync --onlyvisible --name '^Sonabrik$' | head -1)
+xdotool windowmove "$main" 0 0
 sleep 2
 preferences_shots "@2x"
+metadata_shots "@2x" 300

@@ -40,6 +40,9 @@ public:
 
     // The copied fields; none before the first copy.
     const std::optional<QVariantMap>& copiedMetadata() const { return m_copiedMetadata; }
+    // Replaces the copied fields with a set copied elsewhere (another
+    // window's, through the clipboard); the next paste writes it.
+    void setCopiedMetadata(QVariantMap dictionary) { m_copiedMetadata = std::move(dictionary); }
 
     // Reads the tags of the given (newly selected) rows behind the progress
     // sheet; on a background thread.

@@ -338,7 +338,9 @@ void DesktopUserInterface::closeSecondaryWindows()
 
 void DesktopUserInterface::refreshMetadataEditor()
 {
-    // No metadata editor window yet.
+    if (m_window) {
+        m_window->refreshMetadataEditor();
+    }
 }
 
 void DesktopUserInterface::showHelp()

@@ -7,6 +7,8 @@
 #include "FileEncodeOperation.h"
 #include "Icons.h"
 #include "MP3ListViewCell.h"
+#include "MetadataActions.h"
+#include "MetadataWindowcontroller.h"
 #include "OperationsArrayController.h"
 #include "OutputFolderPopUp.h"
 #include "OutputFormatsPane.h"
@@ -130,9 +132,10 @@ void MainWindow::createActions()
     preferences->setIconText(tr("Preferences"));
     QAction* metadata =
         addCommand("metadataEditor", tr("Metadata Editor"), QStringLiteral("document-properties"),
-                   QKeySequence(Qt::CTRL | Qt::Key_I), [] {});
+                   QKeySequence(Qt::CTRL | Qt::Key_I), [this] { showMetadataWindow(); });
     metadata->setIconText(tr("Metadata"));
-    metadata->setEnabled(false);
+    metadata->setToolTip(tr("Edit the tags of the selected files (Ctrl+I)"));
+    m_metadataActions = new MetadataActions(m_controller, this);
     addCommand("errorLog", tr("Error Log"), QStringLiteral("dialog-warning"),
                QKeySequence(Qt::CTRL | Qt::Key_L), [this] {
                    errorLogWindow()->show();
@@ -169,13 +172,25 @@ void MainWindow::createMenus()
     edit->addSeparator();
     edit->addAction(action("preferences"));
 
+    QMenu* metadata = menuBar()->addMenu(tr("&Metadata"));
+    metadata->addAction(action("metadataEditor"));
+    metadata->addSeparator();
+    const QList<QAction*>& commands = m_metadataActions->actions();
+    for (qsizetype i = 0; i < commands.size(); ++i) {
+        // Clearing, then copy and paste, then revert.
+        if (i == 3 || i == commands.size() - 1) {
+            metadata->addSeparator();
+        }
+        metadata->addAction(commands.at(i));
+    }
+    connect(metadata, &QMenu::aboutToShow, m_metadataActions, &MetadataActions::updateEnabled);
+
     QMenu* convert = menuBar()->addMenu(tr("&Convert"));
     convert->addAction(action("encode"));
     convert->addAction(action("updateMetadata"));
     convert->addAction(action("cancel"));
 
     QMenu* window = menuBar()->addMenu(tr("&Window"));
-    window->addAction(action("metadataEditor"));
     window->addAction(action("errorLog"));
 
     QMenu* help = menuBar()->addMenu(tr("&Help"));
@@ -272,6 +287,39 @@ void MainWindow::closeSecondaryWindows()
     if (m_preferences) {
         m_preferences->close();
     }
+    if (m_metadataWindow) {
+        m_metadataWindow->close();
+    }
+}
+
+MetadataWindowcontroller* MainWindow::metadataWindow()
+{
+    if (!m_metadataWindow) {
+        // A window of its own: the questions of the metadata commands are
+        // sheets on the main window and must not block the editor's fields.
+        m_metadataWindow = std::make_unique<MetadataWindowcontroller>(m_controller);
+        m_metadataWindow->addActions(m_metadataActions->actions());
+        m_metadataWindow->resize(m_metadataWindow->sizeHint().expandedTo(QSize(720, 0)));
+        connect(m_metadataWindow.get(), &MetadataWindowcontroller::displayRefreshed, m_metadataActions,
+                &MetadataActions::updateEnabled);
+    }
+    return m_metadataWindow.get();
+}
+
+void MainWindow::showMetadataWindow()
+{
+    metadataWindow()->refreshDisplay();
+    metadataWindow()->show();
+    metadataWindow()->raise();
+    metadataWindow()->activateWindow();
+}
+
+void MainWindow::refreshMetadataEditor()
+{
+    if (m_metadataWindow && m_metadataWindow->isVisible()) {
+        m_metadataWindow->refreshDisplay();
+    }
+    m_metadataActions->updateEnabled();
 }
 
 ErrorLogWindowController* MainWindow::errorLogWindow()
@@ -304,6 +352,10 @@ void MainWindow::showQueueContextMenu(int row, const QPoint& globalPosition)
     QAction* remove = menu.addAction(Icons::themed(QStringLiteral("list-remove")), tr("Remove"));
     remove->setEnabled(row >= 0);
     menu.addAction(action("clearQueue"));
+    menu.addSeparator();
+    menu.addAction(action("metadataEditor"));
+    menu.addAction(action("copyAllMetadata"));
+    menu.addAction(action("pasteAllMetadata"));
     menu.addSeparator();
     menu.addAction(action("addFiles"));
     menu.addAction(action("addFolder"));
@@ -355,6 +407,8 @@ void MainWindow::encoderRunningChanged()
     action("encode")->setEnabled(!running);
     action("updateMetadata")->setEnabled(!running && m_controller.containsMP3Files());
     action("cancel")->setEnabled(running);
+    // Tags are written during a run: no editing meanwhile.
+    action("metadataEditor")->setEnabled(!running);
     if (!running) {
         m_runProgressTimer.stop();
         setWindowTitle(QStringLiteral("Sonabrik"));

@@ -20,6 +20,8 @@
 
 class ApplicationController;
 class ErrorLogWindowController;
+class MetadataActions;
+class MetadataWindowcontroller;
 class OutputFolderPopUp;
 class OutputFormatsPane;
 class PreferencesWindowController;
@@ -42,8 +44,17 @@ public:
     ErrorLogWindowController* errorLogWindow();
     PreferencesWindowController* preferencesWindow();
     void showPreferences();
-    // Closes the preferences (a run is starting, or the program ends).
+    // Closes the preferences and the metadata editor (a run is starting, or
+    // the program ends).
     void closeSecondaryWindows();
+    // The metadata editor, made on first use; showMetadataWindow() opens it
+    // on the current selection.
+    MetadataWindowcontroller* metadataWindow();
+    void showMetadataWindow();
+    // The selection or its metadata changed: the editor (when open) and the
+    // metadata commands' enabling follow.
+    void refreshMetadataEditor();
+    MetadataActions* metadataActions() const { return m_metadataActions; }
     OutputFormatsPane* outputFormatsPane() const { return m_formatsArea; }
 
     // The Encode/Cancel button.
@@ -100,6 +111,8 @@ private:
     OutputFormatsPane* m_formatsArea = nullptr;
     std::unique_ptr<ErrorLogWindowController> m_errorLog;
     std::unique_ptr<PreferencesWindowController> m_preferences;
+    std::unique_ptr<MetadataWindowcontroller> m_metadataWindow;
+    MetadataActions* m_metadataActions = nullptr;
     QAction* m_encodeButton = nullptr;
     QToolButton* m_encodeToolButton = nullptr;
     QMenu* m_encodeMenu = nullptr;

@@ -1,0 +1,70 @@
+// The tag set on the clipboard: a record read from a real file survives the
+// archive with every exchanged field and its cover, and bytes that are not
+// such an archive (cut short anywhere, or another program's data under our
+// type) are refused whole instead of pasting half a set.
+
+#include "MetadataPasteboard.h"
+#include "AlbumArtwork.h"
+#include "AudioMetadata.h"
+#include "Fixtures.h"
+#include "QtPrinters.h"
+
+#include <QDataStream>
+#include <QIODevice>
+#include <QMimeData>
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(MetadataPasteboardTest, ArchiveKeepsTheExchangedFieldsAndRefusesDamagedBytes)
+{
+    const AudioMetadataPtr source =
+        AudioMetadata::metadataFromFile(Fixtures::generated(QStringLiteral("ctl-tagged.flac")));
+    source->setAlbumArtwork(
+        AlbumArtwork::albumArtworkFromFile(Fixtures::generated(QStringLiteral("art.png"))));
+    source->setBpm(120);
+    source->setKey(QStringLiteral("Am")); // never exchanged
+    const QVariantMap copied = source->exchangeDictionary();
+    ASSERT_TRUE(copied.contains(QStringLiteral("lyrics")));
+
+    const std::unique_ptr<QMimeData> clipboard = MetadataPasteboard::mimeData(copied);
+    EXPECT_TRUE(clipboard->hasFormat(AlbumArtwork::kPasteboardType));
+    EXPECT_EQ(clipboard->data(QStringLiteral("image/png")), source->albumArtwork()->data());
+    const std::optional<QVariantMap> pasted = MetadataPasteboard::fromMimeData(*clipboard);
+    ASSERT_TRUE(pasted.has_value());
+    EXPECT_EQ(pasted->keys(), copied.keys());
+
+    AudioMetadata target;
+    target.setKey(QStringLiteral("C"));
+    target.setFromExchangeDictionary(*pasted);
+    EXPECT_EQ(target.trackTitle(), QStringLiteral("Lantern Road"));
+    EXPECT_EQ(target.trackYear(), 1969);
+    EXPECT_EQ(target.bpm(), 120);
+    EXPECT_EQ(target.lyrics(), QStringLiteral("first line"));
+    EXPECT_EQ(target.key(), QStringLiteral("C"));
+    ASSERT_NE(target.albumArtwork(), nullptr);
+    EXPECT_EQ(target.albumArtwork()->md5(), source->albumArtwork()->md5());
+    EXPECT_EQ(target.albumArtwork()->dimensions(), QStringLiteral("37 x 23"));
+
+    // Cut short anywhere: nothing.
+    const QByteArray archive = MetadataPasteboard::archive(copied);
+    for (qsizetype length = 0; length < archive.size(); ++length) {
+        ASSERT_FALSE(MetadataPasteboard::fromArchive(archive.left(length)).has_value()) << length;
+    }
+    // A known name with a value of the wrong kind, or a name that is no
+    // exchanged field: nothing.
+    for (const auto& [name, value] :
+         {std::pair<QString, QVariant>{QStringLiteral("trackNumber"), QStringLiteral("7")},
+          {QStringLiteral("trackTitle"), 7},
+          {QStringLiteral("sourceLocation"), QStringLiteral("/etc/passwd")},
+          {QStringLiteral("noSuchField"), 1}}) {
+        QByteArray forged;
+        QDataStream out(&forged, QIODevice::WriteOnly);
+        out.setVersion(QDataStream::Qt_6_4);
+        out << quint32(0x534d4401) << quint32(1) << name << value;
+        EXPECT_FALSE(MetadataPasteboard::fromArchive(forged).has_value()) << name.toStdString();
+    }
+    EXPECT_FALSE(MetadataPasteboard::fromArchive(QByteArray("plain text")).has_value());
+}
+
+} // namespace
