@@ -211,6 +211,7 @@ TEST_F(PreferencesWindowTest, PanesResizeTheWindowFromItsTopEdge)
     EXPECT_EQ(window().geometry().top(), top);
     EXPECT_TRUE(window().errorLogPreferenceView()->isVisible());
     EXPECT_FALSE(window().generalPreferenceView()->isVisible());
+    EXPECT_EQ(window().generalPreferenceView()->parent(), &window()) << "a pane taken out must stay the window's";
 
     window().switchView(42); // an unknown tag shows the general pane
     EXPECT_EQ(window().currentViewTag(), PreferencesWindowController::GeneralView);

@@ -186,8 +186,11 @@ void PreferencesWindowController::switchView(int tag)
         action->setChecked(action->data().toInt() == m_currentViewTag);
     }
     if (centralWidget() != pane) {
+        // Taking the central widget also takes it from the window's
+        // children: give it back, so that the window still owns every pane.
         if (QWidget* shown = takeCentralWidget()) {
             shown->hide();
+            shown->setParent(this);
         }
         setCentralWidget(pane);
         pane->show();
