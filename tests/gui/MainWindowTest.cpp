@@ -7,6 +7,7 @@
 #include "MainWindow.h"
 #include "ApplicationController.h"
 #include "DesktopUserInterface.h"
+#include "Drops.h"
 #include "Encoding.h"
 #include "ErrorLog.h"
 #include "ErrorLogModel.h"
@@ -111,15 +112,7 @@ protected:
         QMimeData data;
         data.setUrls(urls);
         QWidget* target = window.queueView()->viewport();
-        const QPoint point = target->rect().center();
-        QDragEnterEvent enter(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &enter);
-        if (!enter.isAccepted()) {
-            return false;
-        }
-        QDropEvent dropped(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &dropped);
-        return dropped.isAccepted();
+        return sendDrop(target, target->rect().center(), data);
     }
 
     ScratchDir scratch;

@@ -9,6 +9,7 @@
 #include "AlbumArtwork.h"
 #include "ApplicationController.h"
 #include "DesktopUserInterface.h"
+#include "Drops.h"
 #include "Encoding.h"
 #include "FileEncodeOperation.h"
 #include "Fixtures.h"
@@ -136,15 +137,7 @@ protected:
     // would.
     static bool drop(QWidget* target, QMimeData& data)
     {
-        const QPoint point = target->rect().center();
-        QDragEnterEvent enter(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &enter);
-        if (!enter.isAccepted()) {
-            return false;
-        }
-        QDropEvent dropped(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(target, &dropped);
-        return dropped.isAccepted();
+        return sendDrop(target, target->rect().center(), data);
     }
 
     static bool dropFile(QWidget* target, const QString& path)
