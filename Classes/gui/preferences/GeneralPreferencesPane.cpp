@@ -102,4 +102,7 @@ GeneralPreferencesPane::GeneralPreferencesPane(QWidget* parent) : QWidget(parent
         QStringLiteral("When checked, Sonabrik will not re-encode MP3 files added to the queue."), this);
     skipFilesOfSameTypeDescription->setForegroundRole(QPalette::PlaceholderText);
     form->addRow(tr("MP3 sources:"), column({skipFilesOfSameTypeCheckbox, skipFilesOfSameTypeDescription}));
+    // MP3 holds at most two channels: without this, surround sources fail.
+    form->addRow(tr("Surround sources:"),
+                 checkBox(tr("Mix them down to stereo"), QStringLiteral("downmixToStereo"), this));
 }
