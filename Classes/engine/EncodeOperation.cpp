@@ -353,10 +353,15 @@ void EncodeOperation::moveEncodedFileToOutputLocation()
         }
     }
 
-    QFile::remove(temporary);
-    const QString decodePath = decodeFilePath();
-    if (!decodePath.isEmpty()) {
-        QFile::remove(decodePath);
+    removeTemporaryFiles();
+}
+
+void EncodeOperation::removeTemporaryFiles()
+{
+    for (const QString& path : {tempFilePath(), decodeFilePath()}) {
+        if (!path.isEmpty() && path != m_inFilePath) {
+            QFile::remove(path);
+        }
     }
 }
 

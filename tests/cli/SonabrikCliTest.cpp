@@ -390,6 +390,54 @@ TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTra
     EXPECT_FALSE(trashed.contains(QStringLiteral("broken.flac")));
 }
 
+// A source that breaks once its audio is being encoded fails alone, says
+// why, and leaves neither its half-written MP3 nor anything else in the
+// temporary folder.
+TEST_F(SonabrikCliTest, AFileThatBreaksWhileEncodingLeavesNoTemporaryFiles)
+{
+    QDir().mkpath(in());
+    const QString wav = scratch.file(QStringLiteral("whole.wav"));
+    const QString whole = scratch.file(QStringLiteral("whole.tta"));
+    ASSERT_EQ(
+        runTool(QStringLiteral("sox"),
+                {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                 QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"), wav,
+                 QStringLiteral("synth"), QStringLiteral("5"), QStringLiteral("pinknoise")})
+            .exitCode,
+        0);
+    ASSERT_EQ(runTool(QStringLiteral("ffmpeg"),
+                      {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), wav,
+                       QStringLiteral("-c:a"), QStringLiteral("tta"), whole})
+                  .exitCode,
+              0);
+    // The header promises five seconds and its seek table every frame; the
+    // frames stop after two, so the decoder fails in the middle of the
+    // encode, with the MP3 already begun.
+    const QByteArray bytes = fileBytes(whole);
+    QFile cut(in(QStringLiteral("cut.tta")));
+    ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
+    cut.write(bytes.left(bytes.size() * 2 / 5));
+    cut.close();
+    source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("good.ogg"));
+
+    const QString temporary = scratch.file(QStringLiteral("tmp"));
+    QDir().mkpath(temporary);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TMPDIR"), temporary);
+    const CliResult result =
+        cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), in()}, {}, environment);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 2 Files.")))
+        << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral(
+        "MP3 Encode Operation Failed To Encode File: cut.tta.  Error:TTA Decoder process_stream Error")))
+        << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains(QStringLiteral("FAILED: ") + in(QStringLiteral("cut.tta"))))
+        << result.out.toStdString();
+    EXPECT_EQ(filesBelow(out()), QStringList{QStringLiteral("good.mp3")});
+    EXPECT_EQ(filesBelow(temporary), QStringList{});
+}
+
 // The amplitude of a whole-hertz tone over one second of a channel.
 double toneAmplitude(const std::vector<double>& channel, size_t start, double rate, double hertz)
 {
