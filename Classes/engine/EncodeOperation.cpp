@@ -2,6 +2,7 @@
 
 #include "EncodeOperationDelegate.h"
 #include "ErrorLog.h"
+#include "FileNameLimit.h"
 #include "Locked.h"
 #include "MainThread.h"
 #include "NamingScheme.h"
@@ -273,6 +274,8 @@ bool EncodeOperation::determineOutputPath()
     } else {
         candidate = QDir::cleanPath(baseFolder + u'/' + source.completeBaseName() + u'.' + extension);
     }
+    // Tags make names of any length; the file system takes 255 bytes a name.
+    candidate = FileNameLimit::fitPath(candidate);
 
     if (isInITunesFolder(candidate)) {
         ErrorLog::logMessage(tr(kITunesFolderMessage.toUtf8().constData()));
@@ -430,8 +433,9 @@ void EncodeOperation::saveAlbumArtworkToFile()
     }
     const QString name = NamingScheme::evaluate(stringPreference("albumArtworkFileName"), record.get(),
                                                 m_settings.get(), m_inFilePath, true);
-    const QString path = NamingScheme::pathBelow(QFileInfo(outFilePath()).path(), name) + u'.' +
-                         artworkExtension(artwork->mimeType());
+    const QString path =
+        FileNameLimit::fitPath(NamingScheme::pathBelow(QFileInfo(outFilePath()).path(), name) + u'.' +
+                               artworkExtension(artwork->mimeType()));
     if (artwork->writeToFile(path)) {
         releaseFromQuarantine(path);
     }

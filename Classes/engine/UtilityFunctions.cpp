@@ -1,5 +1,6 @@
 #include "UtilityFunctions.h"
 
+#include "FileNameLimit.h"
 #include "NamedException.h"
 
 #include <ogg/ogg.h>
@@ -109,10 +110,13 @@ QString uniqueFilePath(const QString& path)
     const QString suffix = info.suffix();
     const QString base = suffix.isEmpty() ? info.fileName() : info.completeBaseName();
     for (unsigned long n = 2;; ++n) {
-        QString name = QStringLiteral("%1 %2").arg(base).arg(n);
+        // The counter and extension stay; a name already at the file
+        // system's limit gives up the end of its base for them.
+        QString tail = QStringLiteral(" %1").arg(n);
         if (!suffix.isEmpty()) {
-            name += u'.' + suffix;
+            tail += u'.' + suffix;
         }
+        const QString name = FileNameLimit::fit(base, tail);
         const QString candidate = folder + u'/' + name;
         if (!QFileInfo::exists(candidate)) {
             return candidate;

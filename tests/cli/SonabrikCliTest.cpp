@@ -172,6 +172,47 @@ TEST_F(SonabrikCliTest, NamingSchemesMakeFoldersAndTheNameCommandPreviewsThem)
     EXPECT_FALSE(record.contains(QStringLiteral("albumArtist")));
 }
 
+// Tags longer than a file name may be still name the output: each folder and
+// file name is cut to 255 bytes between characters, the file keeps ".mp3",
+// and the tags inside keep their whole text.
+TEST_F(SonabrikCliTest, LongNonASCIITagsMakeNamesThatFitTheFileSystem)
+{
+    QDir().mkpath(in());
+    const QString title = QStringLiteral("é").repeated(200);
+    const QString album = QStringLiteral("音").repeated(200);
+    const QString flac = in(QStringLiteral("long.flac"));
+    const ToolResult made =
+        runTool(QStringLiteral("sox"),
+                {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                 QStringLiteral("-c"), QStringLiteral("1"), QStringLiteral("--comment"),
+                 QStringLiteral("TITLE=") + title, QStringLiteral("--add-comment"),
+                 QStringLiteral("ALBUM=") + album, flac, QStringLiteral("synth"), QStringLiteral("0.5"),
+                 QStringLiteral("sine"), QStringLiteral("440")});
+    ASSERT_EQ(made.exitCode, 0);
+    const QString scheme = QStringLiteral("{albumTitle}/{trackTitle}");
+    // Two sources with the same tags: the second gets a numbered name.
+    ASSERT_TRUE(QFile::copy(flac, in(QStringLiteral("long2.flac"))));
+    const CliResult result =
+        cli({QStringLiteral("convert"), QStringLiteral("-n"), scheme, QStringLiteral("-o"), out(), in()});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QStringList written = filesBelow(out());
+    ASSERT_EQ(written.size(), 2) << written.join(u'\n').toStdString();
+    for (const QString& file : written) {
+        const QStringList components = file.split(u'/');
+        ASSERT_EQ(components.size(), 2);
+        EXPECT_EQ(components[0], album.left(85)); // 85 × 3 bytes
+        EXPECT_LE(components[1].toUtf8().size(), 255);
+        EXPECT_TRUE(components[1].startsWith(title.left(120))) << file.toStdString();
+        EXPECT_TRUE(components[1].endsWith(QStringLiteral(".mp3")));
+        EXPECT_NEAR(duration(out(file)), 0.5, 0.06);
+        const QJsonObject tags = mutagenTags(out(file));
+        EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), title);
+        EXPECT_EQ(id3v2Text(tags, QStringLiteral("TALB")), album);
+    }
+    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(125) + QStringLiteral(".mp3")));
+    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(124) + QStringLiteral(" 2.mp3")));
+}
+
 TEST_F(SonabrikCliTest, OverwriteAnswersComeFromTheTerminalOrTheCommandLine)
 {
     const QStringList sources{source(QStringLiteral("ctl-short.wav"), QStringLiteral("a.wav")),
