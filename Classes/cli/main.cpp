@@ -134,12 +134,3 @@ int main(int argc, char** argv)
     }
     return usageError(err, QStringLiteral("unknown command \"%1\"").arg(command));
 }
-
-// Read by LeakSanitizer in the sanitizer build only: allocations kept on
-// purpose. oggStreamType leaves the stream state of Vorbis, Speex and Opus
-// files uncleared; that has always been so and is kept. The recorded stack
-// ends in libogg (built without frame pointers), hence its function's name.
-extern "C" const char* __lsan_default_suppressions()
-{
-    return "leak:ogg_stream_init\n";
-}

@@ -2,6 +2,7 @@
 
 #include "EncodeOperationDelegate.h"
 #include "ErrorLog.h"
+#include "FileNameLimit.h"
 #include "Locked.h"
 #include "MainThread.h"
 #include "NamingScheme.h"
@@ -273,6 +274,8 @@ bool EncodeOperation::determineOutputPath()
     } else {
         candidate = QDir::cleanPath(baseFolder + u'/' + source.completeBaseName() + u'.' + extension);
     }
+    // Tags make names of any length; the file system takes 255 bytes a name.
+    candidate = FileNameLimit::fitPath(candidate);
 
     if (isInITunesFolder(candidate)) {
         ErrorLog::logMessage(tr(kITunesFolderMessage.toUtf8().constData()));
@@ -353,10 +356,15 @@ void EncodeOperation::moveEncodedFileToOutputLocation()
         }
     }
 
-    QFile::remove(temporary);
-    const QString decodePath = decodeFilePath();
-    if (!decodePath.isEmpty()) {
-        QFile::remove(decodePath);
+    removeTemporaryFiles();
+}
+
+void EncodeOperation::removeTemporaryFiles()
+{
+    for (const QString& path : {tempFilePath(), decodeFilePath()}) {
+        if (!path.isEmpty() && path != m_inFilePath) {
+            QFile::remove(path);
+        }
     }
 }
 
@@ -425,8 +433,9 @@ void EncodeOperation::saveAlbumArtworkToFile()
     }
     const QString name = NamingScheme::evaluate(stringPreference("albumArtworkFileName"), record.get(),
                                                 m_settings.get(), m_inFilePath, true);
-    const QString path = NamingScheme::pathBelow(QFileInfo(outFilePath()).path(), name) + u'.' +
-                         artworkExtension(artwork->mimeType());
+    const QString path =
+        FileNameLimit::fitPath(NamingScheme::pathBelow(QFileInfo(outFilePath()).path(), name) + u'.' +
+                               artworkExtension(artwork->mimeType()));
     if (artwork->writeToFile(path)) {
         releaseFromQuarantine(path);
     }

@@ -138,12 +138,16 @@ protected:
     // Tags the file at tempFilePath; the base does nothing.
     virtual void writeMetadata() {}
 
-
     // Chooses outFilePath. False: stop now (completed, or waiting for the user).
     bool determineOutputPath();
     void moveEncodedFileToOutputLocation();
     void updateMetadataOnly();
     void deletePartiallyEncodedFileIfCancelled();
+    // Removes tempFilePath and decodeFilePath if they are still there, so
+    // that a failed or cancelled encode leaves nothing in the temporary
+    // folder. Never call it once tempFilePath is the source itself (the
+    // metadata-only update). Worker thread.
+    void removeTemporaryFiles();
     void saveAlbumArtworkToFile();
     // No music-library application exists on this platform: both answer false.
     bool addToiTunes();

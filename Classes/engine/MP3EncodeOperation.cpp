@@ -158,10 +158,13 @@ void MP3EncodeOperation::main()
                 .arg(m_channelsWithoutDownmix));
     }
     if (m_outFile) {
-        // Left open by a failure: close it without looking, the file stays.
+        // Left open by a failure: close it without looking.
         std::fclose(m_outFile);
         m_outFile = nullptr;
     }
+    // Whatever stopped the encode, its half-written MP3 and decoded WAV are
+    // of no use to anyone: a long run of failures must not fill /tmp.
+    removeTemporaryFiles();
     completeOperation();
 }
 
@@ -187,7 +190,11 @@ void MP3EncodeOperation::encode()
     }
 
     if (!decoder->decodesInRealTime()) {
-        setDecodeFilePath(getTemporaryFilePath() + QStringLiteral(".wav"));
+        // The name reserved by getTemporaryFilePath is only the stem of the
+        // WAV's name: give it back at once, or every such file leaves one.
+        const QString reserved = getTemporaryFilePath();
+        QFile::remove(reserved);
+        setDecodeFilePath(reserved + QStringLiteral(".wav"));
         decoder->setDelegate(this);
         if (decoder->decodeToFile(decodeFilePath())) {
             if (std::unique_ptr<ZTDecoder> wav = ZTDecoder::decoderWithFilename(decodeFilePath())) {

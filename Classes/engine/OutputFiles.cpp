@@ -1,5 +1,6 @@
 #include "OutputFiles.h"
 
+#include "FileNameLimit.h"
 #include "SafeFilename.h"
 #include "UtilityFunctions.h"
 
@@ -73,8 +74,8 @@ QString OutputFiles::copyWithoutReplacing(const QString& source, const QString& 
         return QString();
     }
     const QFileInfo target(destination);
-    QTemporaryFile hidden(target.path() + QStringLiteral("/.") + target.fileName() +
-                          QStringLiteral("-XXXXXX"));
+    QTemporaryFile hidden(target.path() + u'/' +
+                          FileNameLimit::fit(u'.' + target.fileName(), QStringLiteral("-XXXXXX")));
     if (!hidden.open()) {
         *error = hidden.errorString();
         return QString();

@@ -1,5 +1,6 @@
 #include "UtilityFunctions.h"
 
+#include "FileNameLimit.h"
 #include "NamedException.h"
 
 #include <ogg/ogg.h>
@@ -40,6 +41,11 @@ struct SyncStateDeleter
     void operator()(ogg_sync_state* state) const { ogg_sync_clear(state); }
 };
 
+struct StreamStateDeleter
+{
+    void operator()(ogg_stream_state* state) const { ogg_stream_clear(state); }
+};
+
 bool hasPrefix(const ogg_packet& packet, long offset, const char* text, long length)
 {
     return packet.bytes >= offset + length && std::memcmp(packet.packet + offset, text, size_t(length)) == 0;
@@ -67,11 +73,11 @@ OggStreamType oggStreamType(const QString& path)
     ZT_ASSERT(ogg_sync_pageout(&syncState, &page) == 1,
               QStringLiteral("Input does not appear to be an Ogg bitstream."));
 
-    // The stream state is not cleared for Vorbis, Speex and Opus: only the
-    // FLAC and unknown outcomes clear it. That has always been so and is
-    // kept; its few kilobytes are released with the process.
+    // Cleared on every way out, whatever the stream turns out to be: a run
+    // sniffs every Ogg file it converts.
     ogg_stream_state streamState;
     ogg_stream_init(&streamState, ogg_page_serialno(&page));
+    std::unique_ptr<ogg_stream_state, StreamStateDeleter> streamGuard(&streamState);
     ZT_ASSERT(ogg_stream_pagein(&streamState, &page) == 0,
               QStringLiteral("Error reading first page of Ogg bitstream data."));
 
@@ -88,10 +94,8 @@ OggStreamType oggStreamType(const QString& path)
         type = OggStreamTypeOpus;
     } else if (packet.bytes >= 9 && hasPrefix(packet, 1, "FLAC", 4)) {
         type = OggStreamTypeFLAC;
-        ogg_stream_clear(&streamState);
     } else {
         type = OggStreamTypeUnknown;
-        ogg_stream_clear(&streamState);
     }
 
     const int fd = file.release();
@@ -109,10 +113,13 @@ QString uniqueFilePath(const QString& path)
     const QString suffix = info.suffix();
     const QString base = suffix.isEmpty() ? info.fileName() : info.completeBaseName();
     for (unsigned long n = 2;; ++n) {
-        QString name = QStringLiteral("%1 %2").arg(base).arg(n);
+        // The counter and extension stay; a name already at the file
+        // system's limit gives up the end of its base for them.
+        QString tail = QStringLiteral(" %1").arg(n);
         if (!suffix.isEmpty()) {
-            name += u'.' + suffix;
+            tail += u'.' + suffix;
         }
+        const QString name = FileNameLimit::fit(base, tail);
         const QString candidate = folder + u'/' + name;
         if (!QFileInfo::exists(candidate)) {
             return candidate;

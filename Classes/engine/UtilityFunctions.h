@@ -21,7 +21,9 @@ OggStreamType oggStreamType(const QString& path);
 
 // The unique form of a path: path itself when nothing exists there, else the
 // first free "name N.ext" (N = 2, 3, ...) in the same folder; a name without
-// an extension gets none ("notes" gives "notes 2").
+// an extension gets none ("notes" gives "notes 2"). The numbered name stays
+// within FileNameLimit: a name at the limit loses the end of its base to
+// " N", never its extension.
 QString uniqueFilePath(const QString& path);
 
 // A new, empty, closed file in the temporary folder, named

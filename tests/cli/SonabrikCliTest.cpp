@@ -172,6 +172,47 @@ TEST_F(SonabrikCliTest, NamingSchemesMakeFoldersAndTheNameCommandPreviewsThem)
     EXPECT_FALSE(record.contains(QStringLiteral("albumArtist")));
 }
 
+// Tags longer than a file name may be still name the output: each folder and
+// file name is cut to 255 bytes between characters, the file keeps ".mp3",
+// and the tags inside keep their whole text.
+TEST_F(SonabrikCliTest, LongNonASCIITagsMakeNamesThatFitTheFileSystem)
+{
+    QDir().mkpath(in());
+    const QString title = QStringLiteral("é").repeated(200);
+    const QString album = QStringLiteral("音").repeated(200);
+    const QString flac = in(QStringLiteral("long.flac"));
+    const ToolResult made =
+        runTool(QStringLiteral("sox"),
+                {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                 QStringLiteral("-c"), QStringLiteral("1"), QStringLiteral("--comment"),
+                 QStringLiteral("TITLE=") + title, QStringLiteral("--add-comment"),
+                 QStringLiteral("ALBUM=") + album, flac, QStringLiteral("synth"), QStringLiteral("0.5"),
+                 QStringLiteral("sine"), QStringLiteral("440")});
+    ASSERT_EQ(made.exitCode, 0);
+    const QString scheme = QStringLiteral("{albumTitle}/{trackTitle}");
+    // Two sources with the same tags: the second gets a numbered name.
+    ASSERT_TRUE(QFile::copy(flac, in(QStringLiteral("long2.flac"))));
+    const CliResult result =
+        cli({QStringLiteral("convert"), QStringLiteral("-n"), scheme, QStringLiteral("-o"), out(), in()});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QStringList written = filesBelow(out());
+    ASSERT_EQ(written.size(), 2) << written.join(u'\n').toStdString();
+    for (const QString& file : written) {
+        const QStringList components = file.split(u'/');
+        ASSERT_EQ(components.size(), 2);
+        EXPECT_EQ(components[0], album.left(85)); // 85 × 3 bytes
+        EXPECT_LE(components[1].toUtf8().size(), 255);
+        EXPECT_TRUE(components[1].startsWith(title.left(120))) << file.toStdString();
+        EXPECT_TRUE(components[1].endsWith(QStringLiteral(".mp3")));
+        EXPECT_NEAR(duration(out(file)), 0.5, 0.06);
+        const QJsonObject tags = mutagenTags(out(file));
+        EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), title);
+        EXPECT_EQ(id3v2Text(tags, QStringLiteral("TALB")), album);
+    }
+    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(125) + QStringLiteral(".mp3")));
+    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(124) + QStringLiteral(" 2.mp3")));
+}
+
 TEST_F(SonabrikCliTest, OverwriteAnswersComeFromTheTerminalOrTheCommandLine)
 {
     const QStringList sources{source(QStringLiteral("ctl-short.wav"), QStringLiteral("a.wav")),
@@ -388,6 +429,54 @@ TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTra
     EXPECT_TRUE(trashed.contains(QStringLiteral("good1.flac")));
     EXPECT_TRUE(trashed.contains(QStringLiteral("good2.ogg")));
     EXPECT_FALSE(trashed.contains(QStringLiteral("broken.flac")));
+}
+
+// A source that breaks once its audio is being encoded fails alone, says
+// why, and leaves neither its half-written MP3 nor anything else in the
+// temporary folder.
+TEST_F(SonabrikCliTest, AFileThatBreaksWhileEncodingLeavesNoTemporaryFiles)
+{
+    QDir().mkpath(in());
+    const QString wav = scratch.file(QStringLiteral("whole.wav"));
+    const QString whole = scratch.file(QStringLiteral("whole.tta"));
+    ASSERT_EQ(
+        runTool(QStringLiteral("sox"),
+                {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                 QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"), wav,
+                 QStringLiteral("synth"), QStringLiteral("5"), QStringLiteral("pinknoise")})
+            .exitCode,
+        0);
+    ASSERT_EQ(runTool(QStringLiteral("ffmpeg"),
+                      {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), wav,
+                       QStringLiteral("-c:a"), QStringLiteral("tta"), whole})
+                  .exitCode,
+              0);
+    // The header promises five seconds and its seek table every frame; the
+    // frames stop after two, so the decoder fails in the middle of the
+    // encode, with the MP3 already begun.
+    const QByteArray bytes = fileBytes(whole);
+    QFile cut(in(QStringLiteral("cut.tta")));
+    ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
+    cut.write(bytes.left(bytes.size() * 2 / 5));
+    cut.close();
+    source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("good.ogg"));
+
+    const QString temporary = scratch.file(QStringLiteral("tmp"));
+    QDir().mkpath(temporary);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TMPDIR"), temporary);
+    const CliResult result =
+        cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), in()}, {}, environment);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 2 Files.")))
+        << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral(
+        "MP3 Encode Operation Failed To Encode File: cut.tta.  Error:TTA Decoder process_stream Error")))
+        << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains(QStringLiteral("FAILED: ") + in(QStringLiteral("cut.tta"))))
+        << result.out.toStdString();
+    EXPECT_EQ(filesBelow(out()), QStringList{QStringLiteral("good.mp3")});
+    EXPECT_EQ(filesBelow(temporary), QStringList{});
 }
 
 // The amplitude of a whole-hertz tone over one second of a channel.

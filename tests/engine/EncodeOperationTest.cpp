@@ -224,6 +224,53 @@ TEST(EncodeOperation, savesTheCoverWithAnExtensionByItsType)
     }
 }
 
+// Tags longer than a file name may be: every folder and file name made from
+// them is cut to the file system's 255 bytes at a character boundary, the
+// file keeps ".mp3", and the numbered name of a second file fits as well.
+TEST(EncodeOperation, namesFromLongTagsFitTheFileSystem)
+{
+    // Two, three and four bytes of UTF-8 a character, and a letter with a
+    // combining accent that must not lose it.
+    for (const QString& character : {QStringLiteral("é"), QStringLiteral("音"),
+                                     QString::fromUtf8("\U0001D11E"), QStringLiteral("e\u0301")}) {
+        ScratchDir in, out;
+        PreferencesScope preferences({{"destinationDirectory", out.path()},
+                                      {"useCustomNamingScheme", true},
+                                      {"customNamingScheme", QStringLiteral("{albumTitle}/{trackTitle}")}});
+        BasicEncodeDelegate delegate;
+        const QString source = in.copyOf(shortSource(), QStringLiteral("song.wav"));
+        auto metadata = std::make_shared<AudioMetadata>();
+        metadata->setTrackTitle(character.repeated(200));
+        metadata->setAlbumTitle(character.repeated(200));
+        QStringList written;
+        for (int run = 0; run < 2; ++run) {
+            Encode encode(delegate, source);
+            encode->setMetadata(metadata);
+            encode.run();
+            ASSERT_TRUE(encode->success()) << character.toStdString();
+            written << encode->outFilePath();
+        }
+        EXPECT_EQ(filesBelow(out.path()).size(), 2);
+        for (const QString& path : written) {
+            ASSERT_TRUE(QFileInfo::exists(path)) << path.toStdString();
+            const QStringList components = QDir(out.path()).relativeFilePath(path).split(u'/');
+            ASSERT_EQ(components.size(), 2);
+            for (const QString& component : components) {
+                EXPECT_LE(component.toUtf8().size(), 255) << component.toStdString();
+                EXPECT_GT(component.toUtf8().size(), 240) << component.toStdString();
+                // Cut between characters: the name is whole characters only.
+                EXPECT_TRUE(component.startsWith(character));
+            }
+            const QString album = components[0];
+            EXPECT_EQ(album, character.repeated(album.size() / character.size()));
+            EXPECT_TRUE(components[1].endsWith(QStringLiteral(".mp3")));
+        }
+        const QString first = QFileInfo(written[0]).completeBaseName();
+        EXPECT_EQ(first, character.repeated(first.size() / character.size()));
+        EXPECT_TRUE(QFileInfo(written[1]).completeBaseName().endsWith(QStringLiteral(" 2")));
+    }
+}
+
 // Writing metadata only into an MP3 source: the file keeps its audio and
 // place and gets the record's tags; other sources are refused.
 TEST(EncodeOperation, metadataOnlyRewritesAnMP3InPlace)

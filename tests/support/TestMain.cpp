@@ -53,12 +53,6 @@ extern "C" {
 const char* __lsan_default_suppressions()
 {
     return
-        // oggStreamType leaves the stream state of Vorbis, Speex and Opus
-        // files uncleared; that has always been so and is kept. It is named
-        // by libogg's allocating function because libogg is built without
-        // frame pointers: the recorded stack ends there and never shows the
-        // caller. Every other stream state of ours is cleared by its owner.
-        "leak:ogg_stream_init\n"
         // Font and session-bus caches of the platform plugins.
         "leak:libfontconfig\n"
         "leak:libdbus\n";
