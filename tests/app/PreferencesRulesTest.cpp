@@ -105,9 +105,6 @@ TEST(PreferencesRulesTest, EveryMenuTokenIsOneTheNamingFunctionKnows)
         ASSERT_TRUE(token.startsWith('{') && token.endsWith('}')) << item.token;
         EXPECT_TRUE(names.contains(token.mid(1, token.size() - 2))) << item.token;
     }
-    EXPECT_EQ(FormatSpecifierMenu::tokenForTag(1), "{trackTitle}");
-    EXPECT_EQ(FormatSpecifierMenu::tokenForTag(29), "{sourceEncodedWith}");
-    EXPECT_TRUE(FormatSpecifierMenu::tokenForTag(0).isEmpty());
     EXPECT_TRUE(FormatSpecifierMenu::tokenForTag(30).isEmpty());
 }
 

@@ -91,15 +91,7 @@ protected:
 
     QString out() const { return scratch.file(QStringLiteral("out")); }
 
-    void queue(const QStringList& paths)
-    {
-        bool parsed = false;
-        auto connection = QObject::connect(&controller, &ApplicationController::parsingFinished,
-                                           [&parsed] { parsed = true; });
-        controller.applicationOpenFiles(paths);
-        ASSERT_TRUE(waitUntil([&] { return parsed; }));
-        QObject::disconnect(connection);
-    }
+    void queue(const QStringList& paths) { ASSERT_TRUE(openFilesAndWait(controller, paths)); }
 
     bool waitForRunEnd(int runs = 1)
     {

@@ -70,12 +70,7 @@ struct Program
 
     void queue(const QStringList& paths)
     {
-        bool parsed = false;
-        auto connection = QObject::connect(&controller, &ApplicationController::parsingFinished,
-                                           [&parsed] { parsed = true; });
-        controller.applicationOpenFiles(paths);
-        ASSERT_TRUE(waitUntil([&] { return parsed; }));
-        QObject::disconnect(connection);
+        ASSERT_TRUE(openFilesAndWait(controller, paths));
         window.queueModel()->flushPendingRows();
     }
 

@@ -1,5 +1,7 @@
 #include "ScriptedUserInterface.h"
 
+#include "ApplicationController.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QTimer>
@@ -47,4 +49,15 @@ bool waitUntil(const std::function<bool()>& done, int timeoutSeconds)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     }
     return true;
+}
+
+bool openFilesAndWait(ApplicationController& controller, const QStringList& paths)
+{
+    bool parsed = false;
+    const QMetaObject::Connection connection =
+        QObject::connect(&controller, &ApplicationController::parsingFinished, [&parsed] { parsed = true; });
+    controller.applicationOpenFiles(paths);
+    const bool finished = waitUntil([&] { return parsed; });
+    QObject::disconnect(connection);
+    return finished;
 }

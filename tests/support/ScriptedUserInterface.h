@@ -7,6 +7,8 @@
 
 #include "UserInterface.h"
 
+class ApplicationController;
+
 #include <QList>
 #include <QStringList>
 
@@ -80,3 +82,7 @@ private:
 
 // Turns the event loop until done() holds; false after timeoutSeconds.
 bool waitUntil(const std::function<bool()>& done, int timeoutSeconds = 60);
+
+// Hands paths to the controller's intake, as a drop does, and turns the
+// event loop until the intake has finished with them; false on a timeout.
+bool openFilesAndWait(ApplicationController& controller, const QStringList& paths);
