@@ -5,7 +5,9 @@
 // Threads: call from any thread but receiver's own; receiver's thread must be
 // running its event loop, or the caller waits forever.
 // Failures: an exception thrown by fn cannot cross the event loop; it is
-// caught there and rethrown in the caller.
+// caught there and rethrown in the caller. When the receiver is destroyed
+// (or its thread ends) before the call ran, fn is not run and the caller
+// returns.
 
 #include <functional>
 

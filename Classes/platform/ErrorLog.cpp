@@ -22,9 +22,12 @@ void ErrorLog::logMessage(const QString& message)
     ErrorLog* log = shared();
     qsizetype index;
     {
-        QMutexLocker locker(&log->m_lock);
+        std::lock_guard locker(log->m_lock);
         index = log->m_errorLog.size();
-        log->insertObjectInErrorLogAtIndex(ErrorLogEntry{QDateTime::currentDateTime(), message}, index);
+        // UTC: local time would have every worker that logs read the time
+        // zone through the C library's global state, and the log's text is
+        // in UTC anyway.
+        log->insertObjectInErrorLogAtIndex(ErrorLogEntry{QDateTime::currentDateTimeUtc(), message}, index);
     }
     Q_EMIT log->entryInserted(index);
 }
@@ -36,13 +39,13 @@ void ErrorLog::insertObjectInErrorLogAtIndex(const ErrorLogEntry& entry, qsizety
 
 QList<ErrorLogEntry> ErrorLog::errorLog() const
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     return m_errorLog;
 }
 
 qsizetype ErrorLog::count() const
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     return m_errorLog.size();
 }
 
@@ -62,7 +65,7 @@ QString ErrorLog::errorLogAsString() const
 
 void ErrorLog::clear()
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     // Announced under the lock so that no message from another thread can
     // slip in between the announcement and the removal.
     Q_EMIT errorLogWillChange();

@@ -11,13 +11,13 @@
 
 #include <QDateTime>
 #include <QList>
-#include <QRecursiveMutex>
 #include <QObject>
 #include <QString>
+#include <mutex>
 
 struct ErrorLogEntry
 {
-    QDateTime date; // when the message was logged
+    QDateTime date; // when the message was logged, in UTC
     QString log;    // the message
 };
 
@@ -67,7 +67,8 @@ private:
     void insertObjectInErrorLogAtIndex(const ErrorLogEntry& entry, qsizetype index);
 
     // Recursive, so that an observer of clear() on the same thread may read
-    // the log from its slot.
-    mutable QRecursiveMutex m_lock;
+    // the log from its slot. A standard mutex, so that thread checkers see
+    // what it orders.
+    mutable std::recursive_mutex m_lock;
     QList<ErrorLogEntry> m_errorLog;
 };

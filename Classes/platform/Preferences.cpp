@@ -5,7 +5,6 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QMutexLocker>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -51,7 +50,7 @@ Preferences::~Preferences() = default;
 
 QVariant Preferences::value(const QString& key) const
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     const auto overridden = m_overrides.constFind(key);
     if (overridden != m_overrides.constEnd()) {
         return *overridden;
@@ -99,58 +98,58 @@ void Preferences::setValue(const QString& key, const QVariant& value)
         removeValue(key);
         return;
     }
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     m_settings->setValue(key, value);
     m_settings->sync();
 }
 
 void Preferences::setOverride(const QString& key, const QVariant& value)
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     m_overrides.insert(key, value);
 }
 
 void Preferences::removeAllOverrides()
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     m_overrides.clear();
 }
 
 void Preferences::removeValue(const QString& key)
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     m_settings->remove(key);
     m_settings->sync();
 }
 
 bool Preferences::hasStoredValue(const QString& key) const
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     return m_settings->contains(key);
 }
 
 void Preferences::removeAllValues()
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     m_settings->clear();
     m_settings->sync();
 }
 
 void Preferences::registerDefaults(const QVariantMap& defaults)
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     m_defaults.insert(defaults);
 }
 
 QVariantMap Preferences::registeredDefaults() const
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     return m_defaults;
 }
 
 QString Preferences::fileName() const
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     return m_settings->fileName();
 }
 
@@ -163,7 +162,7 @@ QVariantMap Preferences::defaultsResource()
         // Only a broken build gets here; the program still runs on the
         // built-in fallbacks of each reader.
         ErrorLog::logMessage(QStringLiteral("Could not read the default preferences %1: %2")
-                                                 .arg(kDefaultsResourcePath, error));
+                                 .arg(kDefaultsResourcePath, error));
         return {};
     }
     return defaults.toMap();

@@ -18,12 +18,12 @@
 // neither stored nor registered reads as an invalid QVariant, 0, false or
 // the empty string.
 
-#include <QMutex>
 #include <QSettings>
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
 #include <memory>
+#include <mutex>
 
 class Preferences
 {
@@ -76,7 +76,8 @@ public:
     ~Preferences();
 
 private:
-    mutable QMutex m_lock;
+    // A standard mutex, so that thread checkers see what it orders.
+    mutable std::mutex m_lock;
     std::unique_ptr<QSettings> m_settings;
     QVariantMap m_defaults;
     QVariantMap m_overrides;

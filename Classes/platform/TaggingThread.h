@@ -10,20 +10,24 @@
 // run in arrival order. A call made on the tagging thread itself runs at
 // once (no deadlock when a tag call nests another).
 //
+// The thread is a standard thread running a Qt event loop (Qt adopts it),
+// and its Qt objects are made and destroyed on it: stopping it is a join,
+// which orders everything the thread did before the destructor returns.
+//
 // Failures: an exception thrown by a call is carried back and rethrown in
 // the sender. Destruction stops the event loop and joins the thread; calls
 // still queued then are not run, so destroy it only when no operation runs.
 
-#include <QThread>
 #include <functional>
-#include <memory>
+#include <thread>
 
+class QEventLoop;
 class QObject;
 
 class TaggingThread
 {
 public:
-    // Starts the thread.
+    // Starts the thread and returns once its event loop takes calls.
     TaggingThread();
     TaggingThread(const TaggingThread&) = delete;
     TaggingThread& operator=(const TaggingThread&) = delete;
@@ -32,10 +36,12 @@ public:
     void runAndWait(const std::function<void()>& fn);
 
     bool isCurrentThread() const;
-    QThread* thread() const { return m_thread.get(); }
 
 private:
-    std::unique_ptr<QThread> m_thread;
-    // Lives on m_thread; calls are queued to it.
-    std::unique_ptr<QObject> m_receiver;
+    std::thread m_thread;
+    // Set by the thread before the constructor returns, never changed
+    // afterwards; the loop and the receiver live on the thread's stack.
+    std::thread::id m_threadId;
+    QEventLoop* m_loop = nullptr;
+    QObject* m_receiver = nullptr;
 };
