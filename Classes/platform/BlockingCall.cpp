@@ -19,6 +19,9 @@ std::mutex postingLock;
 
 struct Call
 {
+    // A copy made by the sender before posting: the receiver reads nothing
+    // of the sender's stack but what fn itself refers to.
+    std::function<void()> fn;
     std::mutex mutex;
     std::condition_variable finished;
     bool done = false;
@@ -41,7 +44,7 @@ struct Call
 class Task
 {
 public:
-    Task(std::shared_ptr<Call> call, const std::function<void()>& fn) : m_call(std::move(call)), m_fn(&fn) {}
+    explicit Task(std::shared_ptr<Call> call) : m_call(std::move(call)) {}
     Task(Task&&) noexcept = default;
     Task& operator=(Task&&) = delete;
     ~Task()
@@ -60,7 +63,7 @@ public:
         }
         std::exception_ptr failure;
         try {
-            (*m_fn)();
+            m_call->fn();
         } catch (...) {
             failure = std::current_exception();
         }
@@ -69,7 +72,6 @@ public:
 
 private:
     std::shared_ptr<Call> m_call;
-    const std::function<void()>* m_fn;
 };
 
 } // namespace
@@ -79,11 +81,12 @@ namespace BlockingCall {
 void runOn(QObject* receiver, const std::function<void()>& fn)
 {
     auto call = std::make_shared<Call>();
+    call->fn = fn;
     {
         // Held until Qt has let go of its own reference to the call, so that
         // the receiver is the one that destroys it.
         std::lock_guard posting(postingLock);
-        QMetaObject::invokeMethod(receiver, Task(call, fn), Qt::QueuedConnection);
+        QMetaObject::invokeMethod(receiver, Task(call), Qt::QueuedConnection);
     }
     std::unique_lock lock(call->mutex);
     call->finished.wait(lock, [&] { return call->done; });
