@@ -231,10 +231,16 @@ bool EncodeOperation::createdOutputPathsContains(const QString& path)
 
 void EncodeOperation::pauseForUserInput()
 {
-    m_executing = false;
-    m_waitingUserInput = true;
-    Q_EMIT isExecutingChanged();
-    Q_EMIT waitingUserInputChanged();
+    // Announced on the main thread while the worker waits, as completion
+    // is: the owner may settle the operation (and disconnect from it) the
+    // moment it hears of the pause, and the worker must not still be inside
+    // its own notices then.
+    MainThread::runAndWait([this] {
+        m_executing = false;
+        m_waitingUserInput = true;
+        Q_EMIT isExecutingChanged();
+        Q_EMIT waitingUserInputChanged();
+    });
 }
 
 bool EncodeOperation::determineOutputPath()

@@ -14,7 +14,8 @@
 // State is observable: isExecutingChanged, isFinishedChanged,
 // waitingUserInputChanged, currentFrameChanged, currentStatusChanged and
 // metadataChanged are emitted on the thread that changed the value (the
-// operation's own thread for progress, the main thread for completion);
+// operation's own thread for progress, the main thread for completion and
+// for the pause for the user's answer);
 // observers on other threads connect with a queued connection.
 //
 // Lifecycle: created → start() runs main() on a thread of its own →
