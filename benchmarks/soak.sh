@@ -256,6 +256,21 @@ if [ -s "$work/stderr" ] && grep -q 'Sanitizer\|runtime error:' "$work/stderr"; 
     grep -m5 'ERROR: .*Sanitizer\|runtime error:' "$work/stderr"
     echo bad >"$work/verdict"
 fi
+# A sample of the outputs, read by ffprobe: each must be an MP3 stream of
+# some length; those made from tagged sources carry the source's title.
+mapfile -t sample < <(find "$out" -name '*.mp3' | sort | awk 'NR % 97 == 1')
+unreadable=0 titled=0
+for f in "${sample[@]}"; do
+    read -r codec duration title < <(ffprobe -v error -show_entries stream=codec_name:format=duration:format_tags=title \
+        -of default=nw=1:nk=1 "$f" | tr '\n' ' ')
+    if [ "${codec:-}" != mp3 ] || ! awk -v d="${duration:-0}" 'BEGIN { exit !(d > 0) }'; then
+        unreadable=$((unreadable + 1))
+        echo "  unreadable output: $f"
+    fi
+    [ "${title% }" = "Soak Tone" ] && titled=$((titled + 1))
+done
+echo "outputs read by ffprobe: ${#sample[@]}, unreadable $unreadable, with the sources' title $titled"
+[ "$unreadable" -eq 0 ] || echo bad >"$work/verdict"
 left=$(find "$work/tmp" -mindepth 1 | wc -l)
 echo "temporary files left: $left"
 find "$work/tmp" -mindepth 1 | head -10 | sed 's/^/  /'
