@@ -15,15 +15,21 @@
 # The files are copies of a few dozen templates written by the encoders
 # themselves (sox, flac, lame, oggenc, opusenc, speexenc, wavpack, mpcenc,
 # ffmpeg), the DSD modulator of tests/fixtures and a small module written
-# here. The program runs with a TMPDIR and HOME of the script's own, so its
+# here. A broken file that is another format's whole file under a name the
+# platform reader takes is converted (that reader goes by content): those
+# are listed, not counted as faults. The program runs with a TMPDIR and HOME of the script's own, so its
 # temporary folder and its preferences are the run's alone.
 #
 # Prints the files converted and failed, the error-log lines of each failed
 # file, peak RSS (VmHWM) as the run passes a tenth of the files (1,000 of
-# 10,000) and at its end, and the temporary files left. Exits 1 when a good
-# file failed, a failed file does not have exactly one error-log line naming
-# it, the peak grew by 20 MiB or more between the two marks, or a temporary
-# file was left.
+# 10,000) and at its end, and the temporary files left. A failed file gets
+# the lines of the decoders and readers that refused it (each names the file
+# or the step that failed) and exactly one line of its encode operation.
+# Exits 1 when a good file failed or was named in the error log, a failed
+# file does not have exactly one line of its encode operation, an output
+# sampled is not an MP3 ffprobe reads, a sanitizer reported something, the
+# peak grew by 20 MiB or more between the two marks (not judged for a
+# sanitized program), or a temporary file was left.
 set -euo pipefail
 
 files=10000
@@ -262,7 +268,7 @@ mapfile -t sample < <(find "$out" -name '*.mp3' | sort | awk 'NR % 97 == 1')
 unreadable=0 titled=0
 for f in "${sample[@]}"; do
     read -r codec duration title < <(ffprobe -v error -show_entries stream=codec_name:format=duration:format_tags=title \
-        -of default=nw=1:nk=1 "$f" | tr '\n' ' ')
+        -of default=nw=1:nk=1 "$f" | tr '\n' ' ') || true
     if [ "${codec:-}" != mp3 ] || ! awk -v d="${duration:-0}" 'BEGIN { exit !(d > 0) }'; then
         unreadable=$((unreadable + 1))
         echo "  unreadable output: $f"
@@ -280,6 +286,12 @@ echo "peak RSS: ${hwm_at_mark} KiB at $mark files, ${peak} KiB at $files files: 
 echo "VmHWM as the run went (files:KiB): ${curve[*]}"
 verdict=$(cat "$work/verdict")
 [ "$left" -eq 0 ] || verdict=bad
-[ "$growth" -lt $((20 * 1024)) ] || verdict=bad
+if ldd "$cli" | grep -q libasan; then
+    # AddressSanitizer holds freed memory back in its quarantine: the peak
+    # then says nothing about what the program keeps.
+    echo "(sanitized program: the peak RSS is not judged)"
+elif [ "$growth" -ge $((20 * 1024)) ]; then
+    verdict=bad
+fi
 echo "verdict: $verdict"
 [ "$verdict" = ok ]
