@@ -281,7 +281,8 @@ left=$(find "$work/tmp" -mindepth 1 | wc -l)
 echo "temporary files left: $left"
 find "$work/tmp" -mindepth 1 | head -10 | sed 's/^/  /'
 growth=$((peak - hwm_at_mark))
-echo "peak RSS: ${hwm_at_mark} KiB at $mark files, ${peak} KiB at $files files: growth $((growth / 1024)) MiB" \
+echo "peak RSS: ${hwm_at_mark} KiB at $mark files, ${peak} KiB at $files files:" \
+    "growth $(awk -v g="$growth" 'BEGIN { printf "%.1f", g / 1024 }') MiB" \
     "($((growth * 1024 / (files - mark))) bytes per file)"
 echo "VmHWM as the run went (files:KiB): ${curve[*]}"
 verdict=$(cat "$work/verdict")
