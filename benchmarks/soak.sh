@@ -176,10 +176,19 @@ for _ in $(seq 100); do
     sleep 0.05
 done
 # VmHWM of the program as the run passes each tenth of the files.
-hwm_at_mark= curve=()
-next=$mark
+# A run in which no file finishes for five minutes has hung: it is stopped
+# and reported.
+hwm_at_mark= curve=() hung=0
+next=$mark last=-1 since=$SECONDS
 while [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; do
     finished=$(grep -c '^\[' "$work/stdout" || true)
+    if [ "$finished" != "$last" ]; then
+        last=$finished since=$SECONDS
+    elif [ $((SECONDS - since)) -gt 300 ]; then
+        hung=1
+        kill "$pid" 2>/dev/null || true
+        break
+    fi
     if [ "$finished" -ge "$next" ]; then
         hwm=$(awk '/^VmHWM/ {print $2}' "/proc/$pid/status" 2>/dev/null || true)
         if [ -n "$hwm" ]; then
@@ -197,6 +206,8 @@ peak=$(awk -F': ' '/Maximum resident set size/ {print $2}' "$work/time")
 
 # ----------------------------------------------------------------- report
 echo "sonabrik-cli exit status $status after ${seconds%.*} s"
+[ "$hung" = 0 ] || echo "HUNG: no file finished for five minutes after $last files; stopped"
+grep -h 'terminated by signal' "$work/time" || true
 /usr/bin/python3 - "$work" "$in" "$out" "$good" <<'EOF'
 import os, re, sys
 work, indir, outdir, good = sys.argv[1], sys.argv[2], sys.argv[3], int(sys.argv[4])
@@ -205,7 +216,7 @@ broken = {os.path.basename(p) for p in open(os.path.join(work, "broken.txt")).re
 results = {}
 for line in open(os.path.join(work, "stdout"), encoding="utf-8", errors="replace"):
     m = re.match(r"\[\d+/\d+\] (\w+): (.*)$", line.rstrip("\n"))
-    if m:
+    if m and os.path.basename(m.group(2)) in names:
         results[os.path.basename(m.group(2))] = m.group(1)
 err = open(os.path.join(work, "stderr"), encoding="utf-8", errors="replace").read()
 log = err.split("\nError log:\n", 1)[1] if "\nError log:\n" in err else ""
@@ -280,14 +291,22 @@ echo "outputs read by ffprobe: ${#sample[@]}, unreadable $unreadable, with the s
 left=$(find "$work/tmp" -mindepth 1 | wc -l)
 echo "temporary files left: $left"
 find "$work/tmp" -mindepth 1 | head -10 | sed 's/^/  /'
-growth=$((peak - hwm_at_mark))
-echo "peak RSS: ${hwm_at_mark} KiB at $mark files, ${peak} KiB at $files files:" \
-    "growth $(awk -v g="$growth" 'BEGIN { printf "%.1f", g / 1024 }') MiB" \
-    "($((growth * 1024 / (files - mark))) bytes per file)"
-echo "VmHWM as the run went (files:KiB): ${curve[*]}"
 verdict=$(cat "$work/verdict")
+if [ -n "$hwm_at_mark" ] && [ -n "$peak" ]; then
+    growth=$((peak - hwm_at_mark))
+    echo "peak RSS: ${hwm_at_mark} KiB at $mark files, ${peak} KiB at $files files:" \
+        "growth $(awk -v g="$growth" 'BEGIN { printf "%.1f", g / 1024 }') MiB" \
+        "($((growth * 1024 / (files - mark))) bytes per file)"
+    echo "VmHWM as the run went (files:KiB): ${curve[*]}"
+else
+    # The run ended before the first mark was read (too few files).
+    growth=0
+    echo "peak RSS: ${peak:-?} KiB at the end; the run was too short to read it at $mark files"
+fi
 [ "$left" -eq 0 ] || verdict=bad
-if ldd "$cli" | grep -q libasan; then
+[ "$hung" = 0 ] || verdict=bad
+! grep -q 'terminated by signal' "$work/time" || verdict=bad
+if ldd "$cli" 2>/dev/null | grep -q libasan; then
     # AddressSanitizer holds freed memory back in its quarantine: the peak
     # then says nothing about what the program keeps.
     echo "(sanitized program: the peak RSS is not judged)"
