@@ -51,7 +51,7 @@ peak() {
     done
     rm -rf "$work/out"
     /usr/bin/time -f %M -o "$work/rss" "$cli" convert -j 1 -o "$work/out" "$folder" >"$work/stdout" 2>&1 &
-    local timer=$! pid= queued=
+    local timer=$! pid='' queued=''
     while [ -z "$pid" ] && kill -0 "$timer" 2>/dev/null; do
         pid=$(pgrep -P "$timer" || true)
         sleep 0.01

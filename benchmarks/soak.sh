@@ -118,7 +118,7 @@ open("soak.mod", "wb").write(bytes(header) + pattern(rows) + sample)
 EOF
 rm -f s.wav m.wav s-16k.wav m-16k.wav s-16.wav m-16.wav dsd_modulator
 for v in s m; do mv $v.wav.wav $v.wav; done
-mapfile -t templates < <(ls | sort)
+mapfile -t templates < <(find . -maxdepth 1 -type f -printf '%f\n' | sort)
 cd - >/dev/null
 exec 2>&3 3>&-
 
@@ -178,7 +178,7 @@ done
 # VmHWM of the program as the run passes each tenth of the files.
 # A run in which no file finishes for five minutes has hung: it is stopped
 # and reported.
-hwm_at_mark= curve=() hung=0
+hwm_at_mark='' curve=() hung=0
 next=$mark last=-1 since=$SECONDS
 while [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; do
     finished=$(grep -c '^\[' "$work/stdout" || true)
