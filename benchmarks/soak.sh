@@ -63,8 +63,9 @@ ff() { ffmpeg -nostdin -hide_banner -loglevel error -y "$@"; }
 sx() { sox -D -V1 "$@"; }
 tags=(-metadata "title=Soak Tone" -metadata "artist=Soak Artist" -metadata "album=Soak Album"
     -metadata "track=3" -metadata "genre=Test" -metadata "date=2024")
-# The encoders' chatter goes to a log of its own.
+# The encoders' chatter goes to a log of its own, shown when one fails.
 exec 3>&2 2>"$work/generate.log"
+trap 'exec 2>&3; echo "writing the templates failed:" >&2; tail -5 "$work/generate.log" >&2' ERR
 cd "$tpl"
 # Two signals: CD-like stereo, and mono at 48 kHz in 24 bits.
 sx -n -r 44100 -c 2 -b 16 s.wav synth 0.2 sine 440 sine 660 gain -3
@@ -120,11 +121,13 @@ rm -f s.wav m.wav s-16k.wav m-16k.wav s-16.wav m-16.wav dsd_modulator
 for v in s m; do mv $v.wav.wav $v.wav; done
 mapfile -t templates < <(find . -maxdepth 1 -type f -printf '%f\n' | sort)
 cd - >/dev/null
+trap - ERR
 exec 2>&3 3>&-
 
 # ----------------------------------------------------------- the file set
-# Every 50th file is broken, each in one of six ways, cycling through the
-# templates so that every decoder meets every kind of damage.
+# Every 50th file is broken, in one of six ways. The broken files cycle
+# through the templates, and each pass through them shifts the kinds by one,
+# so that in 10,000 files every format meets five of the six kinds.
 /usr/bin/python3 - "$tpl" "$in" "$files" "${templates[@]}" <<'EOF'
 import os, random, shutil, sys
 tpl, dest, count, names = sys.argv[1], sys.argv[2], int(sys.argv[3]), sys.argv[4:]
@@ -135,11 +138,12 @@ kinds = ["empty", "truncated", "garbage", "wrongext", "badheader", "noise"]
 broken = 0
 with open(os.path.join(dest, "..", "broken.txt"), "w") as listing:
     for i in range(count):
-        name = names[i % len(names)]
         if i % 50 != 49:
+            name = names[i % len(names)]
             shutil.copyfile(os.path.join(tpl, name), os.path.join(dest, "f%05d-%s" % (i, name)))
             continue
-        kind = kinds[broken % len(kinds)]
+        name = names[broken % len(names)]
+        kind = kinds[(broken + broken // len(names)) % len(kinds)]
         body = data[name]
         broken += 1
         if kind == "empty":
@@ -165,6 +169,11 @@ echo "files: $files ($good good, $(wc -l < "$work/broken.txt") broken) from ${#t
 # ----------------------------------------------------------------- the run
 export TMPDIR=$work/tmp HOME=$work/home XDG_CONFIG_HOME=$work/home/.config \
     XDG_DATA_HOME=$work/home/.local/share XDG_CACHE_HOME=$work/home/.cache
+# MP3 sources are decoded and encoded again like the rest, rather than
+# skipped as files already of the output's type, so that the MP3 reader
+# meets its broken files too.
+mkdir -p "$HOME/.config/Sonabrik"
+printf '[General]\nskipFilesOfSameType=false\n' >"$HOME/.config/Sonabrik/Sonabrik.conf"
 mark=$((files >= 2000 ? 1000 : files / 10))
 start=$(date +%s.%N)
 /usr/bin/time -v -o "$work/time" "$cli" convert -j "$jobs" -o "$out" "$in" >"$work/stdout" 2>"$work/stderr" &
@@ -244,7 +253,7 @@ broken_silent = sorted(broken - set(results))
 wrong_count = sorted(n for n in failed if op_lines_of.get(n, 0) != 1)
 good_logged = sorted(n for n in names - broken if n in lines_of)
 outputs = os.listdir(outdir)
-print("converted: %d of %d good files, %d more skipped (MP3 sources of an MP3 output);"
+print("converted: %d of %d good files, %d more skipped;"
       " %d broken files converted anyway" % (len(done - broken), good, len(skipped - broken), len(broken_done)))
 print("failed: %d (%d broken, %d good); broken files never queued: %d"
       % (len(failed), len(failed & broken), len(good_failed), len(broken_silent)))
