@@ -292,6 +292,46 @@ const FullDisk kFullDisks[] = {
 INSTANTIATE_TEST_SUITE_P(Faults, CliFullDisk, ::testing::ValuesIn(kFullDisks),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// The tags go in after the audio, moving it behind them; when the disk
+// fills then, TagLib says nothing and the audio's end is lost. Such a file
+// fails, and is never put in place.
+TEST_F(CliFaults, TagsThatDoNotFitOnTheTemporaryDiskFailTheirFile)
+{
+    if (!Unprivileged::needed()) {
+        GTEST_SKIP() << "skipped: mounting a small disk needs root";
+    }
+    const QString cover = scratch.file(QStringLiteral("cover.png"));
+    const QString covered = in(QStringLiteral("covered.flac"));
+    const QString script = QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/hostile_files.py");
+    makeSource(QStringLiteral("covered.flac"), kShortSeconds);
+    for (const QStringList& step : {QStringList{QStringLiteral("png"), cover, QStringLiteral("16"),
+                                                QStringLiteral("16"), QStringLiteral("300000")},
+                                    QStringList{QStringLiteral("flacpicture"), covered, cover,
+                                                QStringLiteral("image/png"), QStringLiteral("0")}}) {
+        const ToolResult made = runTool(systemPython(), QStringList{script} + step);
+        ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
+    }
+    const SmallDisk disk(temporary(), "256k");
+    if (!disk.mounted()) {
+        GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << disk.error().toStdString();
+    }
+    const CliProgram::Result result = CliProgram::run(
+        {QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("1"), QStringLiteral("-o"), out(),
+         in(QStringLiteral("a.wav")), covered, in(QStringLiteral("c.wav"))},
+        environment());
+    EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 3 Files.")))
+        << result.err.toStdString();
+    EXPECT_TRUE(
+        result.err.contains(QStringLiteral("MP3 Encode Operation Failed To Encode File: covered.flac.  "
+                                           "Error:Unable to write the tags to the output file.")))
+        << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "c.mp3"}));
+    expectOnlyWholeOutputs("tags on a full disk");
+    EXPECT_EQ(temporaryFilesIn(temporary()), QStringList{});
+    expectSourcesUnchanged();
+}
+
 // A killed program leaves no output under its name that is not whole, and a
 // second run converts what the first did not.
 TEST_F(CliFaults, KilledMidRunAndRunAgain)
