@@ -131,6 +131,9 @@ struct MidRunFault
     int failed;              // files counted as failed
     const char* errorText;   // in the error log, when failed
     QStringList sourcesGone; // sources the fault removed or made unreadable
+    // With --delete-original: the sources that go to the Trash, those whose
+    // every output was written.
+    QStringList trashed = {};
 };
 
 void chmodOrFail(const QString& path, mode_t mode)
@@ -170,20 +173,26 @@ const MidRunFault kMidRunFaults[] = {
      {"b.mp3", "c.mp3"},
      0,
      "",
-     {}},
+     {},
+     {"a.wav", "b.wav", "c.wav"}},
     {"OutputFolderMadeReadOnly",
      [](const CliFaults& t) { chmodOrFail(t.out(), 0555); },
      {"a.mp3"},
      2,
      "Could Not Move Encoded File To Folder out.  Error:",
-     {}},
+     {},
+     {"a.wav"}},
 };
 
 TEST_P(CliMidRunFault, TheRunEndsWithItsReportAndOnlyWholeOutputs)
 {
     const MidRunFault& fault = GetParam();
     Unprivileged::own(scratch.path());
-    CliProcess run(arguments(), environment(), Unprivileged::needed());
+    QStringList arguments = this->arguments();
+    if (!fault.trashed.isEmpty()) {
+        arguments.insert(1, QStringLiteral("--delete-original"));
+    }
+    CliProcess run(arguments, environment(), Unprivileged::needed());
     ASSERT_TRUE(run.stopWhileSecondFileEncodes(temporary()));
     expectOnlyWholeOutputs("stopped");
     fault.act(*this);
@@ -214,7 +223,13 @@ TEST_P(CliMidRunFault, TheRunEndsWithItsReportAndOnlyWholeOutputs)
             chmodOrFail(in(name), 0644);
         }
     }
-    expectSourcesUnchanged(fault.sourcesGone);
+    // Only sources converted whole go to the Trash, and they go unchanged.
+    const QString trash = scratch.file(QStringLiteral("home/.local/share/Trash/files/"));
+    for (const QString& name : fault.trashed) {
+        EXPECT_FALSE(QFileInfo::exists(in(name))) << name.toStdString();
+        EXPECT_EQ(fileBytes(trash + name), original.at(name)) << name.toStdString();
+    }
+    expectSourcesUnchanged(fault.sourcesGone + fault.trashed);
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, CliMidRunFault, ::testing::ValuesIn(kMidRunFaults),
