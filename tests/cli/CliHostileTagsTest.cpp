@@ -17,6 +17,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -40,6 +41,12 @@ void hostile(const QStringList& arguments)
 QString hex(const QByteArray& bytes)
 {
     return QString::fromLatin1(bytes.toHex());
+}
+
+void png(const QString& path, int width, int height, qint64 padding)
+{
+    hostile({QStringLiteral("png"), path, QString::number(width), QString::number(height),
+             QString::number(padding)});
 }
 
 class CliHostileTags : public ::testing::Test
@@ -79,36 +86,50 @@ protected:
 
 // Every folder and file the run made is inside the output folder, visible,
 // and has a name the file system takes; the MP3s are whole.
-void expectVisibleNamesInside(const QString& scratchFolder, const QString& outFolder, int expectedFiles)
+void expectVisibleNamesInside(const QString& scratchFolder, const QString& outFolder, int expectedMP3s,
+                              const QByteArray& cover)
 {
     for (const QString& file : filesBelow(scratchFolder)) {
         EXPECT_TRUE(file.startsWith(QStringLiteral("in/")) || file.startsWith(QStringLiteral("out/")) ||
-                    file.startsWith(QStringLiteral("tmp/")))
+                    file.startsWith(QStringLiteral("tmp/")) || file == QStringLiteral("cover.png"))
             << "written outside the output folder: " << file.toStdString();
     }
     const QString outside = QFileInfo(outFolder).canonicalFilePath() + u'/';
     QDirIterator walk(outFolder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                       QDirIterator::Subdirectories);
-    int files = 0;
+    int mp3s = 0;
+    int covers = 0;
     while (walk.hasNext()) {
         const QString path = walk.next();
         const QString name = walk.fileName();
         EXPECT_TRUE(QFileInfo(path).canonicalFilePath().startsWith(outside)) << path.toStdString();
         EXPECT_FALSE(name.startsWith(u'.')) << "hidden: " << path.toStdString();
         EXPECT_LE(QFile::encodeName(name).size(), 255) << path.toStdString();
-        if (walk.fileInfo().isFile()) {
-            ++files;
+        if (!walk.fileInfo().isFile()) {
+            continue;
+        }
+        if (name.endsWith(QStringLiteral(".png"))) {
+            ++covers;
+            EXPECT_EQ(fileBytes(path), cover) << path.toStdString();
+        } else {
+            ++mp3s;
             EXPECT_TRUE(name.endsWith(QStringLiteral(".mp3"))) << path.toStdString();
             EXPECT_NEAR(probedDuration(path), 0.5, 0.06) << path.toStdString();
         }
     }
-    EXPECT_EQ(files, expectedFiles);
+    EXPECT_EQ(mp3s, expectedMP3s);
+    EXPECT_EQ(covers, cover.isEmpty() ? 0 : 1);
+}
+
+QStringList mp3sBelow(const QString& folder)
+{
+    return filesBelow(folder).filter(QRegularExpression(QStringLiteral("\\.mp3$")));
 }
 
 // The MP3 whose ID3v2 title is title, among the files below folder.
 QString mp3Titled(const QString& folder, const QString& title)
 {
-    for (const QString& file : filesBelow(folder)) {
+    for (const QString& file : mp3sBelow(folder)) {
         if (id3v2Text(mutagenTags(folder + u'/' + file), QStringLiteral("TIT2")) == title) {
             return folder + u'/' + file;
         }
@@ -129,6 +150,12 @@ TEST_F(CliHostileTags, NamesStayInsideAndVisibleAndTheTagsSurviveWhole)
                   entry(QStringLiteral("GENRE"), controls), entry(QStringLiteral("COMPOSER"), longComposer),
                   entry(QStringLiteral("GROUPING"), QStringLiteral("QQQQ")),
                   entry(QStringLiteral("ISRC"), QStringLiteral("RRRR"))});
+    // Its cover is saved beside the MP3 too, named by its album.
+    const QString cover = scratch.file(QStringLiteral("cover.png"));
+    png(cover, 16, 16, 0);
+    hostile({QStringLiteral("flacpicture"), flac, cover, QStringLiteral("image/png"), QStringLiteral("0")});
+    prefs.set(QStringLiteral("saveAlbumArtworkToFile"), true);
+    prefs.set(QStringLiteral("albumArtworkFileName"), QStringLiteral("{albumTitle}"));
     // Raw bytes where a tag writer would only write valid text: invalid
     // UTF-8 in one comment, a NUL in another.
     hostile({QStringLiteral("replace"), flac, hex("GROUPING=QQQQ"), hex("GROUPING=\xff\xfe\xc3(")});
@@ -147,7 +174,7 @@ TEST_F(CliHostileTags, NamesStayInsideAndVisibleAndTheTagsSurviveWhole)
     const CliProgram::Result result = convert({QStringLiteral("-n"), scheme});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString() << result.out.toStdString();
     EXPECT_TRUE(result.out.contains(QStringLiteral("2 of 2 files written."))) << result.out.toStdString();
-    expectVisibleNamesInside(scratch.path(), out(), 2);
+    expectVisibleNamesInside(scratch.path(), out(), 2, fileBytes(cover));
 
     // The names were made safe; the tags keep every character.
     const QString fromFlac = mp3Titled(out(), QStringLiteral("../../escape"));
@@ -162,7 +189,7 @@ TEST_F(CliHostileTags, NamesStayInsideAndVisibleAndTheTagsSurviveWhole)
     EXPECT_EQ(id3v2Text(tags, QStringLiteral("TSRC")), QStringLiteral("R"));
     EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT1")), QString());
 
-    const QStringList all = filesBelow(out());
+    const QStringList all = mp3sBelow(out());
     const QString fromWav =
         out(all.first() == QDir(out()).relativeFilePath(fromFlac) ? all.last() : all.first());
     const QJsonObject wavTags = mutagenTags(fromWav);
@@ -222,12 +249,6 @@ struct HostileCover
 class CliHostileCover : public CliHostileTags, public ::testing::WithParamInterface<HostileCover>
 {
 };
-
-void png(const QString& path, int width, int height, qint64 padding)
-{
-    hostile({QStringLiteral("png"), path, QString::number(width), QString::number(height),
-             QString::number(padding)});
-}
 
 void jpeg(const QString& path, int width, int height)
 {
