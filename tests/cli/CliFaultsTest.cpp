@@ -5,10 +5,12 @@
 // ends with its report, the other files convert, no file sits under an
 // output's name unless it is whole, and the sources are never changed.
 
+#include "CliProcess.h"
 #include "CliProgram.h"
 #include "Encoding.h"
 #include "Fixtures.h"
 #include "Tools.h"
+#include "Unprivileged.h"
 
 #include <QDir>
 #include <QFile>
