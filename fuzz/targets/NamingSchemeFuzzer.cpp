@@ -2,10 +2,13 @@
 // text field, every number and the output format's settings come from the
 // input, and so do the naming preferences. In path mode the result joined
 // to the output folder must stay inside it and hold no "." or ".."
-// component, whatever the tags say.
+// component, whatever the tags say; fitted to the file system as an output
+// path is, every component must be a non-empty name of at most 255 bytes
+// that still ends in ".mp3".
 
 #include "AudioMetadata.h"
 #include "EncoderSettings.h"
+#include "FileNameLimit.h"
 #include "FuzzData.h"
 #include "FuzzEnvironment.h"
 #include "NamingScheme.h"
@@ -95,6 +98,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const QString joined = NamingScheme::pathBelow(base, result);
         if (!joined.startsWith(base + QLatin1Char('/')) || hasDotComponent(joined)) {
             __builtin_trap();
+        }
+        const QString fitted = FileNameLimit::fitPath(joined + QStringLiteral(".mp3"));
+        if (!fitted.startsWith(base + QLatin1Char('/')) || !fitted.endsWith(QStringLiteral(".mp3"))) {
+            __builtin_trap();
+        }
+        for (const QString& component : fitted.mid(1).split(QLatin1Char('/'))) {
+            if (component.isEmpty() || component.toUtf8().size() > FileNameLimit::kMaxComponentBytes) {
+                __builtin_trap();
+            }
         }
     }
     preferences.removeAllOverrides();
