@@ -35,7 +35,7 @@ echo "=== building the fuzzers in $build"
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
     -DSONABRIK_FUZZ=ON -DSONABRIK_BUILD_TESTS=OFF -DSONABRIK_BUILD_BENCHMARKS=OFF >/dev/null || exit 1
-mapfile -t all < <(cd "$root/fuzz/targets" && ls *Fuzzer.cpp | sed 's/\.cpp$//')
+mapfile -t all < <(find "$root/fuzz/targets" -name "*Fuzzer.cpp" -printf "%f\n" | sed 's/\.cpp$//' | sort)
 fuzzers=("$@")
 [ ${#fuzzers[@]} -eq 0 ] && fuzzers=("${all[@]}")
 cmake --build "$build" -j "$(nproc)" --target "${fuzzers[@]}" || exit 1
@@ -47,6 +47,7 @@ if [ ! -d "$fixtures" ]; then
 fi
 python3 "$root/fuzz/seeds.py" "$fixtures" "$root/../shared/fixtures/taglib" "$build/seeds" >/dev/null || exit 1
 
+# shellcheck disable=SC2317 # called through xargs
 run_one() {
     local name=$1
     mkdir -p "$build/corpus/$name" "$build/crashes/$name" "$build/logs"
@@ -64,6 +65,7 @@ status=0
 printf '%-24s %14s %8s %8s\n' fuzzer executions corpus crashes
 for name in "${fuzzers[@]}"; do
     executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$build/logs/$name.log" | tail -1)
+    mkdir -p "$build/corpus/$name" "$build/crashes/$name"
     corpus=$(find "$build/corpus/$name" -type f | wc -l)
     crashes=$(find "$build/crashes/$name" -type f | wc -l)
     printf '%-24s %14s %8s %8s\n' "$name" "${executions:-?}" "$corpus" "$crashes"
