@@ -27,6 +27,20 @@ QString prefixWithin(const QString& text, qsizetype budget)
         }
         kept = next;
     }
+    if (kept == 0) {
+        // Not even the first grapheme fits: a letter with thousands of
+        // combining marks, as a hostile tag may hold. An empty name is no
+        // name (the last component would become only its extension), so cut
+        // inside the grapheme instead, between code points.
+        bytes = 0;
+        for (qsizetype next = 0; next < text.size(); kept = next) {
+            next += QChar::isHighSurrogate(text[next].unicode()) && next + 1 < text.size() ? 2 : 1;
+            bytes += utf8Size(QStringView(text).mid(kept, next - kept));
+            if (bytes > budget) {
+                break;
+            }
+        }
+    }
     return text.left(kept);
 }
 

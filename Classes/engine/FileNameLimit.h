@@ -6,7 +6,9 @@
 //
 // Shortening cuts at a grapheme boundary (never inside a UTF-8 sequence, a
 // surrogate pair or a letter with its combining marks) and keeps the tail
-// given (an extension, a " 2" counter, a temporary-file pattern).
+// given (an extension, a " 2" counter, a temporary-file pattern). Only a
+// first grapheme too long to fit at all is cut between its code points, so
+// that a name never becomes empty.
 //
 // Stateless; any thread. Never fails.
 

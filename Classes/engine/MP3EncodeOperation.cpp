@@ -353,6 +353,12 @@ void MP3EncodeOperation::encode()
     if (preferences.boolValue(QStringLiteral("writeMetadata"))) {
         setCurrentStatus(tr("%1 - Writing Metadata").arg(formatName));
         writeMetadataOnTaggingThread();
+        // A full disk while the tags went in: what is left is not the MP3
+        // that was encoded, and must not be put in place as if it were.
+        if (m_tagsCutTheAudio) {
+            NamedException::raise(kIOException,
+                                  QStringLiteral("Unable to write the tags to the output file."));
+        }
     }
     setCurrentStatus(tr("%1 - Moving To Output Location").arg(formatName));
     moveEncodedFileToOutputLocation();
@@ -502,5 +508,7 @@ bool MP3EncodeOperation::closeOutFile()
 void MP3EncodeOperation::writeMetadata()
 {
     const AudioMetadataPtr record = metadata();
+    const qint64 audioBefore = MP3TagWriter::audioBytes(tempFilePath());
     MP3TagWriter::writeMetadata(tempFilePath(), *record, settings().get(), inFilePath());
+    m_tagsCutTheAudio = MP3TagWriter::audioBytes(tempFilePath()) != audioBefore;
 }

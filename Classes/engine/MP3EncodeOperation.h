@@ -70,4 +70,7 @@ private:
     // Channels of a source that LAME refused because down-mixing was off;
     // 0 otherwise. Tells the failure report to explain the way out.
     uint32_t m_channelsWithoutDownmix = 0;
+    // Set on the tagging thread, read after waiting for it: the output's
+    // audio was not the same after its tags were written (a full disk).
+    bool m_tagsCutTheAudio = false;
 };

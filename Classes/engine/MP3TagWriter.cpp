@@ -12,8 +12,10 @@
 #include <QFileInfo>
 #include <array>
 #include <lame/lame.h>
+#include <taglib/apefooter.h>
 #include <taglib/apetag.h>
 #include <taglib/id3v1tag.h>
+#include <taglib/id3v2header.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/mpegfile.h>
 
@@ -54,6 +56,25 @@ QString MP3TagWriter::encodedByText()
     }
     return QStringLiteral("LAME %1 via Sonabrik %2")
         .arg(QString::fromLatin1(get_lame_short_version()), version);
+}
+
+qint64 MP3TagWriter::audioBytes(const QString& path)
+{
+    TagLib::MPEG::File file(QFile::encodeName(path).constData(), false);
+    if (!file.isValid()) {
+        return -1;
+    }
+    qint64 tags = 0;
+    if (file.hasID3v2Tag()) {
+        tags += qint64(file.ID3v2Tag()->header()->completeTagSize());
+    }
+    if (file.hasAPETag()) {
+        tags += qint64(file.APETag()->footer()->completeTagSize());
+    }
+    if (file.hasID3v1Tag()) {
+        tags += 128;
+    }
+    return qint64(file.length()) - tags;
 }
 
 void MP3TagWriter::writeMetadata(const QString& path, const AudioMetadata& metadata,

@@ -34,6 +34,13 @@ public:
     // "LAME <short version> via Sonabrik <application version>".
     static QString encodedByText();
 
+    // The bytes of path that are not tags (ID3v2, APE, ID3v1): its audio.
+    // -1 when TagLib cannot open it as MPEG. TagLib does not report a write
+    // that fails (a full disk), and a tag that does not fit is written by
+    // moving the audio behind it, so a file whose audio shrank while it was
+    // tagged has lost the end of it: compare this before and after.
+    static qint64 audioBytes(const QString& path);
+
     // Tags the MP3 at path with metadata. sourcePath and settings feed the
     // comment's naming scheme and the skip rule: nothing is done for an "mp3"
     // source under the skip action.

@@ -349,37 +349,59 @@ QString restoreValues(const QString& work, const std::array<QString, kTokenCount
     return result;
 }
 
-// Path mode guard. A component "." or ".." would lead back up or stay in
-// the folder above, and an empty last component would leave only the
-// extension (a hidden ".mp3" beside the folder it belongs in). The naming
-// rules never ask for this check, but a tag value such as ".." (or two
-// values making one, or an empty title of a file named "..flac") must not
-// be able to place a file outside the output folder. Such a component
-// becomes the replacement text once per dot (at least once), or "_" when
-// that would again be dots or nothing.
+// Path mode guard. A tag can hold anything, and the safe-name rules only
+// take out "/" (or the Windows set), so a name made from tags could still be
+// one the user never gets to see, or one that is not where it was asked for:
+// - a component "." or ".." would stay in, or lead back up from, the folder
+//   it belongs in;
+// - a component starting with "." is a hidden file or folder, which file
+//   managers and listings leave out: tags such as "...And Justice for All"
+//   or ".hack" would hide a whole album (the naming rules drop the last
+//   component's first dot; this takes the further ones, and the folders');
+// - an empty last component would leave only the extension, a hidden
+//   ".mp3";
+// - a NUL ends the path where the system reads it, so the file would be
+//   written under a cut-off name, in the wrong folder even.
+// Each leading dot, the empty last component and each NUL becomes the
+// replacement text, or "_" when that is nothing or itself starts with a dot.
+QString visibleReplacement(const SafeFilename::Options& options)
+{
+    QString replacement = options.cleanedReplacement();
+    replacement.remove(QChar(0));
+    if (replacement.isEmpty() || replacement.startsWith(QLatin1Char('.'))) {
+        replacement = QStringLiteral("_");
+    }
+    return replacement;
+}
+
+bool needsComponentGuard(const QString& path)
+{
+    return path.isEmpty() || path.endsWith(QLatin1Char('/')) || path.contains(QLatin1Char('.')) ||
+           path.contains(QChar(0));
+}
+
 void makeComponentsSafe(QString& path, const SafeFilename::Options& options)
 {
+    const QString replacement = visibleReplacement(options);
+    path.replace(QChar(0), replacement);
     QStringList components = path.split(QLatin1Char('/'));
-    bool changed = false;
     for (qsizetype i = 0; i < components.size(); ++i) {
         QString& component = components[i];
-        const bool last = i == components.size() - 1;
-        if (component != QLatin1String(".") && component != QLatin1String("..") &&
-            !(last && component.isEmpty())) {
+        if (component.isEmpty()) {
+            if (i == components.size() - 1) {
+                component = replacement;
+            }
             continue;
         }
-        const qsizetype count = std::max<qsizetype>(component.size(), 1);
-        QString replacement = options.cleanedReplacement().repeated(count);
-        if (replacement.isEmpty() || replacement == QLatin1String(".") ||
-            replacement == QLatin1String("..")) {
-            replacement = QString(count, QLatin1Char('_'));
+        qsizetype dots = 0;
+        while (dots < component.size() && component[dots] == QLatin1Char('.')) {
+            ++dots;
         }
-        component = replacement;
-        changed = true;
+        if (dots > 0) {
+            component = replacement.repeated(dots) + component.mid(dots);
+        }
     }
-    if (changed) {
-        path = components.join(QLatin1Char('/'));
-    }
+    path = components.join(QLatin1Char('/'));
 }
 
 } // namespace
@@ -454,8 +476,7 @@ QString NamingScheme::evaluate(const QString& scheme, const AudioMetadata* metad
     if (result.endsWith(QLatin1Char('/'))) {
         result += SafeFilename::make(evaluation.sourceFilename(), evaluation.safeOptions());
     }
-    if (pathMode &&
-        (result.contains(QLatin1Char('.')) || result.isEmpty() || result.endsWith(QLatin1Char('/')))) {
+    if (pathMode && needsComponentGuard(result)) {
         makeComponentsSafe(result, evaluation.safeOptions());
     }
     return result;

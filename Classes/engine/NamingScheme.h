@@ -20,10 +20,11 @@
 // start with "/" when the first group of the scheme came out empty
 // ("{sourceFormat}/x" gives "/x"): it is always relative to a base folder
 // and is joined to it with pathBelow(), never resolved on its own. In path
-// mode it never holds a "." or ".." component and never ends in an empty
-// one, whatever the tags or the scheme hold: such a component is replaced
-// by the replacement text ("_" by default), so a name cannot lead out of
-// the output folder.
+// mode it never holds a "." or ".." component, a component starting with
+// "." (a hidden file or folder), a NUL, or an empty last component,
+// whatever the tags or the scheme hold: each such dot, NUL or empty name
+// becomes the replacement text ("_" by default), so a name can neither lead
+// out of the output folder nor hide there.
 //
 // Preferences read at each call: "useTwoDigitNumbers",
 // "createWindowsSafeFilenames", "createSMBSafeFilenames",

@@ -38,6 +38,17 @@ int renameWithoutReplacing(const QByteArray& from, const QByteArray& to)
     return ::rename(from.constData(), to.constData());
 }
 
+// Why a write or flush stopped. A write the system cut short (a full disk
+// after part of the block) is not an error to QFile, which then only says
+// "Unknown error"; errno, taken at once, still holds the system's reason.
+QString writeErrorText(const QFileDevice& file, int systemError)
+{
+    if (file.error() == QFileDevice::NoError && systemError != 0) {
+        return errorText(systemError);
+    }
+    return file.errorString();
+}
+
 } // namespace
 
 QString OutputFiles::createFolderWithSafeNames(const QString& folder, QString* error)
@@ -89,13 +100,19 @@ QString OutputFiles::copyWithoutReplacing(const QString& source, const QString& 
             *error = input.errorString();
             return QString();
         }
+        errno = 0;
         if (hidden.write(block) != block.size()) {
-            *error = hidden.errorString();
+            *error = writeErrorText(hidden, errno);
             return QString();
         }
     }
-    if (!hidden.flush() || ::fsync(hidden.handle()) != 0) {
-        *error = hidden.errorString();
+    errno = 0;
+    if (!hidden.flush()) {
+        *error = writeErrorText(hidden, errno);
+        return QString();
+    }
+    if (::fsync(hidden.handle()) != 0) {
+        *error = errorText(errno);
         return QString();
     }
     hidden.setPermissions(input.permissions());

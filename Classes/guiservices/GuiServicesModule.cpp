@@ -11,8 +11,42 @@
 
 namespace {
 
+// Whether every chunk of a PNG up to its first image data fits in the bytes
+// at hand. libpng reserves a chunk's declared length before it reads the
+// chunk, so a 200-byte cover whose text chunk claims 1.8 GB had it reserve
+// 1.8 GB just to learn the picture's size; such a file is damaged anyway
+// and refused here before libpng sees it.
+//
+// Layout: 8-byte signature, then chunks of a 4-byte big-endian length, a
+// 4-byte type, the data and a 4-byte CRC.
+bool pngHeaderChunksFit(const QByteArray& data)
+{
+    static const QByteArray kSignature = QByteArrayLiteral("\x89PNG\r\n\x1a\n");
+    if (!data.startsWith(kSignature)) {
+        return true; // not a PNG: nothing to check
+    }
+    qsizetype position = kSignature.size();
+    while (position + 8 <= data.size()) {
+        const auto* bytes = reinterpret_cast<const uchar*>(data.constData() + position);
+        const quint64 length =
+            quint64(bytes[0]) << 24 | quint64(bytes[1]) << 16 | quint64(bytes[2]) << 8 | bytes[3];
+        const QByteArray type = data.mid(position + 4, 4);
+        if (type == "IDAT" || type == "IEND") {
+            return true;
+        }
+        if (length + 12 > quint64(data.size() - position)) {
+            return false;
+        }
+        position += qsizetype(length) + 12;
+    }
+    return false;
+}
+
 bool imageSize(const QByteArray& data, QSize* size)
 {
+    if (!pngHeaderChunksFit(data)) {
+        return false;
+    }
     QByteArray bytes = data; // QBuffer wants a non-const array; this shares the bytes
     QBuffer buffer(&bytes);
     if (!buffer.open(QIODevice::ReadOnly)) {

@@ -5,6 +5,8 @@
 #include "TagLibReading.h"
 
 #include <QFileInfo>
+#include <algorithm>
+#include <climits>
 #include <taglib/id3v2tag.h>
 
 AudioMetadataPtr DSDFileReader::metadataFromDSDFile(const QString& path)
@@ -18,7 +20,7 @@ AudioMetadataPtr DSDFileReader::metadataFromDSDFile(const QString& path)
         return record;
     }
     record->setSourceLength(file.lengthInSeconds());
-    record->setSourceBitrate(file.bitrate() * 1000);
+    record->setSourceBitrate(int(std::min<qint64>(qint64(file.bitrate()) * 1000, INT_MAX)));
     record->setSourceSampleRate(file.sampleRate());
     record->setSourceChannels(file.channels());
     record->setSourceSampleSize(file.bitsPerSample());

@@ -4,6 +4,8 @@
 
 #include <QFile>
 #include <QtEndian>
+#include <algorithm>
+#include <climits>
 #include <taglib/id3v2tag.h>
 #include <taglib/tfile.h>
 #include <taglib/tfilestream.h>
@@ -82,10 +84,14 @@ void DSFFile::readHeader(const QString& path)
 
 int DSFFile::lengthInSeconds() const
 {
-    return m_sampleRate == 0 ? 0 : int(m_sampleCount / m_sampleRate);
+    // A damaged header can announce any counts: the results saturate
+    // instead of wrapping.
+    return m_sampleRate == 0 ? 0 : int(std::min<uint64_t>(m_sampleCount / m_sampleRate, INT_MAX));
 }
 
 int DSFFile::bitrate() const
 {
-    return int((uint64_t(m_sampleRate) * m_channels * m_bitsPerSample + 500) / 1000);
+    const unsigned __int128 bitsPerSecond =
+        static_cast<unsigned __int128>(uint64_t(m_sampleRate) * m_channels) * m_bitsPerSample;
+    return int(std::min<unsigned __int128>((bitsPerSecond + 500) / 1000, INT_MAX));
 }

@@ -1,5 +1,6 @@
 #include "ID3TagMapping.h"
 
+#include "ErrorLog.h"
 #include "TableRows.h"
 #include "TagLibReading.h"
 #include "TagValue.h"
@@ -18,6 +19,10 @@
 namespace {
 
 using Field = AudioMetadata::Field;
+
+// An ID3v2 tag's size is 28 bits; a megabyte of it is left for the text
+// frames and the padding.
+constexpr qsizetype kMaxPictureBytes = (qsizetype(1) << 28) - 1 - (qsizetype(1) << 20);
 
 // The frames that map one text frame to one field. TRCK and TPOS (two fields
 // in one frame), COMM, USLT, APIC and the generic fields have code of their
@@ -325,7 +330,17 @@ void ID3TagMapping::fillOutID3v2Tag(const AudioMetadata& metadata, TagLib::ID3v2
     }
 
     tag->removeFrames("APIC");
-    if (const AlbumArtworkPtr artwork = metadata.albumArtwork()) {
+    // A cover is embedded whatever its size, a 50 MB scan as well: it is the
+    // user's own picture, and ID3v2 holds 256 MB. Only a picture that the
+    // tag's 28-bit size cannot hold is left out, with a line in the error
+    // log: its frame would carry a wrong size and hide the audio behind it.
+    const AlbumArtworkPtr artwork = metadata.albumArtwork();
+    const qsizetype pictureBytes = artwork ? artwork->data().value_or(QByteArray()).size() : 0;
+    if (pictureBytes > kMaxPictureBytes) {
+        ErrorLog::logMessage(
+            QStringLiteral("The Album Artwork (%1 Bytes) Is Too Large For An ID3v2 Tag And Was Not Written.")
+                .arg(pictureBytes));
+    } else if (artwork) {
         auto* frame = new TagLib::ID3v2::AttachedPictureFrame();
         frame->setMimeType(textForTag(artwork->mimeType().value_or(QString()), TagLib::String::Latin1));
         const QByteArray data = artwork->data().value_or(QByteArray());

@@ -42,7 +42,9 @@ public:
 
     // majorVersion: 3 or 4. taglibTextEncoding: TagLib's string type, 0
     // (Latin-1), 1 (UTF-16 with a byte-order mark) or 3 (UTF-8); 2 must not be
-    // passed. Texts the encoding cannot represent lose those characters.
+    // passed. Texts the encoding cannot represent lose those characters. A
+    // cover of any size a tag can hold is written; one beyond 255 MB is left
+    // out with a line in the error log.
     static void fillOutID3v2Tag(const AudioMetadata& metadata, TagLib::ID3v2::Tag* tag, int majorVersion,
                                 TagLib::String::Type taglibTextEncoding,
                                 const std::optional<QString>& encodedBy,

@@ -58,24 +58,26 @@ struct ReaderRow
 };
 
 // The first row that lists the extension decides; an extension in no row
-// goes to the platform's audio file services.
-const std::array kReaders{
-    ReaderRow{{"flac"}, XiphFileReader::metadataFromFLACFile},
-    ReaderRow{{"wma"}, WindowsMediaFileReader::metadataFromWMAFile},
-    ReaderRow{{"mp3"}, ID3FileReader::metadataFromMP3File},
-    ReaderRow{{"mp4", "m4a", "aac"}, MP4FileReader::metadataFromMP4File},
-    ReaderRow{{"ra", "rm", "rmf", "rmj"}, FFmpegMetadataReader::metadataFromFFMPEGFile},
-    ReaderRow{{"aiff", "aif"}, ID3FileReader::metadataFromAIFFFile},
-    ReaderRow{{"wave", "wav"}, ID3FileReader::metadataFromWAVEFile},
-    ReaderRow{{"ape"}, APEFileReader::metadataFromMonkeysAudioFile},
-    ReaderRow{{"tta"}, ID3FileReader::metadataFromTrueAudioFile},
-    ReaderRow{{"wv"}, APEFileReader::metadataFromWavPackFile},
-    ReaderRow{{"mpc"}, APEFileReader::metadataFromMusepackFile},
-    ReaderRow{{"mod", "s3m", "xm",  "it",  "669", "amf", "ams", "dbm", "dmf", "dsm", "far",
-               "mdl", "med", "mtm", "okt", "ptm", "stm", "ult", "umx", "mt2", "psm", "abc"},
-              ModuleFileReader::metadataFromModFile},
-    ReaderRow{{"dff", "dsf"}, DSDFileReader::metadataFromDSDFile},
-    ReaderRow{{"ogg", "oga", "oggflac", "spx", "opus"}, metadataFromOggFile},
+// goes to the platform's audio file services. The rows are built in place,
+// never as ReaderRow temporaries copied into the table: a list's array lives
+// as long as the row only when the row itself is initialised from the braces.
+const ReaderRow kReaders[] = {
+    {{"flac"}, XiphFileReader::metadataFromFLACFile},
+    {{"wma"}, WindowsMediaFileReader::metadataFromWMAFile},
+    {{"mp3"}, ID3FileReader::metadataFromMP3File},
+    {{"mp4", "m4a", "aac"}, MP4FileReader::metadataFromMP4File},
+    {{"ra", "rm", "rmf", "rmj"}, FFmpegMetadataReader::metadataFromFFMPEGFile},
+    {{"aiff", "aif"}, ID3FileReader::metadataFromAIFFFile},
+    {{"wave", "wav"}, ID3FileReader::metadataFromWAVEFile},
+    {{"ape"}, APEFileReader::metadataFromMonkeysAudioFile},
+    {{"tta"}, ID3FileReader::metadataFromTrueAudioFile},
+    {{"wv"}, APEFileReader::metadataFromWavPackFile},
+    {{"mpc"}, APEFileReader::metadataFromMusepackFile},
+    {{"mod", "s3m", "xm",  "it",  "669", "amf", "ams", "dbm", "dmf", "dsm", "far",
+      "mdl", "med", "mtm", "okt", "ptm", "stm", "ult", "umx", "mt2", "psm", "abc"},
+     ModuleFileReader::metadataFromModFile},
+    {{"dff", "dsf"}, DSDFileReader::metadataFromDSDFile},
+    {{"ogg", "oga", "oggflac", "spx", "opus"}, metadataFromOggFile},
 };
 
 AudioMetadataPtr readByExtension(const QString& path)
@@ -167,9 +169,8 @@ AudioMetadataPtr MetadataReader::metadataFromFile(const QString& path)
             record->applyFilenameTitleFallback(path);
         }
     } catch (const NamedException& exception) {
-        ErrorLog::logMessage(
-            QStringLiteral("Could Not Initialize Audio Metadata for: %1 Error: %2")
-                .arg(path, exception.reason()));
+        ErrorLog::logMessage(QStringLiteral("Could Not Initialize Audio Metadata for: %1 Error: %2")
+                                 .arg(path, exception.reason()));
     } catch (...) {
         // Anything else is not ours to report; the record stays what it was.
     }

@@ -23,7 +23,7 @@ std::atomic<FFmpegInput::SleepFunction> g_retrySleep{&sleepMicroseconds};
 AVFormatContextPtr FFmpegInput::openWithRetries(const QString& path, bool waitAfterLastAttempt, int* error)
 {
     const QByteArray fileName = QFile::encodeName(path);
-    QRandomGenerator random(quint32(QDateTime::currentMSecsSinceEpoch()));
+    QRandomGenerator random{quint32(QDateTime::currentMSecsSinceEpoch())};
     for (int attempt = 1; attempt <= kOpenAttempts; ++attempt) {
         AVFormatContext* context = nullptr;
         *error = ff::avformat_open_input(&context, fileName.constData(), nullptr, nullptr);

@@ -1,0 +1,23 @@
+// The metadata of a DSF file: its header, the ID3v2 tag its header points
+// to, the mapping of that tag onto a record and the cover inside it.
+
+#include "AudioMetadata.h"
+#include "FuzzEnvironment.h"
+
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
+{
+    FuzzEnvironment::initialize(argc, argv);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const QString path = FuzzEnvironment::writeScratchFile(data, size, ".dsf");
+    // Reading never throws and always gives a record.
+    const std::shared_ptr<AudioMetadata> record = AudioMetadata::metadataFromFile(path);
+    if (!record) {
+        __builtin_trap();
+    }
+    FuzzEnvironment::clearErrorLog();
+    return 0;
+}

@@ -1,0 +1,379 @@
+// sonabrik-cli when the world changes under a run: sources deleted or made
+// unreadable, the output folder removed or made read-only, a full disk, and
+// the program killed. The program is stopped (SIGSTOP) at a known point of
+// its work, the world is changed, and it goes on. Whatever happens, the run
+// ends with its report, the other files convert, no file sits under an
+// output's name unless it is whole, and the sources are never changed.
+
+#include "CliProcess.h"
+#include "CliProgram.h"
+#include "Encoding.h"
+#include "Fixtures.h"
+#include "Tools.h"
+#include "Unprivileged.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <functional>
+#include <gtest/gtest.h>
+#include <map>
+#include <sys/stat.h>
+
+namespace {
+
+using CliProgram::filesBelow;
+using CliProgram::probedDuration;
+using CliProgram::temporaryFilesIn;
+
+// Three sources converted one at a time: a and c are short, b is long
+// enough to be caught while it encodes.
+constexpr double kShortSeconds = 0.5;
+constexpr double kLongSeconds = 40.0;
+
+class CliFaults : public ::testing::Test
+{
+protected:
+    CliFaults()
+    {
+        for (const char* folder : {"in", "out", "tmp", "home"}) {
+            QDir().mkpath(scratch.file(QLatin1String(folder)));
+        }
+        makeSource(QStringLiteral("a.wav"), kShortSeconds);
+        makeSource(QStringLiteral("b.wav"), kLongSeconds);
+        makeSource(QStringLiteral("c.wav"), kShortSeconds);
+        for (const QString& name : sourceNames()) {
+            original[name] = fileBytes(in(name));
+        }
+    }
+
+public:
+    // For the faults, which act on the folders.
+    QString in(const QString& name = {}) const { return scratch.file(QStringLiteral("in/") + name); }
+    QString out(const QString& name = {}) const { return scratch.file(QStringLiteral("out/") + name); }
+    QString temporary() const { return scratch.file(QStringLiteral("tmp")); }
+
+protected:
+    static QStringList sourceNames() { return {"a.wav", "b.wav", "c.wav"}; }
+
+    void makeSource(const QString& name, double seconds)
+    {
+        const ToolResult made = runTool(
+            QStringLiteral("sox"),
+            {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+             QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"), in(name),
+             QStringLiteral("synth"), QString::number(seconds), QStringLiteral("pinknoise")});
+        ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
+    }
+
+    // The program's own home, temporary folder and settings, apart from the
+    // test's (and the unprivileged user's to write).
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        const QString home = scratch.file(QStringLiteral("home"));
+        environment.insert(QStringLiteral("HOME"), home);
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
+        environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
+        environment.insert(QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/.cache"));
+        environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
+        environment.insert(QStringLiteral("TMPDIR"), temporary());
+        return environment;
+    }
+
+    QStringList arguments() const
+    {
+        return {QStringLiteral("convert"),
+                QStringLiteral("-j"),
+                QStringLiteral("1"),
+                QStringLiteral("-f"),
+                QStringLiteral("cbr:128"),
+                QStringLiteral("-o"),
+                out(),
+                in(QStringLiteral("a.wav")),
+                in(QStringLiteral("b.wav")),
+                in(QStringLiteral("c.wav"))};
+    }
+
+    // No MP3 under an output's name is shorter than its source, no hidden
+    // copy is left in the output folder, and nothing in the temporary one.
+    void expectOnlyWholeOutputs(const char* when) const
+    {
+        for (const QString& file : filesBelow(out())) {
+            const QString name = QFileInfo(file).fileName();
+            EXPECT_FALSE(name.startsWith(u'.')) << when << ": a leftover " << file.toStdString();
+            ASSERT_TRUE(name.endsWith(QStringLiteral(".mp3"))) << when << ": " << file.toStdString();
+            const double expected = name == QStringLiteral("b.mp3") ? kLongSeconds : kShortSeconds;
+            EXPECT_NEAR(probedDuration(out(file)), expected, 0.06) << when << ": " << file.toStdString();
+        }
+    }
+
+    // The sources the test left alone are byte for byte what they were.
+    void expectSourcesUnchanged(const QStringList& except = {}) const
+    {
+        for (const QString& name : sourceNames()) {
+            if (!except.contains(name)) {
+                EXPECT_EQ(fileBytes(in(name)), original.at(name)) << name.toStdString() << " was changed";
+            }
+        }
+    }
+
+    PreferencesScope prefs;
+    ScratchDir scratch;
+    std::map<QString, QByteArray> original;
+};
+
+struct MidRunFault
+{
+    const char* name;
+    // Done while the program is stopped in b's encode; a is converted, c
+    // not yet opened.
+    std::function<void(const CliFaults&)> act;
+    QStringList written;     // outputs in the folder at the end
+    int failed;              // files counted as failed
+    const char* errorText;   // in the error log, when failed
+    QStringList sourcesGone; // sources the fault removed or made unreadable
+    // With --delete-original: the sources that go to the Trash, those whose
+    // every output was written.
+    QStringList trashed = {};
+};
+
+void chmodOrFail(const QString& path, mode_t mode)
+{
+    ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), mode), 0) << path.toStdString();
+}
+
+class CliMidRunFault : public CliFaults, public ::testing::WithParamInterface<MidRunFault>
+{
+};
+
+// The file being encoded keeps its open descriptor and converts whole; the
+// one not yet opened fails alone, saying which; an output folder that is
+// gone is made again; one that may not be written fails the files still to
+// come, each with its line.
+const MidRunFault kMidRunFaults[] = {
+    {"SourcesDeleted",
+     [](const CliFaults& t) {
+         ASSERT_TRUE(QFile::remove(t.in(QStringLiteral("b.wav"))));
+         ASSERT_TRUE(QFile::remove(t.in(QStringLiteral("c.wav"))));
+     },
+     {"a.mp3", "b.mp3"},
+     1,
+     "Could Not Initialize Any Decoder For File: ",
+     {"b.wav", "c.wav"}},
+    {"SourcesMadeUnreadable",
+     [](const CliFaults& t) {
+         chmodOrFail(t.in(QStringLiteral("b.wav")), 0);
+         chmodOrFail(t.in(QStringLiteral("c.wav")), 0);
+     },
+     {"a.mp3", "b.mp3"},
+     1,
+     "Could Not Initialize Any Decoder For File: ",
+     {}},
+    {"OutputFolderRemoved",
+     [](const CliFaults& t) { ASSERT_TRUE(QDir(t.out()).removeRecursively()); },
+     {"b.mp3", "c.mp3"},
+     0,
+     "",
+     {},
+     {"a.wav", "b.wav", "c.wav"}},
+    {"OutputFolderMadeReadOnly",
+     [](const CliFaults& t) { chmodOrFail(t.out(), 0555); },
+     {"a.mp3"},
+     2,
+     "Could Not Move Encoded File To Folder out.  Error:",
+     {},
+     {"a.wav"}},
+};
+
+TEST_P(CliMidRunFault, TheRunEndsWithItsReportAndOnlyWholeOutputs)
+{
+    const MidRunFault& fault = GetParam();
+    Unprivileged::own(scratch.path());
+    QStringList arguments = this->arguments();
+    if (!fault.trashed.isEmpty()) {
+        arguments.insert(1, QStringLiteral("--delete-original"));
+    }
+    CliProcess run(arguments, environment(), Unprivileged::needed());
+    ASSERT_TRUE(run.stopWhileSecondFileEncodes(temporary()));
+    expectOnlyWholeOutputs("stopped");
+    fault.act(*this);
+    run.resume();
+    const CliProgram::Result result = run.finish();
+    chmodOrFail(out(), 0755);
+
+    EXPECT_EQ(result.exitCode, fault.failed > 0 ? 1 : 0) << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), fault.written);
+    expectOnlyWholeOutputs("at the end");
+    EXPECT_EQ(temporaryFilesIn(temporary()), QStringList{});
+    if (fault.failed > 0) {
+        EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode %1 of 3 Files.").arg(fault.failed)))
+            << result.err.toStdString();
+        EXPECT_TRUE(result.err.contains(QLatin1String(fault.errorText))) << result.err.toStdString();
+        EXPECT_EQ(result.out.count(QStringLiteral("FAILED: ")), fault.failed) << result.out.toStdString();
+    }
+    // The report names what the run wrote (a.mp3 of the removed folder too).
+    const qsizetype wrote = 3 - fault.failed;
+    EXPECT_TRUE(result.out.contains(QStringLiteral("%1 of 3 files written.").arg(wrote)))
+        << result.out.toStdString();
+    for (const QString& name : fault.written) {
+        EXPECT_TRUE(result.out.contains(QStringLiteral("  ") + out(name) + u'\n'))
+            << result.out.toStdString();
+    }
+    for (const QString& name : sourceNames()) {
+        if (QFileInfo::exists(in(name))) {
+            chmodOrFail(in(name), 0644);
+        }
+    }
+    // Only sources converted whole go to the Trash, and they go unchanged.
+    const QString trash = scratch.file(QStringLiteral("home/.local/share/Trash/files/"));
+    for (const QString& name : fault.trashed) {
+        EXPECT_FALSE(QFileInfo::exists(in(name))) << name.toStdString();
+        EXPECT_EQ(fileBytes(trash + name), original.at(name)) << name.toStdString();
+    }
+    expectSourcesUnchanged(fault.sourcesGone + fault.trashed);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, CliMidRunFault, ::testing::ValuesIn(kMidRunFaults),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// A small file system mounted for one test, unmounted at its end. Mounting
+// needs root and the right to mount (a container may refuse it).
+class SmallDisk
+{
+public:
+    SmallDisk(const QString& folder, const char* size) : m_folder(folder)
+    {
+        const ToolResult mounted =
+            runTool(QStringLiteral("mount"),
+                    {QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("-o"),
+                     QStringLiteral("size=") + QLatin1String(size), QStringLiteral("sonabrik-test"), folder});
+        m_mounted = mounted.exitCode == 0;
+        m_error = mounted.standardError.trimmed();
+    }
+    ~SmallDisk()
+    {
+        if (m_mounted) {
+            runTool(QStringLiteral("umount"), {m_folder});
+        }
+    }
+    bool mounted() const { return m_mounted; }
+    const QString& error() const { return m_error; }
+
+private:
+    QString m_folder;
+    bool m_mounted = false;
+    QString m_error;
+};
+
+struct FullDisk
+{
+    const char* name;
+    const char* folder;    // the folder on the small disk
+    const char* errorText; // the failed file's line
+};
+
+class CliFullDisk : public CliFaults, public ::testing::WithParamInterface<FullDisk>
+{
+};
+
+// The long file's MP3 does not fit on the disk, the short ones do: the long
+// one fails with its line and leaves nothing behind, the others convert.
+TEST_P(CliFullDisk, TheFileThatDoesNotFitFailsAlone)
+{
+    if (!Unprivileged::needed()) {
+        GTEST_SKIP() << "skipped: mounting a small disk needs root";
+    }
+    const SmallDisk disk(scratch.file(QLatin1String(GetParam().folder)), "256k");
+    if (!disk.mounted()) {
+        GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << disk.error().toStdString();
+    }
+    const CliProgram::Result result = CliProgram::run(arguments(), environment());
+    EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 3 Files.")))
+        << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QLatin1String(GetParam().errorText))) << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains(QStringLiteral("FAILED: ") + in(QStringLiteral("b.wav"))))
+        << result.out.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "c.mp3"}));
+    expectOnlyWholeOutputs("full disk");
+    EXPECT_EQ(temporaryFilesIn(temporary()), QStringList{});
+    expectSourcesUnchanged();
+}
+
+const FullDisk kFullDisks[] = {
+    {"OutputFolder", "out", "Could Not Move Encoded File To Folder out.  Error:No space left on device"},
+    {"TemporaryFolder", "tmp", "MP3 Encode Operation Failed To Encode File: b.wav.  Error:"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Faults, CliFullDisk, ::testing::ValuesIn(kFullDisks),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// The tags go in after the audio, moving it behind them; when the disk
+// fills then, TagLib says nothing and the audio's end is lost. Such a file
+// fails, and is never put in place.
+TEST_F(CliFaults, TagsThatDoNotFitOnTheTemporaryDiskFailTheirFile)
+{
+    if (!Unprivileged::needed()) {
+        GTEST_SKIP() << "skipped: mounting a small disk needs root";
+    }
+    const QString cover = scratch.file(QStringLiteral("cover.png"));
+    const QString covered = in(QStringLiteral("covered.flac"));
+    const QString script = QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/hostile_files.py");
+    makeSource(QStringLiteral("covered.flac"), kShortSeconds);
+    for (const QStringList& step : {QStringList{QStringLiteral("png"), cover, QStringLiteral("16"),
+                                                QStringLiteral("16"), QStringLiteral("300000")},
+                                    QStringList{QStringLiteral("flacpicture"), covered, cover,
+                                                QStringLiteral("image/png"), QStringLiteral("0")}}) {
+        const ToolResult made = runTool(systemPython(), QStringList{script} + step);
+        ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
+    }
+    const SmallDisk disk(temporary(), "256k");
+    if (!disk.mounted()) {
+        GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << disk.error().toStdString();
+    }
+    const CliProgram::Result result = CliProgram::run(
+        {QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("1"), QStringLiteral("-o"), out(),
+         in(QStringLiteral("a.wav")), covered, in(QStringLiteral("c.wav"))},
+        environment());
+    EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 3 Files.")))
+        << result.err.toStdString();
+    EXPECT_TRUE(
+        result.err.contains(QStringLiteral("MP3 Encode Operation Failed To Encode File: covered.flac.  "
+                                           "Error:Unable to write the tags to the output file.")))
+        << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "c.mp3"}));
+    expectOnlyWholeOutputs("tags on a full disk");
+    EXPECT_EQ(temporaryFilesIn(temporary()), QStringList{});
+    expectSourcesUnchanged();
+}
+
+// A killed program leaves no output under its name that is not whole, and a
+// second run converts what the first did not.
+TEST_F(CliFaults, KilledMidRunAndRunAgain)
+{
+    {
+        CliProcess run(arguments(), environment(), false);
+        ASSERT_TRUE(run.stopWhileSecondFileEncodes(temporary()));
+        run.kill();
+        EXPECT_EQ(run.finish().exitCode, -1);
+    }
+    EXPECT_EQ(filesBelow(out()), QStringList{"a.mp3"});
+    expectOnlyWholeOutputs("after the kill");
+    expectSourcesUnchanged();
+    // The killed encode's temporary file is left where temporary files are
+    // kept; the next run makes its own.
+    QStringList arguments = this->arguments();
+    arguments.insert(1, QStringLiteral("--overwrite"));
+    arguments.insert(2, QStringLiteral("skip"));
+    const CliProgram::Result result = CliProgram::run(arguments, environment());
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.out.contains(QStringLiteral("2 of 3 files written, 1 skipped.")))
+        << result.out.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "b.mp3", "c.mp3"}));
+    expectOnlyWholeOutputs("after the second run");
+    expectSourcesUnchanged();
+}
+
+} // namespace

@@ -1,0 +1,35 @@
+#pragma once
+// Running the real sonabrik-cli from a test to its end, and looking at what
+// it left behind. CliProcess runs it under the test's control.
+
+#include "QtPrinters.h"
+
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+
+namespace CliProgram {
+
+struct Result
+{
+    int exitCode = -1; // -1: the program did not end normally (a crash, a signal)
+    QString out;
+    QString err;
+};
+
+QString path();
+
+// Runs sonabrik-cli with arguments to its end (at most three minutes).
+Result run(const QStringList& arguments, const QProcessEnvironment& environment);
+
+// Every file below folder, hidden ones included, relative and sorted.
+QStringList filesBelow(const QString& folder);
+
+// The files sonabrik-cli's temporary files are named like ("Wavecrate-..."),
+// found in folder.
+QStringList temporaryFilesIn(const QString& folder);
+
+// The duration ffprobe reads from a file's audio; 0 when it reads none.
+double probedDuration(const QString& path);
+
+} // namespace CliProgram
