@@ -56,8 +56,13 @@ run_one() {
         -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
         -artifact_prefix="$build/crashes/$name/" >"$build/logs/$name.log" 2>&1
 }
+# Each fuzzer's scratch files live here; libFuzzer exits without cleaning up.
+scratch_base=/dev/shm
+[ -d "$scratch_base" ] || scratch_base=${TMPDIR:-/tmp}
+SONABRIK_FUZZ_SCRATCH=$(mktemp -d "$scratch_base/sonabrik-fuzz-run-XXXXXX") || exit 1
+trap 'rm -rf "$SONABRIK_FUZZ_SCRATCH"' EXIT
 export -f run_one
-export build seconds
+export build seconds SONABRIK_FUZZ_SCRATCH
 echo "=== running ${#fuzzers[@]} fuzzers for $seconds s each, $parallel at a time"
 printf '%s\n' "${fuzzers[@]}" | xargs -P "$parallel" -I{} bash -c 'run_one {}'
 

@@ -27,8 +27,12 @@ void FuzzEnvironment::initialize(int* argc, char*** argv)
     }
     // /dev/shm when there is one: libFuzzer runs thousands of inputs a
     // second and each path-reading target rewrites its file every time.
-    const QString base =
-        QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm") : QDir::tempPath();
+    // libFuzzer ends a run without static destructors, so scripts/fuzz.sh
+    // names a folder of its own (SONABRIK_FUZZ_SCRATCH) that it removes.
+    QString base = qEnvironmentVariable("SONABRIK_FUZZ_SCRATCH");
+    if (base.isEmpty()) {
+        base = QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm") : QDir::tempPath();
+    }
     scratchFolder = std::make_unique<QTemporaryDir>(base + QStringLiteral("/sonabrik-fuzz-XXXXXX"));
     if (!scratchFolder->isValid()) {
         fprintf(stderr, "cannot create a scratch folder in %s\n", qPrintable(base));
@@ -59,4 +63,10 @@ QString FuzzEnvironment::writeScratchFile(const uint8_t* data, size_t size, cons
 void FuzzEnvironment::clearErrorLog()
 {
     ErrorLog::shared()->clear();
+}
+
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
+{
+    FuzzEnvironment::initialize(argc, argv);
+    return 0;
 }

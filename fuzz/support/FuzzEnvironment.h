@@ -11,9 +11,11 @@
 #include <cstddef>
 #include <cstdint>
 
+// The set-up runs from LLVMFuzzerInitialize, defined once in
+// FuzzEnvironment.cpp for every fuzzer (the support library is linked as
+// objects, so the definition is always there to be found).
 namespace FuzzEnvironment {
-// Sets the process up once; called from each fuzzer's
-// LLVMFuzzerInitialize.
+// Sets the process up once.
 void initialize(int* argc, char*** argv);
 // Writes the input to the process's scratch file with the given extension
 // (".dsf", ".ogg", ...) and gives its path. The file is rewritten, not

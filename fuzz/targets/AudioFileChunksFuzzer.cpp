@@ -9,12 +9,6 @@
 #include "PlatformMetadataReader.h"
 #include "ZTMIDIParser.h"
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::initialize(argc, argv);
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const QString path = FuzzEnvironment::writeScratchFile(data, size, ".wav");

@@ -4,12 +4,6 @@
 #include "AudioMetadata.h"
 #include "FuzzEnvironment.h"
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::initialize(argc, argv);
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const QString path = FuzzEnvironment::writeScratchFile(data, size, ".dsf");

@@ -1,13 +1,6 @@
 // The reader of DATE fields in the forms people and tagging programs write.
 
-#include "FuzzEnvironment.h"
 #include "NaturalLanguageDate.h"
-
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::initialize(argc, argv);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -1,14 +1,7 @@
 // The Standard MIDI File reader behind the tempo and key of "midi" chunks.
 
-#include "FuzzEnvironment.h"
 #include "ZTMIDIParser.h"
 #include "ZTMIDITrack.h"
-
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::initialize(argc, argv);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

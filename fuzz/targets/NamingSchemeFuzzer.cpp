@@ -10,17 +10,10 @@
 #include "EncoderSettings.h"
 #include "FileNameLimit.h"
 #include "FuzzData.h"
-#include "FuzzEnvironment.h"
 #include "NamingScheme.h"
 #include "Preferences.h"
 
 #include <QDateTime>
-
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::initialize(argc, argv);
-    return 0;
-}
 
 namespace {
 

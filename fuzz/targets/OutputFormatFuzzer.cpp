@@ -12,14 +12,7 @@
 
 #include "EncoderSettings.h"
 #include "FuzzData.h"
-#include "FuzzEnvironment.h"
 #include "PropertyList.h"
-
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::initialize(argc, argv);
-    return 0;
-}
 
 namespace {
 

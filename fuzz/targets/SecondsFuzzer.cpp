@@ -2,14 +2,7 @@
 // agreement with the writer: whatever text it accepts gives a count of
 // seconds that the writer shows and the reader takes back unchanged.
 
-#include "FuzzEnvironment.h"
 #include "SecondsFormatter.h"
-
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    FuzzEnvironment::initialize(argc, argv);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
