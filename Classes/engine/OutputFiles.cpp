@@ -66,7 +66,10 @@ QString OutputFiles::createFolderWithSafeNames(const QString& folder, QString* e
             continue;
         }
         const QString made = current + u'/' + SafeFilename::make(component);
-        if (!QFileInfo(made).isDir() && !QDir().mkdir(made)) {
+        // Files converted side by side make the same folders at the same
+        // moment: a folder that exists once mkdir failed was made by another
+        // file's operation, and is as good as made here.
+        if (!QFileInfo(made).isDir() && !QDir().mkdir(made) && !QFileInfo(made).isDir()) {
             if (error) {
                 *error = QStringLiteral("The folder “%1” could not be created.").arg(made);
             }

@@ -13,7 +13,10 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <atomic>
 #include <gtest/gtest.h>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -301,4 +304,35 @@ TEST(EncodeOperation, metadataOnlyRewritesAnMP3InPlace)
               QStringList{QStringLiteral("Could Not Write Metadata To: %1.  Sonabrik Only Supports "
                                          "Writing Metadata To MP3 Files.")
                               .arg(wav)});
+}
+
+// Files converted side by side make the same output folders at the same
+// moment; the one that loses the race to mkdir must still find its folder.
+// Eight threads are released together on fresh folders, two hundred times.
+TEST(EncodeOperation, outputFoldersMadeAtTheSameMomentAreMadeForEveryone)
+{
+    constexpr int kThreads = 8;
+    for (int round = 0; round < 200; ++round) {
+        ScratchDir out;
+        const QString folder = out.file(QStringLiteral("Album/CD 1/Extras"));
+        std::atomic<int> waiting = kThreads;
+        std::atomic<int> failures = 0;
+        std::vector<std::thread> threads;
+        for (int i = 0; i < kThreads; ++i) {
+            threads.emplace_back([&] {
+                for (--waiting; waiting > 0;) {
+                    std::this_thread::yield();
+                }
+                QString error;
+                if (OutputFiles::createFolderWithSafeNames(folder, &error).isEmpty()) {
+                    ++failures;
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        ASSERT_EQ(failures, 0) << "round " << round;
+        ASSERT_TRUE(QFileInfo(folder).isDir());
+    }
 }
