@@ -3,7 +3,8 @@
 # queued, and saves PNG screenshots of what a user sees into
 # build/screenshots: the main window in the middle of a run, the error log
 # window after a broken file failed, the overwrite question, every pane of
-# the preferences and the metadata editor with three rows selected, at 100 %
+# the preferences, the metadata editor with three rows selected, and the
+# first launch (its welcome, then the window), at 100 %
 # and at 200 % scale (NAME@2x.png).
 #
 #   bash scripts/screenshots.sh [BUILD-DIR]
@@ -163,3 +164,21 @@ xdotool windowmove "$main" 0 0
 sleep 2
 preferences_shots "@2x"
 metadata_shots "@2x" 300
+
+# The first launch, with no preferences at all: the welcome, then the window
+# with the output folder the welcome set up.
+app=${pids[-1]}
+kill "$app" 2>/dev/null || true
+wait "$app" 2>/dev/null || true
+export HOME="$work/first" XDG_CONFIG_HOME="$work/first/.config" XDG_DATA_HOME="$work/first/.local/share"
+mkdir -p "$HOME"
+"$program" >/dev/null 2>&1 &
+pids+=($!)
+xdotool search --sync --onlyvisible --name '^Sonabrik' >/dev/null
+sleep 3
+import -window root -trim +repage "$shots/first-launch-welcome.png"
+echo "saved $shots/first-launch-welcome.png"
+xdotool key Return
+sleep 2
+import -window root -trim +repage "$shots/first-launch.png"
+echo "saved $shots/first-launch.png"

@@ -13,6 +13,7 @@
 #include "OverwriteQuestion.h"
 #include "Preferences.h"
 #include "UserInterface.h"
+#include "UtilityFunctions.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -94,6 +95,8 @@ void ApplicationController::awakeFromNib()
     initialize();
     // FFmpeg 5 needs neither a lock manager nor registration.
     QDir().mkpath(applicationSupportFolder());
+    // What a killed run left in the temporary folder.
+    removeAbandonedTemporaryFiles();
 
     connect(ApplicationNotifier::shared(), &ApplicationNotifier::filesDropped, this,
             &ApplicationController::filesWereDropped);
@@ -156,12 +159,17 @@ void ApplicationController::applicationDidFinishLaunching()
     const QString defaultFolder = defaultOutputFolder();
     if (preferences().boolValue(QStringLiteral("firstRun"))) {
         preferences().setValue(QStringLiteral("destinationDirectory"), defaultFolder);
+        // Everything that shows the output folder follows the new one.
+        ApplicationNotifier::shared()->postOutputDirectoryDidChange();
         Alert welcome;
         welcome.messageText = tr(kWelcomeTitle);
         welcome.informativeText = tr(kWelcomeText);
         welcome.buttons = {tr("OK!"), tr("Show Preferences"), tr("Show Help")};
         welcome.style = Alert::Style::Informational;
-        const int button = m_ui->runAlert(welcome);
+        const bool besideSources = preferences().boolValue(QStringLiteral("outputSameAsSource"));
+        const int button = m_ui->runWelcome(
+            welcome,
+            besideSources ? QString() : preferences().stringValue(QStringLiteral("destinationDirectory")));
         if (button == AlertSecondButtonReturn) {
             m_ui->showPreferences();
         } else if (button == AlertThirdButtonReturn) {

@@ -71,6 +71,7 @@ void EncodeRun::encode()
     bool anyEnabled = false;
     bool anyMetadataOnly = false;
     for (const std::shared_ptr<EncoderSettings>& settings : std::as_const(c.m_encoderSettings)) {
+        settings->makeMP3();
         anyEnabled = anyEnabled || settings->enabled();
         anyMetadataOnly =
             anyMetadataOnly || settings->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction;

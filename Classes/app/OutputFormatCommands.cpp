@@ -34,6 +34,12 @@ void OutputFormatCommands::addOutputFormat()
     auto& list = m_controller.encoderSettingsList();
     auto settings = std::make_shared<EncoderSettings>(
         Preferences::shared().dictionaryValue(QStringLiteral("defaultEncoderSetting")));
+    const bool otherFormat = settings->encoderType() != EncoderSettings::MP3;
+    if (settings->makeMP3() && otherFormat) {
+        // Stored back, so the log tells of the old default once.
+        Preferences::shared().setValue(QStringLiteral("defaultEncoderSetting"),
+                                       settings->settingsDictionary());
+    }
     m_controller.observeEncoderSettings(settings);
     list.append(settings);
     m_table.reloadOutputFormatTable();

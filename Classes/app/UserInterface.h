@@ -45,6 +45,14 @@ public:
                                  std::function<void(int button, bool suppressed)> completion) = 0;
     // An alert shown at once; returns the button's code.
     virtual int runAlert(const Alert& alert) = 0;
+    // The welcome of the first launch; outputFolder is where MP3 files go
+    // (empty: beside their sources). A window shows the alert; a terminal
+    // may say something shorter that fits it.
+    virtual int runWelcome(const Alert& alert, const QString& outputFolder)
+    {
+        Q_UNUSED(outputFolder);
+        return runAlert(alert);
+    }
 
     // The progress sheet: value from 0 to 100.
     virtual void beginProgressSheet() = 0;

@@ -40,6 +40,8 @@ void ProgressDisplay::start(qsizetype total)
     m_skippedEncodes = 0;
     m_filesWithoutOutputs = 0;
     m_completed.clear();
+    m_runProgress.start(m_controller.operationsController().arrangedObjects());
+    m_runClock.start();
     if (m_interactive) {
         m_timer.start();
     }
@@ -56,6 +58,7 @@ void ProgressDisplay::erase()
 void ProgressDisplay::fileFinished(FileEncodeOperation* operation)
 {
     ++m_finished;
+    m_runProgress.finish(operation);
     const char* result = "done";
     if (operation->isCancelled()) {
         result = "cancelled";
@@ -90,23 +93,20 @@ void ProgressDisplay::redraw()
         return;
     }
     erase();
-    double running = 0;
     int lines = 0;
     for (FileEncodeOperation* operation : m_controller.operationsController().arrangedObjects()) {
         if (!operation->isExecuting()) {
             continue;
         }
         const double fraction = operation->progressUnknown() ? 0.0 : double(operation->percentComplete());
-        running += fraction;
         m_out << "  " << shortened(QFileInfo(operation->inFilePath()).fileName(), kNameWidth) << ' '
               << bar(fraction, kBarWidth) << QStringLiteral(" %1%\n").arg(int(fraction * 100), 3);
         ++lines;
     }
-    const double overall = m_total > 0 ? (double(m_finished) + running) / double(m_total) : 0.0;
-    m_out
-        << "  "
-        << QStringLiteral("All files (%1 of %2 done)").arg(m_finished).arg(m_total).leftJustified(kNameWidth)
-        << ' ' << bar(overall, kBarWidth) << QStringLiteral(" %1%\n").arg(int(overall * 100), 3);
+    m_runProgress.follow(m_controller.operationsController().arrangedObjects());
+    m_runProgress.setElapsed(double(m_runClock.elapsed()) / 1000.0);
+    m_out << "  " << QStringLiteral("All files").leftJustified(kNameWidth) << ' '
+          << bar(m_runProgress.fraction(), kBarWidth) << ' ' << m_runProgress.describe() << '\n';
     m_linesDrawn = lines + 1;
     m_out.flush();
 }

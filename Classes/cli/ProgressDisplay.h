@@ -1,8 +1,12 @@
 #pragma once
 // What "sonabrik-cli convert" shows while it runs. On a terminal: a bar for
-// each file being converted and one for the whole run, redrawn in place five
-// times a second. Otherwise: one plain line per finished file. Main thread.
+// each file being converted and one for the whole run, with the files done,
+// the speed and the time left (RunProgress), redrawn in place five times a
+// second. Otherwise: one plain line per finished file. Main thread.
 
+#include "RunProgress.h"
+
+#include <QElapsedTimer>
 #include <QHash>
 #include <QObject>
 #include <QSet>
@@ -54,4 +58,6 @@ private:
     // dereferenced: removed rows are destroyed meanwhile.
     QSet<const FileEncodeOperation*> m_completed;
     int m_linesDrawn = 0;
+    RunProgress m_runProgress;
+    QElapsedTimer m_runClock;
 };

@@ -37,6 +37,17 @@ int TerminalUserInterface::runAlert(const Alert& alert)
     return AlertFirstButtonReturn;
 }
 
+int TerminalUserInterface::runWelcome(const Alert&, const QString& outputFolder)
+{
+    if (outputFolder.isEmpty()) {
+        m_err << "MP3 files go beside their sources (choose a folder with -o FOLDER)\n";
+    } else {
+        m_err << "MP3 files go to " << outputFolder << " (choose another folder with -o FOLDER)\n";
+    }
+    m_err.flush();
+    return AlertFirstButtonReturn;
+}
+
 void TerminalUserInterface::beginAlertSheet(const Alert& alert,
                                             std::function<void(int button, bool suppressed)> completion)
 {

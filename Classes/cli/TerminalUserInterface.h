@@ -44,6 +44,9 @@ public:
     void beginAlertSheet(const Alert& alert,
                          std::function<void(int button, bool suppressed)> completion) override;
     int runAlert(const Alert& alert) override;
+    // One line on standard error: where the MP3 files go and how to change
+    // it. The window's welcome speaks of buttons a terminal does not have.
+    int runWelcome(const Alert& alert, const QString& outputFolder) override;
 
     void beginProgressSheet() override {}
     void endProgressSheet(int) override {}

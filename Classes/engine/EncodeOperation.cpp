@@ -396,7 +396,15 @@ void EncodeOperation::updateMetadataOnly()
         setOutFilePath(m_inFilePath);
     }
 
+    m_metadataWriteError.clear();
     writeMetadataOnTaggingThread();
+    if (!m_metadataWriteError.isEmpty()) {
+        ErrorLog::logMessage(
+            tr("Could Not Write Metadata To: %1.  Error:%2").arg(m_inFilePath, m_metadataWriteError));
+        m_success = false;
+        completeOperation();
+        return;
+    }
 
     const QString outPath = outFilePath();
     if (tempFilePath() != outPath) {

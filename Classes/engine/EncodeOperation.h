@@ -136,8 +136,11 @@ protected:
     // completeOperation() exactly once, or by determineOutputPath() answering
     // false.
     virtual void main() = 0;
-    // Tags the file at tempFilePath; the base does nothing.
+    // Tags the file at tempFilePath; the base does nothing. On a user's own
+    // file (the metadata-only update) a failure is reported through
+    // setMetadataWriteError(), with the file left as it was.
     virtual void writeMetadata() {}
+    void setMetadataWriteError(const QString& reason) { m_metadataWriteError = reason; }
 
     // Chooses outFilePath. False: stop now (completed, or waiting for the user).
     bool determineOutputPath();
@@ -183,6 +186,7 @@ private:
     QString m_tempFilePath;
     QString m_decodeFilePath;
     QString m_currentStatus;
+    QString m_metadataWriteError; // written and read on the operation's threads in turn
     AudioMetadataPtr m_metadata;
     std::shared_ptr<const EncoderSettings> m_settings;
 

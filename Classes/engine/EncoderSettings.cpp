@@ -1,5 +1,7 @@
 #include "EncoderSettings.h"
 
+#include "ErrorLog.h"
+
 #include "CoreAudioTypes.h"
 
 #include <QLatin1StringView>
@@ -391,6 +393,24 @@ QString EncoderSettings::description() const
 bool EncoderSettings::sameRateOrQualityAs(const EncoderSettings& other) const
 {
     return m_bitrateMethod == VBR ? m_vbrQuality == other.m_vbrQuality : m_bitrate == other.m_bitrate;
+}
+
+bool EncoderSettings::makeMP3()
+{
+    if (m_encoderType == MP3 && m_extension == QLatin1String("mp3")) {
+        return false;
+    }
+    if (m_encoderType == MP3 && m_extension.isEmpty()) {
+        // A record stored without its extension: nothing to report.
+        setExtension(QStringLiteral("mp3"));
+        return true;
+    }
+    ErrorLog::logMessage(tr("The output format \u201c%1\u201d is not one Sonabrik writes: it is used as MP3, "
+                            "with the extension \u201cmp3\u201d.")
+                             .arg(completeDescription()));
+    setEncoderType(MP3);
+    setExtension(QStringLiteral("mp3"));
+    return true;
 }
 
 bool EncoderSettings::isDuplicateOf(const EncoderSettings& other) const

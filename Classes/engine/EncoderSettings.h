@@ -132,6 +132,13 @@ public:
     // symmetric.
     bool isDuplicateOf(const EncoderSettings& other) const;
 
+    // Turns a record of another format (from an older preferences file or a
+    // hand edit) into MP3 with the extension "mp3", since MP3 is all that is
+    // written, and says so in the error log. The format's other fields are
+    // kept. Returns whether the record changed; an MP3 record is left alone,
+    // so the message appears once per record.
+    bool makeMP3();
+
     bool enabled() const { return m_enabled; }
     qint64 encoderSetting() const { return m_encoderSetting; }
     qint32 encoderType() const { return m_encoderType; }

@@ -73,6 +73,12 @@ void FileEncodeOperation::setCurrentStatus(const QString& status)
     Q_EMIT currentStatusChanged();
 }
 
+AudioMetadataPtr FileEncodeOperation::metadataIfRead() const
+{
+    std::lock_guard lock(m_lock);
+    return m_metadata;
+}
+
 AudioMetadataPtr FileEncodeOperation::metadata()
 {
     // A second caller waits for the first read instead of reading again.

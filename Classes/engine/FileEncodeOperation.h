@@ -92,6 +92,8 @@ public:
     // The source's tags, read once (under the row's lock) and shared by the
     // children and the metadata commands. Any thread.
     AudioMetadataPtr metadata();
+    // The record if it has been read, else null; never reads. Any thread.
+    AudioMetadataPtr metadataIfRead() const;
     // Replaces the record (revert). Any thread.
     void setMetadata(AudioMetadataPtr metadata);
 

@@ -2,6 +2,7 @@
 
 #include "CoreAudioTypes.h"
 #include "ErrorLog.h"
+#include "FileRewrite.h"
 #include "MP3TagWriter.h"
 #include "MainThread.h"
 #include "NamedException.h"
@@ -508,6 +509,20 @@ bool MP3EncodeOperation::closeOutFile()
 void MP3EncodeOperation::writeMetadata()
 {
     const AudioMetadataPtr record = metadata();
+    if (settings()->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction) {
+        // The user's own file: never cut short, whatever fails.
+        const QString path = tempFilePath();
+        if (MP3TagWriter::writeMetadataInPlace(path, *record, settings().get(), inFilePath())) {
+            return;
+        }
+        setMetadataWriteError(FileRewrite::replaceWithEditedCopy(
+            path,
+            [&](QByteArray& bytes) {
+                return MP3TagWriter::writeMetadata(bytes, *record, settings().get(), inFilePath());
+            },
+            &MP3TagWriter::compareAudio));
+        return;
+    }
     const qint64 audioBefore = MP3TagWriter::audioBytes(tempFilePath());
     MP3TagWriter::writeMetadata(tempFilePath(), *record, settings().get(), inFilePath());
     m_tagsCutTheAudio = MP3TagWriter::audioBytes(tempFilePath()) != audioBefore;

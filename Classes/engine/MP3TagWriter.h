@@ -9,9 +9,14 @@
 // "writeMP3ID3v1Tag", "writeMP3ApeTag", "WriteMP3ID3v2TagVersion".
 //
 // Threads: the tagging thread only (TagLib and its default text encoding are
-// process-wide). Failures are silent, as they always were: a missing or
-// invalid file stays untagged and save results are not examined.
+// process-wide). The path form of writeMetadata() is for files Sonabrik
+// made: its failures are silent, a missing or invalid file stays untagged
+// and save results are not examined (the caller compares audioBytes()).
+// A user's own MP3 is tagged with writeMetadataInPlace() when the new tag
+// fits the old one's room, else through the in-memory form and
+// FileRewrite, so that no failure can cut it short.
 
+#include <QByteArray>
 #include <QString>
 #include <optional>
 #include <taglib/tstring.h>
@@ -46,4 +51,19 @@ public:
     // source under the skip action.
     static void writeMetadata(const QString& path, const AudioMetadata& metadata,
                               const EncoderSettings* settings, const QString& sourcePath);
+    // The same on the bytes of an MP3 held in memory. Returns an empty
+    // string, or why the bytes are not an MP3 it can tag.
+    static QString writeMetadata(QByteArray& mp3, const AudioMetadata& metadata,
+                                 const EncoderSettings* settings, const QString& sourcePath);
+    // The same, but only when it can be done without moving the audio: the
+    // file starts with an ID3v2 tag whose room holds the new one, no APE tag
+    // is there or wanted, and the disk has room reserved for an ID3v1 tag
+    // wanted where there is none.
+    // Returns false, with the file untouched, when it cannot.
+    static bool writeMetadataInPlace(const QString& path, const AudioMetadata& metadata,
+                                     const EncoderSettings* settings, const QString& sourcePath);
+
+    // Empty when both MP3s hold the same audio bytes, else the reason: the
+    // check a rewritten file passes before it replaces the user's.
+    static QString compareAudio(const QByteArray& original, const QByteArray& tagged);
 };

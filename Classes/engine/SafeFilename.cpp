@@ -47,7 +47,7 @@ QString SafeFilename::Options::cleanedReplacement() const
     // itself never brings back a character that was just taken out.
     QString cleaned = replacement;
     for (QChar& c : cleaned) {
-        if (isWindowsCharacter(c) || isSMBCharacter(c)) {
+        if (isWindowsCharacter(c) || isSMBCharacter(c) || isControlCharacter(c)) {
             c = QLatin1Char('_');
         }
     }
@@ -61,26 +61,35 @@ QString SafeFilename::make(const QString& component)
 
 QString SafeFilename::make(const QString& component, const Options& options)
 {
+    // Control characters are replaced on every target: a "\n" in a name
+    // splits the lines of every report and shell loop over the files.
+    auto unsafe = [&](QChar c) {
+        return isControlCharacter(c) ||
+               (options.windowsSafe && (isWindowsCharacter(c) || (options.smbSafe && isSMBCharacter(c))));
+    };
+    QString safe = component;
     if (!options.windowsSafe) {
-        QString safe = component;
         safe.replace(QLatin1Char('/'), QLatin1Char(':'));
-        return safe;
     }
-    auto unsafe = [&](QChar c) { return isWindowsCharacter(c) || (options.smbSafe && isSMBCharacter(c)); };
-    if (std::none_of(component.begin(), component.end(), unsafe)) {
-        return component;
+    if (std::none_of(safe.begin(), safe.end(), unsafe)) {
+        return safe;
     }
     // The cleaned replacement holds none of the characters, so one pass
     // leaves none behind.
     const QString replacement = options.cleanedReplacement();
-    QString safe;
-    safe.reserve(component.size());
-    for (QChar c : component) {
+    QString replaced;
+    replaced.reserve(safe.size());
+    for (QChar c : std::as_const(safe)) {
         if (unsafe(c)) {
-            safe += replacement;
+            replaced += replacement;
         } else {
-            safe += c;
+            replaced += c;
         }
     }
-    return safe;
+    return replaced;
+}
+
+bool SafeFilename::isControlCharacter(QChar c)
+{
+    return (c.unicode() >= 0x01 && c.unicode() <= 0x1F) || c.unicode() == 0x7F;
 }

@@ -8,6 +8,8 @@
 // well, also the SMB set + = [ ] , ; — each character by the text of
 // "replaceInvalidCharactersWith", in which every character of both sets has
 // first been replaced by "_" (an empty replacement deletes the characters).
+// Control characters (U+0001 to U+001F and U+007F) are replaced so in every
+// case, since they break the scripts and reports that list the files.
 //
 // Stateless; any thread. Never fails.
 
@@ -36,4 +38,5 @@ public:
 
     static bool isWindowsCharacter(QChar c);
     static bool isSMBCharacter(QChar c);
+    static bool isControlCharacter(QChar c);
 };

@@ -9,10 +9,14 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -147,9 +151,10 @@ QString getTemporaryFilePath()
     // mkstemps fills the last six X; the two before them are filled here so
     // that all eight are random.
     static const char kCharacters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
-    QString pattern = QStringLiteral("%1/%2-%3-")
+    QString pattern = QStringLiteral("%1/%2-%3-%4-")
                           .arg(directory, QStringLiteral("Wavecrate"))
-                          .arg(uint32_t(session), 8, 16, QLatin1Char('0'));
+                          .arg(uint32_t(session), 8, 16, QLatin1Char('0'))
+                          .arg(qint64(::getpid()));
     for (int i = 0; i < 2; ++i) {
         pattern += QLatin1Char(kCharacters[QRandomGenerator::global()->bounded(int(sizeof kCharacters - 1))]);
     }
@@ -166,4 +171,34 @@ QString getTemporaryFilePath()
         ZT_FAIL(QStringLiteral("Unable to close the temporary file: %1").arg(systemErrorText(errno)));
     }
     return QFile::decodeName(path);
+}
+
+int removeAbandonedTemporaryFiles()
+{
+    // The names getTemporaryFilePath() makes; the second number is the
+    // process that made the file.
+    static const QRegularExpression kName(QStringLiteral("^Wavecrate-[0-9a-f]{8}-([0-9]+)-[A-Za-z0-9]{8}$"));
+    QDir directory(QDir::tempPath());
+    int removed = 0;
+    const QStringList names = directory.entryList(QDir::Files | QDir::Hidden | QDir::System);
+    for (const QString& name : names) {
+        const QRegularExpressionMatch match = kName.match(name);
+        bool number = false;
+        const qint64 pid = match.hasMatch() ? match.captured(1).toLongLong(&number) : 0;
+        if (!number || pid <= 0 || pid > std::numeric_limits<pid_t>::max() || pid_t(pid) == ::getpid()) {
+            continue;
+        }
+        // Only a process that is gone for certain: another user's process
+        // answers EPERM, and its files are not ours to judge.
+        if (::kill(pid_t(pid), 0) == 0 || errno != ESRCH) {
+            continue;
+        }
+        struct stat status = {};
+        const QByteArray path = QFile::encodeName(directory.filePath(name));
+        if (::lstat(path.constData(), &status) == 0 && status.st_uid == ::getuid() &&
+            S_ISREG(status.st_mode) && ::unlink(path.constData()) == 0) {
+            ++removed;
+        }
+    }
+    return removed;
 }

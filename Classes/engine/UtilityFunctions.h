@@ -4,7 +4,8 @@
 #include <QString>
 
 // The codec of an Ogg file's first logical stream.
-enum OggStreamType {
+enum OggStreamType
+{
     OggStreamTypeInvalid = 0, // never returned by oggStreamType(); for the factory's switch
     OggStreamTypeUnknown = 1,
     OggStreamTypeVorbis = 2,
@@ -27,8 +28,14 @@ OggStreamType oggStreamType(const QString& path);
 QString uniqueFilePath(const QString& path);
 
 // A new, empty, closed file in the temporary folder, named
-// "<tmp>/Wavecrate-<session id as %.8x>-<eight random characters>", and its
-// path. Raises an assertion failure (NamedException) with "nil != directory",
+// "<tmp>/Wavecrate-<session id as %.8x>-<process id>-<eight random
+// characters>", and its path. Raises an assertion failure (NamedException) with "nil != directory",
 // "SessionGetInfo failed: <code>", "Unable to create a temporary file: <error>"
 // or "Unable to close the temporary file: <error>". Any thread.
 QString getTemporaryFilePath();
+
+// Removes the files getTemporaryFilePath() made in the temporary folder for
+// processes that no longer run (a killed run leaves its files behind).
+// Files of running processes, of other users and of other programs stay.
+// Returns how many went. Any thread; call it once at start.
+int removeAbandonedTemporaryFiles();

@@ -28,6 +28,26 @@ QString userPreferencesFile()
            QStringLiteral("/Sonabrik/Sonabrik.conf");
 }
 
+// A value of a dictionary stored as an INI group comes back as text: give
+// the numbers and booleans their types again.
+QVariant typedValue(const QVariant& stored)
+{
+    if (stored.typeId() != QMetaType::QString) {
+        return stored;
+    }
+    const QString text = stored.toString();
+    if (text == QLatin1String("true") || text == QLatin1String("false")) {
+        return text == QLatin1String("true");
+    }
+    bool isNumber = false;
+    const qlonglong integer = text.toLongLong(&isNumber);
+    if (isNumber) {
+        return integer;
+    }
+    const double real = text.toDouble(&isNumber);
+    return isNumber ? QVariant(real) : stored;
+}
+
 } // namespace
 
 Preferences& Preferences::shared()
@@ -56,7 +76,34 @@ QVariant Preferences::value(const QString& key) const
         return *overridden;
     }
     QVariant stored = m_settings->value(key);
+    if (!stored.isValid()) {
+        stored = readDictionary(key);
+    }
     return stored.isValid() ? stored : m_defaults.value(key);
+}
+
+QVariant Preferences::readDictionary(const QString& key) const
+{
+    if (!m_settings->childGroups().contains(key)) {
+        return {};
+    }
+    QVariantMap dictionary;
+    m_settings->beginGroup(key);
+    for (const QString& entry : m_settings->childKeys()) {
+        dictionary.insert(entry, typedValue(m_settings->value(entry)));
+    }
+    m_settings->endGroup();
+    return dictionary;
+}
+
+void Preferences::writeDictionary(const QString& key, const QVariantMap& dictionary)
+{
+    m_settings->remove(key);
+    m_settings->beginGroup(key);
+    for (auto entry = dictionary.constBegin(); entry != dictionary.constEnd(); ++entry) {
+        m_settings->setValue(entry.key(), entry.value());
+    }
+    m_settings->endGroup();
 }
 
 bool Preferences::boolValue(const QString& key) const
@@ -99,7 +146,14 @@ void Preferences::setValue(const QString& key, const QVariant& value)
         return;
     }
     std::lock_guard locker(m_lock);
-    m_settings->setValue(key, value);
+    if (value.typeId() == QMetaType::QVariantMap) {
+        // As a group of "key=value" lines a person can read and edit, not
+        // as a serialised blob.
+        writeDictionary(key, value.toMap());
+    } else {
+        m_settings->remove(key);
+        m_settings->setValue(key, value);
+    }
     m_settings->sync();
 }
 
@@ -125,7 +179,7 @@ void Preferences::removeValue(const QString& key)
 bool Preferences::hasStoredValue(const QString& key) const
 {
     std::lock_guard locker(m_lock);
-    return m_settings->contains(key);
+    return m_settings->contains(key) || m_settings->childGroups().contains(key);
 }
 
 void Preferences::removeAllValues()

@@ -11,6 +11,10 @@
 // decimal string). Programs and tests that want other defaults register
 // them on top (registerDefaults merges).
 //
+// A dictionary is stored as an INI group, one "key=value" line per entry,
+// and read back with numbers and booleans typed again; a dictionary stored
+// by earlier versions as one serialised value still reads.
+//
 // Overrides set with setOverride() answer first and live only in memory.
 //
 // Threads: every function may be called from any thread; one lock guards
@@ -76,6 +80,10 @@ public:
     ~Preferences();
 
 private:
+    // Callers hold m_lock.
+    QVariant readDictionary(const QString& key) const;
+    void writeDictionary(const QString& key, const QVariantMap& dictionary);
+
     // A standard mutex, so that thread checkers see what it orders.
     mutable std::mutex m_lock;
     std::unique_ptr<QSettings> m_settings;

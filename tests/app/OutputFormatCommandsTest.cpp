@@ -6,6 +6,7 @@
 #include "ApplicationController.h"
 #include "EncoderSettings.h"
 #include "Encoding.h"
+#include "ErrorLog.h"
 #include "MutableListMoves.h"
 #include "OutputFormatTable.h"
 #include "Preferences.h"
@@ -158,6 +159,21 @@ TEST_F(OutputFormatCommandsTest, AddedFormatsStartFromTheStoredDefault)
     const EncoderSettings stored(
         Preferences::shared().dictionaryValue(QStringLiteral("defaultEncoderSetting")));
     EXPECT_EQ(stored.description(), formats().at(2)->description());
+
+    // A stored default of a format Sonabrik does not write (an older
+    // preferences file) is added, and encoded, as MP3; the log says so once.
+    EncoderSettings flac(stored.settingsDictionary());
+    flac.setEncoderType(EncoderSettings::FLAC);
+    flac.setExtension(QStringLiteral("flac"));
+    Preferences::shared().setValue(QStringLiteral("defaultEncoderSetting"), flac.settingsDictionary());
+    ErrorLog::shared()->clear();
+    commands.addOutputFormat();
+    commands.addOutputFormat();
+    for (const auto& added : {formats().at(4), formats().at(5)}) {
+        EXPECT_EQ(added->encoderType(), EncoderSettings::MP3);
+        EXPECT_EQ(added->extension(), QStringLiteral("mp3"));
+    }
+    EXPECT_EQ(ErrorLog::shared()->errorLogAsString().count(QStringLiteral("is not one Sonabrik writes")), 1);
 }
 
 TEST_F(OutputFormatCommandsTest, DroppedRowsMoveAboveTheRowDroppedOn)

@@ -9,9 +9,12 @@
 #include "CliProgram.h"
 #include "Encoding.h"
 #include "Fixtures.h"
+#include "Mutagen.h"
+#include "TagDump.h"
 #include "Tools.h"
 #include "Unprivileged.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -19,6 +22,8 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
 
 namespace {
 
@@ -349,6 +354,100 @@ TEST_F(CliFaults, TagsThatDoNotFitOnTheTemporaryDiskFailTheirFile)
     expectSourcesUnchanged();
 }
 
+// Rewriting the tags of the user's own MP3s on a disk with no room left:
+// a tag that fits its old room is written there; one that does not is
+// written to a copy that cannot be made, and the file is left as it was,
+// with the reason in the log. With room again, the copy takes the file's
+// place keeping its permissions and modification time.
+TEST_F(CliFaults, UpdatingTagsNeverCutsTheUsersMP3)
+{
+    if (!Unprivileged::needed()) {
+        GTEST_SKIP() << "skipped: mounting a small disk needs root";
+    }
+    const QString cover = scratch.file(QStringLiteral("cover.png"));
+    const ToolResult drawn =
+        runTool(systemPython(),
+                {QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/hostile_files.py"), QStringLiteral("png"),
+                 cover, QStringLiteral("16"), QStringLiteral("16"), QStringLiteral("100000")});
+    ASSERT_EQ(drawn.exitCode, 0) << drawn.standardError.toStdString();
+    const QString disk = scratch.file(QStringLiteral("mp3s"));
+    QDir().mkpath(disk);
+    const SmallDisk small(disk, "256k");
+    if (!small.mounted()) {
+        GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << small.error().toStdString();
+    }
+    // Tags in ID3v2.3 with UTF-16 text: longer than the UTF-8 ones found.
+    const QString settings = scratch.file(QStringLiteral("home/.config/Sonabrik"));
+    QDir().mkpath(settings);
+    const auto writeFile = [](const QString& path, const QByteArray& bytes) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        ASSERT_EQ(file.write(bytes), bytes.size());
+    };
+    writeFile(settings + QStringLiteral("/Sonabrik.conf"), "[General]\nWriteMP3ID3v2TagVersion=2\n");
+
+    const QString roomy = disk + QStringLiteral("/roomy.mp3");
+    const QString tight = disk + QStringLiteral("/tight.mp3");
+    for (const QString& mp3 : {roomy, tight}) {
+        const ToolResult encoded =
+            runTool(QStringLiteral("lame"), {QStringLiteral("--silent"), QStringLiteral("-b"),
+                                             QStringLiteral("128"), in(QStringLiteral("a.wav")), mp3});
+        ASSERT_EQ(encoded.exitCode, 0) << encoded.standardError.toStdString();
+    }
+    const QJsonArray title = Mutagen::entry(QStringLiteral("TIT2"), QStringLiteral("Lantern Road"));
+    Mutagen::tag(roomy, QStringLiteral("id3"), {title}, {{QStringLiteral("padding"), 1000}});
+    Mutagen::tag(tight, QStringLiteral("id3"),
+                 {title, Mutagen::entry(QStringLiteral("APIC"),
+                                        QJsonObject{{QStringLiteral("apic"), cover},
+                                                    {QStringLiteral("mime"), QStringLiteral("image/png")}})},
+                 {{QStringLiteral("padding"), 0}});
+    ASSERT_EQ(::chmod(QFile::encodeName(tight).constData(), 0640), 0);
+    const QByteArray tightBefore = fileBytes(tight);
+    const QDateTime tightTime = QFileInfo(tight).lastModified();
+    const auto status = [](const QString& path) {
+        struct stat status = {};
+        ::stat(QFile::encodeName(path).constData(), &status);
+        return status;
+    };
+    const auto inode = [&](const QString& path) { return status(path).st_ino; };
+    // The version the tag was written in: 3 once Sonabrik has written it.
+    const auto tagVersion = [](const QString& path) {
+        return mutagenTags(path)[QStringLiteral("id3v2")][QStringLiteral("version")][1].toInt();
+    };
+    const ino_t roomyInode = inode(roomy);
+    const ino_t tightInode = inode(tight);
+
+    // Fill the disk so that a copy of tight.mp3 cannot be made.
+    struct statvfs space = {};
+    ASSERT_EQ(::statvfs(QFile::encodeName(disk).constData(), &space), 0);
+    const qint64 free = qint64(space.f_bavail) * qint64(space.f_frsize);
+    const QString filler = disk + QStringLiteral("/filler");
+    writeFile(filler, QByteArray(free - tightBefore.size() / 2, 'x'));
+
+    const QStringList update{QStringLiteral("convert"), QStringLiteral("--update-metadata"), roomy, tight};
+    CliProgram::Result result = CliProgram::run(update, environment());
+    EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(QStringLiteral("Could Not Write Metadata To: ") + tight +
+                                    QStringLiteral(".  Error:No space left on device")))
+        << result.err.toStdString();
+    EXPECT_EQ(fileBytes(tight), tightBefore);
+    EXPECT_EQ(inode(roomy), roomyInode);
+    EXPECT_EQ(tagVersion(roomy), 3);
+    EXPECT_EQ(id3v2Text(mutagenTags(roomy), QStringLiteral("TIT2")), QStringLiteral("Lantern Road"));
+    EXPECT_NEAR(probedDuration(roomy), kShortSeconds, 0.06);
+    EXPECT_EQ(QDir(disk).entryList(QDir::Files | QDir::Hidden).size(), 3) << "a copy was left behind";
+
+    QFile::remove(filler);
+    result = CliProgram::run(update, environment());
+    EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    EXPECT_NE(inode(tight), tightInode);
+    EXPECT_EQ(status(tight).st_mode & 07777, 0640u);
+    EXPECT_EQ(QFileInfo(tight).lastModified(), tightTime);
+    EXPECT_EQ(tagVersion(tight), 3);
+    EXPECT_EQ(id3v2Text(mutagenTags(tight), QStringLiteral("TIT2")), QStringLiteral("Lantern Road"));
+    EXPECT_NEAR(probedDuration(tight), kShortSeconds, 0.06);
+}
+
 // A killed program leaves no output under its name that is not whole, and a
 // second run converts what the first did not.
 TEST_F(CliFaults, KilledMidRunAndRunAgain)
@@ -362,8 +461,14 @@ TEST_F(CliFaults, KilledMidRunAndRunAgain)
     EXPECT_EQ(filesBelow(out()), QStringList{"a.mp3"});
     expectOnlyWholeOutputs("after the kill");
     expectSourcesUnchanged();
-    // The killed encode's temporary file is left where temporary files are
-    // kept; the next run makes its own.
+    // The killed encode's temporary file is left behind; the next run
+    // removes it, but not the files of a process that still runs (this
+    // test's) nor another program's.
+    EXPECT_FALSE(temporaryFilesIn(temporary()).isEmpty());
+    const QString running = QStringLiteral("Wavecrate-00000000-%1-abcdEFGH").arg(::getpid());
+    for (const QString& name : {running, QStringLiteral("other-program.tmp")}) {
+        QFile(temporary() + u'/' + name).open(QIODevice::WriteOnly);
+    }
     QStringList arguments = this->arguments();
     arguments.insert(1, QStringLiteral("--overwrite"));
     arguments.insert(2, QStringLiteral("skip"));
@@ -374,6 +479,9 @@ TEST_F(CliFaults, KilledMidRunAndRunAgain)
     EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "b.mp3", "c.mp3"}));
     expectOnlyWholeOutputs("after the second run");
     expectSourcesUnchanged();
+    QStringList left = QDir(temporary()).entryList(QDir::Files | QDir::Hidden);
+    left.sort();
+    EXPECT_EQ(left, (QStringList{running, QStringLiteral("other-program.tmp")}));
 }
 
 } // namespace

@@ -146,7 +146,12 @@ TEST_F(SonabrikCliTest, ConvertsNestedFoldersIntoTwoFormatsKeepingTheirStructure
     EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), QStringLiteral("Lantern Road"));
     EXPECT_EQ(id3v2Text(tags, QStringLiteral("TPE1")), QStringLiteral("The Quiet Orchards"));
     EXPECT_TRUE(result.out.contains(QStringLiteral("4 of 4 files written.")));
-    // The options were for this run only.
+    // The first run says in one line where the files go, not the window's
+    // welcome; the options were for this run only.
+    EXPECT_TRUE(result.err.contains(QStringLiteral("MP3 files go to ") + QDir::cleanPath(out()) +
+                                    QStringLiteral(" (choose another folder with -o FOLDER)\n")))
+        << result.err.toStdString();
+    EXPECT_FALSE(result.err.contains(QStringLiteral("Welcome")));
     EXPECT_TRUE(storedPreferences().contains("firstRun=false"));
     EXPECT_FALSE(storedPreferences().contains("preserveInputFileDirectoryStructure"));
     EXPECT_FALSE(storedPreferences().contains(out().toUtf8()));

@@ -2,7 +2,8 @@
 // values a tag may hold (separators, dots, control characters, what invalid
 // UTF-8 decodes to, ten thousand characters), and made into the output path
 // exactly as an encode does, must name a visible file inside the output
-// folder that the file system can create.
+// folder that the file system can create, with no control character that
+// would split the lines of a listing.
 
 #include "AudioMetadata.h"
 #include "EncoderSettings.h"
@@ -10,6 +11,7 @@
 #include "NamingScheme.h"
 #include "Preferences.h"
 #include "QtPrinters.h"
+#include "SafeFilename.h"
 
 #include <gtest/gtest.h>
 
@@ -79,6 +81,8 @@ void expectVisibleAndInside(const QString& relative, const std::string& context)
     for (const QString& component : components) {
         EXPECT_FALSE(component.isEmpty()) << context << " -> " << path.toStdString();
         EXPECT_FALSE(component.startsWith(u'.')) << context << " -> " << path.left(400).toStdString();
+        EXPECT_TRUE(std::none_of(component.begin(), component.end(), &SafeFilename::isControlCharacter))
+            << context << " -> " << path.left(400).toStdString();
         EXPECT_LE(component.toUtf8().size(), FileNameLimit::kMaxComponentBytes) << context;
     }
     EXPECT_TRUE(components.last().endsWith(QStringLiteral(".mp3"))) << context;
@@ -103,7 +107,7 @@ TEST_P(HostileNaming, EveryValueNamesAVisibleFileInsideTheOutputFolder)
     {
         bool windowsSafe;
         const char* replacement;
-    } options[] = {{false, "_"}, {true, "_"}, {true, ""}, {true, "."}};
+    } options[] = {{false, "_"}, {true, "_"}, {true, ""}, {true, "."}, {false, "\t"}};
     for (const auto& option : options) {
         Preferences::shared().setValue(QStringLiteral("createWindowsSafeFilenames"), option.windowsSafe);
         Preferences::shared().setValue(QStringLiteral("replaceInvalidCharactersWith"),

@@ -15,6 +15,7 @@
 #include "FileEncodeOperation.h"
 #include "Fixtures.h"
 #include "OperationsArrayController.h"
+#include "OutputFolderPopUp.h"
 #include "PreferencesWindowController.h"
 #include "QueueListModel.h"
 #include "QueueListView.h"
@@ -29,12 +30,16 @@
 #include <QDropEvent>
 #include <QFile>
 #include <QHeaderView>
+#include <QLabel>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QRegularExpression>
+#include <QStatusBar>
 #include <QTableView>
+#include <QTimer>
 #include <QUrl>
 #include <gtest/gtest.h>
 #include <map>
@@ -195,8 +200,13 @@ TEST_F(MainWindowTest, EncodeFromTheToolbarConvertsTheQueueAndEveryRowReachesIts
         });
     }
     QStringList buttonTexts;
-    QObject::connect(&controller, &ApplicationController::operationFinished,
-                     [&] { buttonTexts << window.encodeButtonAction()->text(); });
+    QStringList statusTexts;
+    auto* status = window.statusBar()->findChild<QLabel*>();
+    ASSERT_NE(status, nullptr);
+    QObject::connect(&controller, &ApplicationController::operationFinished, [&] {
+        buttonTexts << window.encodeButtonAction()->text();
+        statusTexts << status->text();
+    });
 
     // The preferences are open when the run starts; the run closes them.
     window.action("preferences")->trigger();
@@ -213,6 +223,11 @@ TEST_F(MainWindowTest, EncodeFromTheToolbarConvertsTheQueueAndEveryRowReachesIts
         EXPECT_FLOAT_EQ(percent, 1.0f) << path.toStdString();
     }
     EXPECT_EQ(buttonTexts, QStringList(3, QStringLiteral("Cancel")));
+    // The status bar tells the run's progress while it lasts.
+    const QRegularExpression progress(QStringLiteral("^Converting: [0-2] of 3 files done, [0-9]+ %"));
+    for (const QString& text : statusTexts) {
+        EXPECT_TRUE(progress.match(text).hasMatch()) << text.toStdString();
+    }
     EXPECT_EQ(window.encodeButtonAction()->text(), QStringLiteral("Encode"));
     EXPECT_TRUE(window.encodeButtonAction()->isEnabled());
     EXPECT_EQ(window.queueModel()->rowCount(), 0);
@@ -220,6 +235,29 @@ TEST_F(MainWindowTest, EncodeFromTheToolbarConvertsTheQueueAndEveryRowReachesIts
     EXPECT_NEAR(durationOf(out() + QStringLiteral("/ctl-short.mp3")), 0.5, 0.1);
     EXPECT_NEAR(durationOf(out() + QStringLiteral("/ctl-tagged.mp3")), 0.5, 0.1);
     EXPECT_NEAR(durationOf(out() + QStringLiteral("/ctl-tone.mp3")), 0.5, 0.1);
+}
+
+TEST_F(MainWindowTest, TheOutputFolderPopUpShowsTheFolderTheFirstLaunchSetsUp)
+{
+    prefs.set(QStringLiteral("firstRun"), true);
+    // The welcome box is modal: answer it from the event loop it runs.
+    QTimer answer;
+    QObject::connect(&answer, &QTimer::timeout, [&] {
+        if (QMessageBox* box = visibleBox(QStringLiteral("Welcome"))) {
+            for (QAbstractButton* button : box->buttons()) {
+                if (button->text() == QStringLiteral("OK!")) {
+                    button->click();
+                }
+            }
+        }
+    });
+    answer.start(20);
+    controller.applicationDidFinishLaunching();
+
+    const QString folder = ApplicationController::defaultOutputFolder();
+    EXPECT_TRUE(QFileInfo(folder).isDir());
+    EXPECT_EQ(window.outputFolderPopUp()->currentText(), QStringLiteral("Sonabrik"));
+    EXPECT_EQ(window.outputFolderPopUp()->currentData(Qt::ToolTipRole).toString(), folder);
 }
 
 struct OverwriteCase

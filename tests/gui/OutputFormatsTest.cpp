@@ -7,6 +7,7 @@
 #include "DesktopUserInterface.h"
 #include "EncoderSettings.h"
 #include "Encoding.h"
+#include "ErrorLog.h"
 #include "Fixtures.h"
 #include "MP3ListViewCell.h"
 #include "MainWindow.h"
@@ -80,7 +81,8 @@ TEST_F(MP3CellTest, ValuesWithoutAnItemFallBackAndTheQualitySlipIsKept)
     EXPECT_EQ(EncoderListViewCell::selectedTag(cell.channelsPopupButton()), 2);
     EXPECT_EQ(cell.qualityPopupButton()->currentIndex(), -1);
     EXPECT_TRUE(cell.enabledCheckBox()->isChecked());
-    EXPECT_EQ(EncoderListViewCell::selectedTag(cell.outputFormatPopupButton()), EncoderListViewCell::MP3Tag);
+    EXPECT_TRUE(cell.outputFormatPopupButton()->isHidden());
+    EXPECT_EQ(cell.formatLabel()->text(), QStringLiteral("MP3"));
 
     // What the cell shows is remembered as the last MP3 settings.
     EXPECT_EQ(EncoderSettings(previousSettings()).description(), record.description());
@@ -124,20 +126,34 @@ TEST_F(MP3CellTest, TheMethodChoosesBetweenBitRateAndVbrQuality)
     EXPECT_FALSE(record.enabled());
 }
 
-TEST_F(MP3CellTest, TheFormatPopUpSwitchesKindsFromTheirRememberedSettings)
+TEST_F(MP3CellTest, ARecordOfAnotherFormatIsShownAsMP3AndTheGeneralCellKeepsItsTable)
 {
+    // A FLAC record from an older preferences file: shown, and written, as
+    // MP3, and the log says so once.
+    ErrorLog::shared()->clear();
+    record.setEncoderType(EncoderSettings::FLAC);
+    record.setExtension(QStringLiteral("flac"));
+    cell.setEncoderSettings(&record);
+    cell.configureMenuItems();
+    EXPECT_EQ(record.encoderType(), EncoderSettings::MP3);
+    EXPECT_EQ(record.extension(), QStringLiteral("mp3"));
+    EXPECT_EQ(ErrorLog::shared()->errorLogAsString().count(QStringLiteral("is not one Sonabrik writes")), 1);
+
+    // The general cell still switches kinds from their remembered settings.
+    EncoderListViewCell general;
+    general.setEncoderSettings(&record);
     prefs.set(QStringLiteral("previousFLACSettings"),
               QVariantMap{{QStringLiteral("quality"), 7}, {QStringLiteral("mode"), 1}});
     record.setBitrate(128);
-    cell.setEncoderSettings(&record);
+    cell.configureMenuItems();
 
-    choose(cell.outputFormatPopupButton(), EncoderListViewCell::FLACTag);
+    choose(general.outputFormatPopupButton(), EncoderListViewCell::FLACTag);
     EXPECT_EQ(record.encoderType(), EncoderSettings::FLAC);
     EXPECT_EQ(record.extension(), QStringLiteral("flac"));
     EXPECT_EQ(record.quality(), 7);
     EXPECT_EQ(record.channelMode(), 1);
 
-    choose(cell.outputFormatPopupButton(), EncoderListViewCell::AppleLosslessTag);
+    choose(general.outputFormatPopupButton(), EncoderListViewCell::AppleLosslessTag);
     EXPECT_EQ(record.encoderType(), EncoderSettings::CoreAudio);
     EXPECT_EQ(record.outputFormatDescription(), QStringLiteral("Apple Lossless"));
     EXPECT_EQ(record.extension(), QStringLiteral("m4a"));
@@ -146,18 +162,18 @@ TEST_F(MP3CellTest, TheFormatPopUpSwitchesKindsFromTheirRememberedSettings)
     // AAC is the AAC item, whatever type of MPEG-4 file it is.
     record.setFileType(0x6D703466); // 'mp4f'
     record.setFormatID(0x61616320); // 'aac '
-    cell.configureMenuItems();
-    EXPECT_EQ(EncoderListViewCell::selectedTag(cell.outputFormatPopupButton()), EncoderListViewCell::AACTag);
+    general.configureMenuItems();
+    EXPECT_EQ(EncoderListViewCell::selectedTag(general.outputFormatPopupButton()),
+              EncoderListViewCell::AACTag);
     record.setFileType(0x3F3F3F3F);
-    cell.configureMenuItems();
-    EXPECT_EQ(cell.outputFormatPopupButton()->currentIndex(), -1);
+    general.configureMenuItems();
+    EXPECT_EQ(general.outputFormatPopupButton()->currentIndex(), -1);
 
-    choose(cell.outputFormatPopupButton(), EncoderListViewCell::MP3Tag);
+    choose(general.outputFormatPopupButton(), EncoderListViewCell::MP3Tag);
     EXPECT_EQ(record.encoderType(), EncoderSettings::MP3);
     EXPECT_EQ(record.extension(), QStringLiteral("mp3"));
-    // The MP3 settings come back from the last ones shown, corrected where
-    // they had no item.
-    EXPECT_EQ(record.bitrate(), 192);
+    // The MP3 settings come back from the last ones the MP3 cell showed.
+    EXPECT_EQ(record.bitrate(), 128);
 }
 
 class OutputFormatsPaneTest : public ::testing::Test

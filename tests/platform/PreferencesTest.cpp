@@ -1,5 +1,6 @@
 #include "Preferences.h"
 #include "EncoderSettings.h"
+#include "Encoding.h"
 #include "Fixtures.h"
 #include "PropertyList.h"
 #include "QtPrinters.h"
@@ -164,6 +165,48 @@ TEST(Preferences, StoredValuesLiveInTheXdgConfigFolderAndWinOverDefaultsAtOnce)
     preferences.removeAllValues();
     EXPECT_EQ(preferences.integerValue("numProcesses"), QThread::idealThreadCount());
     EXPECT_EQ(Preferences(expected).value("numProcesses"), QVariant());
+}
+
+TEST(Preferences, DictionariesAreStoredAsReadableTextAndOldBlobsStillRead)
+{
+    ScratchDir scratch;
+    const QString file = scratch.file(QStringLiteral("Sonabrik.conf"));
+    EncoderSettings format;
+    format.setEnabled(true);
+    format.setExtension(QStringLiteral("mp3"));
+    format.setBitrate(192);
+    format.setVbrQuality(8);
+    {
+        Preferences preferences(file);
+        preferences.setValue("previousMP3Settings", format.settingsDictionary());
+        EXPECT_TRUE(preferences.hasStoredValue("previousMP3Settings"));
+    }
+    const QByteArray text = fileBytes(file);
+    EXPECT_FALSE(text.contains("@Variant")) << text.toStdString();
+    EXPECT_TRUE(text.contains("[previousMP3Settings]\n")) << text.toStdString();
+    EXPECT_TRUE(text.contains("\nbitrate=192\n")) << text.toStdString();
+    EXPECT_TRUE(text.contains("\nextension=mp3\n")) << text.toStdString();
+
+    // Read back typed, by a new store as by a new start of the program.
+    const QVariantMap read = Preferences(file).dictionaryValue("previousMP3Settings");
+    EXPECT_EQ(read.value("bitrate").typeId(), QMetaType::LongLong);
+    EXPECT_EQ(read.value("enabled").typeId(), QMetaType::Bool);
+    EXPECT_EQ(EncoderSettings(read).description(), format.description());
+
+    // A dictionary written as one serialised value by an earlier version
+    // still reads, and a new value replaces it as text.
+    {
+        QSettings older(file, QSettings::IniFormat);
+        older.setValue("defaultEncoderSetting", format.settingsDictionary());
+    }
+    ASSERT_TRUE(fileBytes(file).contains("@Variant"));
+    Preferences preferences(file);
+    EXPECT_EQ(EncoderSettings(preferences.dictionaryValue("defaultEncoderSetting")).description(),
+              format.description());
+    preferences.setValue("defaultEncoderSetting", format.settingsDictionary());
+    EXPECT_FALSE(fileBytes(file).contains("@Variant"));
+    preferences.removeValue("defaultEncoderSetting");
+    EXPECT_FALSE(preferences.hasStoredValue("defaultEncoderSetting"));
 }
 
 } // namespace

@@ -6,6 +6,7 @@ Usage: mutagen_tag.py JSON, where JSON is an object:
   "format": flac | ogg | mp4 | asf | id3 | ape | dsf | aiff | wave;
   "tags":   [[key, value], ...] with the tag system's own keys, in order;
             a repeated key gets several values;
+  "padding": for id3, the bytes of padding after the frames;
 A value is a string, or an object that says its type:
   {"int": n}, {"bool": b}, {"pair": [n, total]} (MP4 numbers, booleans and
   number pairs), {"dword": n} (ASF 32-bit attribute), {"freeform": text}
@@ -134,7 +135,9 @@ def tag_id3(path, request):
         tags = id3.ID3()
     for key, value in request.get("tags", []):
         tags.add(id3_frame(key, value))
-    tags.save(path, v2_version=request.get("version", 4), v1=request.get("v1", 0))
+    padding = request.get("padding")
+    tags.save(path, v2_version=request.get("version", 4), v1=request.get("v1", 0),
+              padding=None if padding is None else (lambda info: padding))
 
 
 def tag_id3_container(audio, request):

@@ -9,7 +9,6 @@
 #include <QLabel>
 #include <QListView>
 #include <QSignalBlocker>
-#include <QStackedWidget>
 #include <initializer_list>
 #include <utility>
 
@@ -92,40 +91,32 @@ MP3ListViewCell::MP3ListViewCell(QWidget* parent) : EncoderListViewCell(parent)
     m_bitrateTextField = caption(this, tr("Bitrate kbps"));
     m_bitrateModeTextField = caption(this, tr("Bitrate Mode"));
 
-    // The MP3 settings, and in their place a note for a record of another
-    // format.
-    m_settingsArea = new QStackedWidget(this);
-    auto* settings = new QWidget(m_settingsArea);
-    auto* grid = new QGridLayout(settings);
-    grid->setContentsMargins(0, 0, 0, 0);
+    m_formatLabel = new QLabel(tr("MP3"), this);
+    QFont bold = m_formatLabel->font();
+    bold.setBold(true);
+    m_formatLabel->setFont(bold);
+    m_formatLabel->setToolTip(tr("Sonabrik writes MP3 files"));
+    m_outputFormatPopupButton->hide();
+
+    auto* grid = new QGridLayout(this);
+    grid->setContentsMargins(6, 5, 8, 5);
     grid->setHorizontalSpacing(10);
     grid->setVerticalSpacing(1);
-    grid->addWidget(caption(settings, tr("Sample Rate")), 0, 0);
-    grid->addWidget(m_sampleRatePopupButton, 1, 0);
-    grid->addWidget(m_bitrateModeTextField, 0, 1);
-    grid->addWidget(m_bitrateModePopupButton, 1, 1);
-    grid->addWidget(m_bitrateTextField, 0, 2);
-    grid->addWidget(m_bitratePopupButton, 1, 2);
-    grid->addWidget(m_vbrQualityPopupButton, 1, 2);
-    grid->addWidget(caption(settings, tr("Channels")), 0, 3);
-    grid->addWidget(m_channelsPopupButton, 1, 3);
-    grid->addWidget(caption(settings, tr("Quality")), 0, 4);
-    grid->addWidget(m_qualityPopupButton, 1, 4);
-    grid->setColumnStretch(5, 1);
-    m_settingsArea->addWidget(settings);
-    m_formatNote = new QLabel(m_settingsArea);
-    m_formatNote->setWordWrap(true);
-    m_formatNote->setForegroundRole(QPalette::PlaceholderText);
-    m_settingsArea->addWidget(m_formatNote);
-
-    auto* layout = new QGridLayout(this);
-    layout->setContentsMargins(6, 5, 8, 5);
-    layout->setHorizontalSpacing(14);
-    layout->setVerticalSpacing(1);
-    layout->addWidget(m_enabledCheckBox, 0, 0);
-    layout->addWidget(m_outputFormatPopupButton, 1, 0);
-    layout->addWidget(m_settingsArea, 0, 1, 2, 1);
-    layout->setColumnStretch(1, 1);
+    grid->addWidget(m_enabledCheckBox, 0, 0);
+    grid->addWidget(m_formatLabel, 1, 0);
+    grid->setColumnMinimumWidth(0, 70);
+    grid->addWidget(caption(this, tr("Sample Rate")), 0, 1);
+    grid->addWidget(m_sampleRatePopupButton, 1, 1);
+    grid->addWidget(m_bitrateModeTextField, 0, 2);
+    grid->addWidget(m_bitrateModePopupButton, 1, 2);
+    grid->addWidget(m_bitrateTextField, 0, 3);
+    grid->addWidget(m_bitratePopupButton, 1, 3);
+    grid->addWidget(m_vbrQualityPopupButton, 1, 3);
+    grid->addWidget(caption(this, tr("Channels")), 0, 4);
+    grid->addWidget(m_channelsPopupButton, 1, 4);
+    grid->addWidget(caption(this, tr("Quality")), 0, 5);
+    grid->addWidget(m_qualityPopupButton, 1, 5);
+    grid->setColumnStretch(6, 1);
 
     connect(m_enabledCheckBox, &QCheckBox::toggled, this, [this](bool on) {
         if (m_encoderSettings) {
@@ -142,6 +133,11 @@ MP3ListViewCell::MP3ListViewCell(QWidget* parent) : EncoderListViewCell(parent)
 
 void MP3ListViewCell::configureMenuItems()
 {
+    if (m_encoderSettings) {
+        // Quietly: the list that shows this cell would rebuild it under us.
+        const QSignalBlocker quiet(m_encoderSettings.data());
+        m_encoderSettings->makeMP3();
+    }
     EncoderListViewCell::configureMenuItems();
     if (!m_encoderSettings) {
         return;
@@ -198,21 +194,7 @@ void MP3ListViewCell::configureMenuItems()
         m_qualityPopupButton->setCurrentIndex(-1);
     }
 
-    showFormatNote();
     storePreviousSettings();
-}
-
-void MP3ListViewCell::showFormatNote()
-{
-    const EncoderSettings& record = *m_encoderSettings;
-    if (record.encoderType() == EncoderSettings::MP3) {
-        m_settingsArea->setCurrentIndex(0);
-        return;
-    }
-    m_formatNote->setText(tr("Sonabrik writes MP3 only: files of this format hold MP3 audio under the "
-                             "extension \u201c.%1\u201d. Choose MP3 to set the bit rate.")
-                              .arg(record.extension()));
-    m_settingsArea->setCurrentIndex(1);
 }
 
 void MP3ListViewCell::storePreviousSettings()

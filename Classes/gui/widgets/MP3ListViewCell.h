@@ -1,8 +1,11 @@
 #pragma once
-// The cell the output-format list shows for its records: the general cell's
-// format pop-up and enable box, and the MP3 settings as six pop-ups (sample
-// rate, bit rate, bit-rate method, VBR quality, channels, quality). The bit
-// rate and VBR quality pop-ups share a place: the method shows one of them.
+// The cell the output-format list shows for its records: an enable box,
+// the format's name ("MP3", the only format written) and the MP3 settings
+// as six pop-ups (sample rate, bit rate, bit-rate method, VBR quality,
+// channels, quality). The bit rate and VBR quality pop-ups share a place:
+// the method shows one of them. The general cell's format pop-up is kept
+// hidden; a record of another format is made MP3 when shown (see
+// EncoderSettings::makeMP3()).
 //
 // configureMenuItems() corrects a record whose value has no item: sample
 // rate 0, method 0 (CBR), VBR quality 8, bit rate 192, channel mode 0,
@@ -20,7 +23,6 @@
 class QCheckBox;
 class QComboBox;
 class QLabel;
-class QStackedWidget;
 
 class MP3ListViewCell : public EncoderListViewCell
 {
@@ -42,6 +44,7 @@ public:
     QComboBox* qualityPopupButton() const { return m_qualityPopupButton; }
     QLabel* bitrateTextField() const { return m_bitrateTextField; }
     QLabel* bitrateModeTextField() const { return m_bitrateModeTextField; }
+    QLabel* formatLabel() const { return m_formatLabel; }
 
 private Q_SLOTS:
     void sampleRateChanged();
@@ -56,7 +59,6 @@ private:
     // the record.
     template <class Value> void applySelectedTag(QComboBox* popUp, void (EncoderSettings::*setter)(Value));
     void storePreviousSettings();
-    void showFormatNote();
 
     QCheckBox* m_enabledCheckBox = nullptr;
     QComboBox* m_sampleRatePopupButton = nullptr;
@@ -67,6 +69,5 @@ private:
     QComboBox* m_qualityPopupButton = nullptr;
     QLabel* m_bitrateTextField = nullptr;
     QLabel* m_bitrateModeTextField = nullptr;
-    QStackedWidget* m_settingsArea = nullptr;
-    QLabel* m_formatNote = nullptr;
+    QLabel* m_formatLabel = nullptr;
 };

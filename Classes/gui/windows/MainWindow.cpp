@@ -52,7 +52,8 @@ MainWindow::MainWindow(ApplicationController& controller, QWidget* parent)
             &MainWindow::encoderRunningChanged);
     connect(&controller, &ApplicationController::containsMP3FilesChanged, this,
             &MainWindow::updateEncodeMenu);
-    connect(&controller, &ApplicationController::operationFinished, this, [this] { ++m_runFinished; });
+    connect(&controller, &ApplicationController::operationFinished, this,
+            [this](FileEncodeOperation* row) { m_runProgress.finish(row); });
     connect(&controller, &ApplicationController::parsingFinished, m_queueModel,
             &QueueListModel::flushPendingRows);
     connect(&controller, &ApplicationController::runStarted, this, &MainWindow::runStarted);
@@ -418,26 +419,22 @@ void MainWindow::encoderRunningChanged()
 
 void MainWindow::runStarted()
 {
-    m_runTotal = int(m_controller.operationsController().count());
-    m_runFinished = 0;
+    m_runProgress.start(m_controller.operationsController().arrangedObjects());
+    m_runClock.start();
     m_runProgressTimer.start();
     updateRunProgress();
 }
 
 void MainWindow::updateRunProgress()
 {
-    if (m_runTotal <= 0) {
+    if (m_runProgress.filesTotal() <= 0) {
         return;
     }
-    double done = m_runFinished;
-    for (FileEncodeOperation* operation : m_controller.operationsController().arrangedObjects()) {
-        if (operation->isExecuting() && operation->percentComplete() > 0) {
-            done += std::min(double(operation->percentComplete()), 1.0);
-        }
-    }
-    const int percent = int(std::min(100.0, 100.0 * done / m_runTotal));
+    m_runProgress.follow(m_controller.operationsController().arrangedObjects());
+    m_runProgress.setElapsed(double(m_runClock.elapsed()) / 1000.0);
+    const int percent = int(m_runProgress.fraction() * 100);
     setWindowTitle(tr("%1% – Sonabrik").arg(percent));
-    m_status->setText(tr("Converting: %1 of %2 files done").arg(m_runFinished).arg(m_runTotal));
+    m_status->setText(tr("Converting: %1").arg(m_runProgress.describe()));
 }
 
 void MainWindow::updateStatus()

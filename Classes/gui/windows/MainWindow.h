@@ -13,6 +13,9 @@
 //
 // Main thread. The controller is not owned and must outlive the window.
 
+#include "RunProgress.h"
+
+#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QTimer>
 #include <functional>
@@ -123,7 +126,7 @@ private:
 
     // The run as the title shows it.
     QTimer m_runProgressTimer;
-    int m_runTotal = 0;
-    int m_runFinished = 0;
+    RunProgress m_runProgress;
+    QElapsedTimer m_runClock;
     bool m_quitAfterRun = false;
 };
