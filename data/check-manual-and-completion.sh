@@ -29,6 +29,10 @@ options_of() { sed -e 's/\\-/-/g' -e 's/LAME -[A-Za-z]//g' | grep -oE '(^|[ ,[(|
 # Completion: the words offered for the command line given.
 source /usr/share/bash-completion/bash_completion
 source "$completion"
+# Whole words, as a shell without ":" among its word breaks would insert
+# them; compopt only works inside a completion the shell itself runs.
+COMP_WORDBREAKS=${COMP_WORDBREAKS//:/}
+compopt() { :; }
 complete_words() {
     COMP_WORDS=("$@")
     COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
@@ -56,7 +60,7 @@ for command in $commands; do
             fail "$option does not complete after $command"
     done
 done
-for option in $(echo "$usage" | options_of); do
+for option in $(echo "$usage" | sed -n '/^Options:/,$p' | options_of); do
     grep -qx -- "$option" <<<"$offered" || fail "$option does not complete as the first word"
 done
 help_options=$(echo "$all_help" | options_of)

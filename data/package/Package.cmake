@@ -1,5 +1,5 @@
 # The Debian package of both programs: `cpack -G DEB` in a build tree
-# configured with CMAKE_INSTALL_PREFIX=/usr (scripts/package.sh does both).
+# (scripts/package.sh builds it in build/).
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME sonabrik)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -34,7 +34,7 @@ list(JOIN ffmpeg_packages ", " CPACK_DEBIAN_PACKAGE_DEPENDS)
 
 # The description is the AppStream one: its summary, then its paragraphs and
 # list items wrapped to 79 columns (list items as "  * ", shown verbatim).
-file(READ ${SONABRIK_METAINFO} metainfo)
+file(READ ${PROJECT_SOURCE_DIR}/data/org.sonabrik.Sonabrik.metainfo.xml.in metainfo)
 string(REGEX MATCH "<summary>([^<]*)</summary>" _ "${metainfo}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_MATCH_1}")
 string(REGEX MATCH "<description>(.*)</description>[ \n]*<launchable" _ "${metainfo}")

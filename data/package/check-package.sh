@@ -73,8 +73,8 @@ sox -n -r 44100 -c 2 -b 16 "$work/tone.wav" synth 0.1 sine 440
 convert -size 64x48 xc:red "$work/cover.png"
 flac -s --picture="$work/cover.png" -o "$cover" "$work/tone.wav"
 loaded=$(LD_DEBUG=files "$work/root/usr/bin/sonabrik-cli" info "$cover" 2>&1 | grep 'guiservices.*dynamically loaded' || true)
-[[ $loaded == *"$work/root/usr/lib/"* ]] || fail "the pictures' module came from elsewhere: $loaded"
-"$work/root/usr/bin/sonabrik-cli" info "$cover" | grep -q '64.*48' || fail "the cover's size was not read"
+[[ $loaded == *"file=$work/root/usr/"* ]] || fail "the pictures' module came from elsewhere: $loaded"
+"$work/root/usr/bin/sonabrik-cli" info "$cover" | grep -q 'albumArtwork: image/png, .*, 64x48,' || fail "the cover's size was not read"
 
 if ! command -v lintian >/dev/null; then
     echo "lintian is not installed: its check skipped"
