@@ -21,6 +21,8 @@ packages=(
   xdotool imagemagick x11-utils openbox
   # checks of the desktop entry and the software-centre description
   desktop-file-utils appstream shared-mime-info
+  # the Debian package and its check
+  dpkg-dev lintian bash-completion
 )
 
 missing=()

@@ -4,6 +4,8 @@
 
 #include <QtGlobal>
 #include <dlfcn.h>
+#include <filesystem>
+#include <string>
 
 namespace {
 
@@ -13,12 +15,19 @@ const GuiServicesTable* table()
     static const GuiServicesTable* const loaded = []() -> const GuiServicesTable* {
         // Never closed: Qt's image plugins, loaded through the module, keep
         // pointers into it.
-        // Where this build put it, else where `cmake --install` puts it (the
-        // build folder may be gone by the time an installed program runs).
-        const char* path = SONABRIK_GUISERVICES_PATH;
+        // Where the installed layout puts it beside this program (an
+        // installed or unpacked package loads its own module, whatever build
+        // tree may still exist), else where this build put it (the tests run
+        // from their own folders).
+        std::error_code ignored;
+        const std::string installed =
+            (std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path() /
+             SONABRIK_GUISERVICES_RELATIVE_PATH)
+                .string();
+        const char* path = installed.c_str();
         void* module = dlopen(path, RTLD_NOW | RTLD_LOCAL);
         if (!module) {
-            path = SONABRIK_GUISERVICES_INSTALLED_PATH;
+            path = SONABRIK_GUISERVICES_PATH;
             module = dlopen(path, RTLD_NOW | RTLD_LOCAL);
         }
         if (!module) {

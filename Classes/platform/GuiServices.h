@@ -6,8 +6,8 @@
 // the whole start. A conversion needs them only when a file has a picture,
 // so the core does not link QtGui: these functions open the module
 // libsonabrik-guiservices.so (guiservices/GuiServicesModule.cpp, loaded
-// from where the build put it) the first time one is called, and call into
-// it.
+// from the library folder of an installed program, else from where the build
+// put it) the first time one is called, and call into it.
 //
 // Threads: any. The first call loads under a lock; the module then stays
 // loaded until the process ends.
