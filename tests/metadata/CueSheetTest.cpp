@@ -1,0 +1,140 @@
+// Cue sheets as rippers write them: the text encodings, several FILE lines
+// with pregaps, the album's REM lines, and the spans each track gets in its
+// file, with every way a sheet can be wrong.
+
+#include "CueSheet.h"
+#include "QtPrinters.h"
+
+#include <QStringEncoder>
+#include <gtest/gtest.h>
+
+namespace {
+
+// "Ça" and curly quotes: bytes that differ in every encoding tried here.
+const QString kSheet = QStringLiteral("REM GENRE \"Chanson\"\r\n"
+                                      "REM DATE 1999\r\n"
+                                      "REM COMMENT \"ExactAudioCopy v1.6\"\r\n"
+                                      "REM DISCNUMBER 2\r\n"
+                                      "REM TOTALDISCS 3\r\n"
+                                      "PERFORMER \"Les Vergers\"\r\n"
+                                      "TITLE \"\u00C7a ira \u201Cbien\u201D\"\r\n"
+                                      "FILE \"Disc 2.flac\" WAVE\r\n"
+                                      "  TRACK 01 AUDIO\r\n"
+                                      "    TITLE \"Ouverture\"\r\n"
+                                      "    INDEX 01 00:00:32\r\n"
+                                      "  TRACK 02 AUDIO\r\n"
+                                      "    TITLE \"Deux\"\r\n"
+                                      "    PERFORMER \"Invit\u00E9e\"\r\n"
+                                      "    SONGWRITER \"Auteur\"\r\n"
+                                      "    ISRC FRZ039900212\r\n"
+                                      "    INDEX 00 00:10:00\r\n"
+                                      "    INDEX 01 00:12:37\r\n"
+                                      "FILE \"Bonus.wav\" WAVE\r\n"
+                                      "  TRACK 03 AUDIO\r\n"
+                                      "    INDEX 01 00:00:00\r\n");
+
+QByteArray encoded(QStringConverter::Encoding encoding, bool bom)
+{
+    QStringEncoder encoder(encoding,
+                           bom ? QStringConverter::Flag::WriteBom : QStringConverter::Flag::Default);
+    return encoder.encode(kSheet);
+}
+
+QByteArray windows1252()
+{
+    // Latin-1, but for the curly quotes, which Windows-1252 puts at 0x93
+    // and 0x94.
+    QByteArray result;
+    for (QChar c : kSheet) {
+        result += c == QChar(0x201C) ? '\x93' : c == QChar(0x201D) ? '\x94' : char(c.unicode());
+    }
+    return result;
+}
+
+class CueSheetEncodings : public ::testing::TestWithParam<std::pair<const char*, QByteArray>>
+{
+};
+
+TEST_P(CueSheetEncodings, EveryFieldReadsTheSame)
+{
+    QString error;
+    const CueSheet sheet = CueSheet::parse(GetParam().second, &error);
+    ASSERT_EQ(sheet.tracks.size(), 3) << error.toStdString();
+    EXPECT_EQ(sheet.title, QStringLiteral("\u00C7a ira \u201Cbien\u201D"));
+    EXPECT_EQ(sheet.performer, QStringLiteral("Les Vergers"));
+    EXPECT_EQ(sheet.genre, QStringLiteral("Chanson"));
+    EXPECT_EQ(sheet.date, QStringLiteral("1999"));
+    EXPECT_EQ(sheet.comment, QStringLiteral("ExactAudioCopy v1.6"));
+    EXPECT_EQ(sheet.discNumber, 2);
+    EXPECT_EQ(sheet.totalDiscs, 3);
+    EXPECT_EQ(sheet.files(), (QStringList{"Disc 2.flac", "Bonus.wav"}));
+
+    const CueTrack& second = sheet.tracks[1];
+    EXPECT_EQ(second.number, 2);
+    EXPECT_EQ(second.title, QStringLiteral("Deux"));
+    EXPECT_EQ(second.performer, QStringLiteral("Invit\u00E9e"));
+    EXPECT_EQ(second.songwriter, QStringLiteral("Auteur"));
+    EXPECT_EQ(second.isrc, QStringLiteral("FRZ039900212"));
+    EXPECT_EQ(second.start, 12 * 75 + 37);
+    EXPECT_TRUE(sheet.tracks[0].performer.isEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, CueSheetEncodings,
+                         ::testing::Values(std::pair{"Utf8", encoded(QStringConverter::Utf8, false)},
+                                           std::pair{"Utf8WithBom", encoded(QStringConverter::Utf8, true)},
+                                           std::pair{"Utf16LE", encoded(QStringConverter::Utf16LE, true)},
+                                           std::pair{"Utf16BE", encoded(QStringConverter::Utf16BE, true)},
+                                           std::pair{"Windows1252", windows1252()}),
+                         [](const auto& info) { return std::string(info.param.first); });
+
+TEST(CueSheet, TracksRunFromIndexOneToTheNextAndPregapsEndThePreviousTrack)
+{
+    const CueSheet sheet = CueSheet::parse(kSheet.toUtf8());
+    ASSERT_EQ(sheet.tracks.size(), 3);
+    const qint64 fileLength = 44100 * 20 + 123; // not a whole second
+    QString problem;
+    // Track 1 starts 32 frames in: those 18816 samples are a hidden track.
+    const auto first = sheet.span(0, 44100, fileLength, &problem);
+    ASSERT_TRUE(first) << problem.toStdString();
+    EXPECT_EQ(first->start, 32 * 588);
+    EXPECT_EQ(first->leftOut, 32 * 588);
+    // It ends at track 2's INDEX 01, so track 2's pregap plays at its end.
+    EXPECT_EQ(first->start + first->length, (12 * 75 + 37) * 588);
+    const auto second = sheet.span(1, 44100, fileLength, &problem);
+    ASSERT_TRUE(second);
+    EXPECT_EQ(second->start + second->length, fileLength);
+    EXPECT_EQ(second->leftOut, 0);
+    // Track 3 is all of its own file, at another rate.
+    const auto third = sheet.span(2, 48000, 4800, &problem);
+    ASSERT_TRUE(third);
+    EXPECT_EQ(third->start, 0);
+    EXPECT_EQ(third->length, 4800);
+}
+
+TEST(CueSheet, WrongSheetsAreRefusedWithAReason)
+{
+    QString error;
+    for (const char* text : {"", "This is a text file.\n", "FILE \"a.wav\" WAVE\n", "\xff\xfe\x00\x00"}) {
+        error.clear();
+        EXPECT_TRUE(CueSheet::parse(QByteArray(text), &error).tracks.isEmpty()) << text;
+        EXPECT_EQ(error, QStringLiteral("Not a cue sheet")) << text;
+    }
+
+    const CueSheet backwards = CueSheet::parse("FILE \"a.wav\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:05:00\n"
+                                               " TRACK 02 AUDIO\n  INDEX 01 00:02:00\n");
+    ASSERT_EQ(backwards.tracks.size(), 2);
+    QString problem;
+    EXPECT_FALSE(backwards.span(0, 44100, 44100 * 10, &problem));
+    EXPECT_EQ(problem, QStringLiteral("the index of track 2 runs backwards"));
+    // Past the end of a one-second image.
+    EXPECT_FALSE(backwards.span(1, 44100, 44100, &problem));
+    EXPECT_EQ(problem, QStringLiteral("track 2 runs past the end of a.wav"));
+
+    const CueSheet empty = CueSheet::parse("FILE \"a.wav\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:02:00\n"
+                                           " TRACK 02 AUDIO\n  INDEX 01 00:02:00\n");
+    ASSERT_EQ(empty.tracks.size(), 2);
+    EXPECT_FALSE(empty.span(0, 44100, 44100 * 10, &problem));
+    EXPECT_EQ(problem, QStringLiteral("track 1 has no length"));
+}
+
+} // namespace
