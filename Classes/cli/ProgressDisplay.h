@@ -1,7 +1,9 @@
 #pragma once
 // What "sonabrik-cli convert" shows while it runs. On a terminal: a bar for
 // each file being converted and one for the whole run, redrawn in place five
-// times a second. Otherwise: one plain line per finished file. Main thread.
+// times a second. Otherwise: one plain line per finished file ("done",
+// "skipped", "DAMAGED" when written from a damaged source, "FAILED",
+// "cancelled"). Main thread.
 
 #include <QHash>
 #include <QObject>

@@ -67,8 +67,7 @@ bool CoreAudioDecoder::initWithFilename(const QString& path)
 
     const QUrl url = QUrl::fromLocalFile(path);
     if (path.isEmpty() || !url.isValid()) {
-        ErrorLog::logMessage(
-            QStringLiteral("Failed To Make Path Into File URL: %1").arg(path));
+        ErrorLog::logMessage(QStringLiteral("Failed To Make Path Into File URL: %1").arg(path));
         return false;
     }
     OSStatus status = noErr;
@@ -81,9 +80,8 @@ bool CoreAudioDecoder::initWithFilename(const QString& path)
 
     status = m_extAudioFile->getFileDataFormat(m_sourceFormat);
     if (status != noErr) {
-        ErrorLog::logMessage(
-            QStringLiteral("Failed To Get Audio File Property File Data Format.  Error: %1")
-                .arg(statusText(status)));
+        ErrorLog::logMessage(QStringLiteral("Failed To Get Audio File Property File Data Format.  Error: %1")
+                                 .arg(statusText(status)));
         return false;
     }
 
@@ -165,9 +163,18 @@ void CoreAudioDecoder::fillPCMBuffer()
     uint32_t frameCount = freeSpace / m_decodeFormat.mBytesPerFrame;
     // A read that fails midway (a damaged or truncated file) keeps what came
     // before the damage and ends the stream there.
-    m_extAudioFile->read(frameCount, &bufferList);
+    const OSStatus status = m_extAudioFile->read(frameCount, &bufferList);
+    buffer->wroteBytes(bufferList.mBuffers[0].mDataByteSize);
+    const int64_t errors = m_extAudioFile->decodeErrors();
+    if (errors > m_decodeErrorsSeen) {
+        noteDamage(DecoderDamage::Kind::FailedPackets, errors - m_decodeErrorsSeen);
+        m_decodeErrorsSeen = errors;
+    }
+    if (status != noErr) {
+        noteDamage(DecoderDamage::Kind::ReadError);
+        m_isEndOfFile = true;
+    }
     if (frameCount == 0) {
         m_isEndOfFile = true;
     }
-    buffer->wroteBytes(bufferList.mBuffers[0].mDataByteSize);
 }

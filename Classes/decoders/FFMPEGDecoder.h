@@ -14,6 +14,7 @@
 // each failure followed by a sleep of 1 to 4 seconds, for files still
 // appearing on disk. initWithFilename() logs every failure and returns false.
 // One thread, as every decoder; the open may block up to about 16 s.
+// Packets the codec refuses are logged, noted as damage and skipped.
 
 #include "FFmpegPointers.h"
 #include "ZTDecoder.h"

@@ -139,3 +139,8 @@ OSStatus AudioFileReader::read(uint32_t& frameCount, AudioBufferList* bufferList
     buffer.mNumberChannels = channels;
     return status;
 }
+
+int64_t AudioFileReader::decodeErrors() const
+{
+    return m_source->decodeErrors();
+}

@@ -62,6 +62,9 @@ public:
     // kExtAudioFileError_InvalidOperationOrder before a client format is
     // set; another non-zero status when the library fails while reading.
     OSStatus read(uint32_t& frameCount, AudioBufferList* bufferList);
+    // Packets the library refused as damaged so far; read() goes on after
+    // them without a failure status.
+    int64_t decodeErrors() const;
 
 private:
     explicit AudioFileReader(std::unique_ptr<AudioFileSource> source);

@@ -39,6 +39,10 @@ public:
     // frames came before it).
     virtual OSStatus readFrames(int32_t* out, uint32_t& frameCount) = 0;
 
+    // Packets or frames the library refused as damaged so far (their
+    // samples are lost; reading goes on after them).
+    virtual int64_t decodeErrors() const { return 0; }
+
     // Whether the file's samples are 16-bit values, so that readFrames16
     // gives exactly what readFrames narrowed to 16 bits would.
     virtual bool hasExact16BitSamples() const { return false; }

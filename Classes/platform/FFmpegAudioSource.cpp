@@ -409,6 +409,7 @@ uint32_t FFmpegAudioSource::sourceBitsPerSample() const
 
 void FFmpegAudioSource::noteDecodeError(int error)
 {
+    ++m_decodeErrors;
     if (m_firstDecodeError == 0) {
         m_firstDecodeError = error;
     }

@@ -42,6 +42,7 @@ public:
     // FFmpeg's code of the first packet or frame the decoder refused as
     // damaged (the samples of that packet are lost); 0 while there is none.
     int firstDecodeError() const { return m_firstDecodeError; }
+    int64_t decodeErrors() const override { return m_decodeErrors; }
     // The depth of the source's samples as the codec states it (16 for
     // 16-bit Monkey's Audio, 24 for 24-bit True Audio); 0 when unknown.
     uint32_t sourceBitsPerSample() const;
@@ -71,6 +72,7 @@ private:
     bool m_inputEnded = false; // the demuxer is exhausted and the decoder told so
     bool m_decoderEnded = false;
     int m_firstDecodeError = 0;
+    int64_t m_decodeErrors = 0;
 
     AudioStreamBasicDescription m_dataFormat;
     std::vector<int32_t> m_pending; // converted samples not yet read
