@@ -148,6 +148,11 @@ int64_t CoreAudioDecoder::totalFrames()
     return frames;
 }
 
+int64_t CoreAudioDecoder::announcedFrames()
+{
+    return m_extAudioFile->announcedLengthFrames();
+}
+
 void CoreAudioDecoder::fillPCMBuffer()
 {
     RingBuffer* buffer = pcmBuffer();

@@ -30,6 +30,8 @@ public:
     QString className() const override { return QStringLiteral("CoreAudioDecoder"); }
 
     int64_t totalFrames() override;
+    // The header's length; -1 where the reader only estimates it (MPEG).
+    int64_t announcedFrames() override;
     uint64_t currentFrame() override { return ZTDecoder::currentFrame(); }
     bool decodesInRealTime() override { return true; }
     void fillPCMBuffer() override;

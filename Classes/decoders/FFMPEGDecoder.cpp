@@ -121,6 +121,14 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
     return true;
 }
 
+int64_t FFMPEGDecoder::announcedFrames()
+{
+    if (!m_ic || m_ic->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
+        return -1;
+    }
+    return m_totalFrames;
+}
+
 void FFMPEGDecoder::fillPCMBuffer()
 {
     AVPacketPtr packet(ff::av_packet_alloc());

@@ -26,6 +26,8 @@ public:
     QString className() const override { return QStringLiteral("FFMPEGDecoder"); }
 
     int64_t totalFrames() override { return m_totalFrames; }
+    // totalFrames(), or -1 when FFmpeg guessed the duration from the bit rate.
+    int64_t announcedFrames() override;
     bool decodesInRealTime() override { return true; }
     // Decodes at most one packet. Packets of streams that are not audio add
     // nothing (the read after them returns 0 frames without the end of the

@@ -144,3 +144,8 @@ int64_t AudioFileReader::decodeErrors() const
 {
     return m_source->decodeErrors();
 }
+
+int64_t AudioFileReader::announcedLengthFrames() const
+{
+    return m_source->announcedLengthFrames();
+}

@@ -44,6 +44,10 @@ public:
     OSStatus getFileChannelLayout(AudioChannelLayout& layout) const;
     // Length in frames (-1 when the file does not tell).
     OSStatus getFileLengthFrames(int64_t& frames) const;
+    // The length the file's header announces, which a stream ending earlier
+    // falls short of (AudioFileSource::announcedLengthFrames); -1 when the
+    // library only estimates it.
+    int64_t announcedLengthFrames() const;
     // The opening library's names: libsndfile's major-format and subtype
     // names, or FFmpeg's demuxer and codec long names.
     // The average bit rate in bits per second as the opening library states

@@ -26,6 +26,11 @@ public:
     virtual AudioChannelLayout channelLayout() const = 0;
     // Length in frames, as exact as the file tells; -1 when unknown.
     virtual int64_t lengthFrames() const = 0;
+    // The length the file's header announces, against which a shorter
+    // stream is damage (a file cut short); -1 when the library only
+    // estimates it. Differs from lengthFrames() where the library cuts its
+    // length to the data present.
+    virtual int64_t announcedLengthFrames() const { return lengthFrames(); }
     // The library's names: "WAV (Microsoft)", "QuickTime / MOV", ...
     virtual QString fileTypeName() const = 0;
     virtual QString dataFormatName() const = 0;

@@ -292,6 +292,14 @@ int64_t FFmpegAudioSource::lengthFrames() const
     return -1;
 }
 
+int64_t FFmpegAudioSource::announcedLengthFrames() const
+{
+    if (m_format->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
+        return -1;
+    }
+    return lengthFrames();
+}
+
 QString FFmpegAudioSource::fileTypeName() const
 {
     const AVInputFormat* format = m_format->iformat;

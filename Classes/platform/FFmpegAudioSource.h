@@ -35,6 +35,9 @@ public:
     AudioStreamBasicDescription dataFormat() const override { return m_dataFormat; }
     AudioChannelLayout channelLayout() const override;
     int64_t lengthFrames() const override;
+    // -1 when FFmpeg guessed the length from the bit rate (ADTS, MP3
+    // without a header frame): only a length the container states counts.
+    int64_t announcedLengthFrames() const override;
     QString fileTypeName() const override;
     QString dataFormatName() const override;
     int64_t bitRate() const override;
