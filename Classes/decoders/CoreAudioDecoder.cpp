@@ -53,6 +53,10 @@ constexpr bool tagsMatchTheirCounts()
 }
 static_assert(tagsMatchTheirCounts(), "each row's tag names its own channel count");
 
+// Frames a PCM stream may end short of its header's length: the announced
+// length is scaled from the data chunk's size and may be off by one.
+constexpr int64_t kLinearPCMSlackFrames = 64;
+
 } // namespace
 
 CoreAudioDecoder::CoreAudioDecoder() = default;
@@ -99,6 +103,11 @@ bool CoreAudioDecoder::initWithFilename(const QString& path)
     }
 
     readChannelLayout();
+    // Linear PCM has no packets: an end more than a few frames early is
+    // damage. Compressed sources keep the slack of one codec packet.
+    if (m_sourceFormat.mFormatID == kAudioFormatLinearPCM) {
+        m_packetFrames = kLinearPCMSlackFrames;
+    }
     return true;
 }
 
