@@ -1,20 +1,22 @@
 #include "DecoderDamage.h"
 
 #include <QStringList>
+#include <algorithm>
 #include <cmath>
 
 namespace {
 
 // How each kind reads in the report, for one occurrence and for several
 // ("%n" the count). Positions follow as ", first at m:ss.d" (or " at" for
-// one occurrence); the two kinds without counts are written out below.
+// one occurrence); the end of the stream and the signature, which happen
+// once, are written out below.
 struct Phrase
 {
     DecoderDamage::Kind kind;
     const char* one;
     const char* many;
 };
-constexpr std::array<Phrase, 9> kPhrases{{
+constexpr std::array<Phrase, 8> kPhrases{{
     {DecoderDamage::Kind::LostSync, "lost sync", "lost sync %n times"},
     {DecoderDamage::Kind::BadHeader, "1 frame header is damaged", "%n frame headers are damaged"},
     {DecoderDamage::Kind::FailedCRC, "1 frame failed its CRC", "%n frames failed their CRC"},
@@ -24,7 +26,6 @@ constexpr std::array<Phrase, 9> kPhrases{{
     {DecoderDamage::Kind::MissingPages, "1 page is missing", "%n pages are missing"},
     {DecoderDamage::Kind::FailedPackets, "1 packet failed to decode", "%n packets failed to decode"},
     {DecoderDamage::Kind::ReadError, "a read failed", "%n reads failed"},
-    {DecoderDamage::Kind::NoEndOfStream, "", ""},
 }};
 
 } // namespace
@@ -75,7 +76,7 @@ QString DecoderDamage::describe(double sampleRate) const
     QStringList parts;
     for (const Phrase& phrase : kPhrases) {
         const Entry& entry = m_entries[size_t(phrase.kind)];
-        if (entry.count == 0 || phrase.kind == Kind::NoEndOfStream) {
+        if (entry.count == 0) {
             continue;
         }
         const QString at = timeText(entry.firstFrame, sampleRate);
