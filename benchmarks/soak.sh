@@ -20,7 +20,9 @@
 # are listed, not counted as faults. The program runs with a TMPDIR and HOME of the script's own, so its
 # temporary folder and its preferences are the run's alone.
 #
-# Prints the files converted and failed, the error-log lines of each failed
+# Prints the files converted, converted from a damaged source (broken ones
+# cut short or overwritten must fail or be reported so where their format
+# can tell) and failed, the error-log lines of each failed
 # file, peak RSS (VmHWM) as the run passes a tenth of the files (1,000 of
 # 10,000) and at its end, and the temporary files left. A failed file gets
 # the lines of the decoders and readers that refused it (each names the file
@@ -125,16 +127,16 @@ trap - ERR
 exec 2>&3 3>&-
 
 # ----------------------------------------------------------- the file set
-# Every 50th file is broken, in one of six ways. The broken files cycle
+# Every 50th file is broken, in one of eight ways. The broken files cycle
 # through the templates, and each pass through them shifts the kinds by one,
-# so that in 10,000 files every format meets five of the six kinds.
+# so that in 10,000 files every format meets four or five of the eight kinds.
 /usr/bin/python3 - "$tpl" "$in" "$files" "${templates[@]}" <<'EOF'
 import os, random, shutil, sys
 tpl, dest, count, names = sys.argv[1], sys.argv[2], int(sys.argv[3]), sys.argv[4:]
 rng = random.Random(1)
 data = {n: open(os.path.join(tpl, n), "rb").read() for n in names}
 ext = lambda n: n.rsplit(".", 1)[1]
-kinds = ["empty", "truncated", "garbage", "wrongext", "badheader", "noise"]
+kinds = ["empty", "truncated", "garbage", "wrongext", "badheader", "noise", "cut", "overwritten"]
 broken = 0
 with open(os.path.join(dest, "..", "broken.txt"), "w") as listing:
     for i in range(count):
@@ -157,6 +159,11 @@ with open(os.path.join(dest, "..", "broken.txt"), "w") as listing:
             body = data[other]
         elif kind == "badheader":     # the header's first bytes overwritten
             body = bytes(rng.randrange(256) for _ in range(32)) + body[32:]
+        elif kind == "cut":           # cut at 60 %, inside the audio
+            body = body[:len(body) * 6 // 10]
+        elif kind == "overwritten":   # 4 KB of noise in the middle
+            middle = len(body) // 2
+            body = body[:middle] + rng.randbytes(4096) + body[middle + 4096:]
         else:                         # nothing but noise
             body = rng.randbytes(3000)
         path = os.path.join(dest, "b%05d-%s-%s" % (i, kind, name))
@@ -245,11 +252,23 @@ for line in log.split("\n"):
         if "\tMP3 Encode Operation " in line:
             op_lines_of[n] = op_lines_of.get(n, 0) + 1
 by = lambda r: {n for n, v in results.items() if v == r}
-failed, done, skipped = by("FAILED"), by("done"), by("skipped")
+failed, done, skipped, damaged = by("FAILED"), by("done"), by("skipped"), by("DAMAGED")
+# Sources cut short or overwritten in the middle, in the formats that can
+# tell (a checksum, an end-of-stream page, a length in the header): each must
+# fail or be reported damaged, never pass for a clean conversion. Raw PCM
+# cannot tell an overwrite, nor an MP3 or module a cut.
+tells = {"cut": {"flac", "oga", "ogg", "opus", "spx", "wv", "mpc", "tta", "wav", "aiff", "dsf", "dff"},
+         "overwritten": {"flac", "oga", "ogg", "opus", "spx", "wv", "tta"}}
+def must_tell(n):
+    m = re.match(r"b\d{5}-(cut|overwritten)-.*\.(\w+)$", n)
+    return bool(m) and m.group(2) in tells[m.group(1)]
+broken_clean = sorted(n for n in (done | skipped) & broken if must_tell(n))
+good_damaged = sorted(damaged - broken)
 good_failed = sorted(failed - broken)
-good_missing = sorted(names - broken - done - skipped - failed)
+good_missing = sorted(names - broken - done - skipped - failed - damaged)
 broken_done = sorted((done | skipped) & broken)
 broken_silent = sorted(broken - set(results))
+damaged_named = sorted(n for n in damaged if lines_of.get(n, 0) < 1)
 wrong_count = sorted(n for n in failed if op_lines_of.get(n, 0) != 1)
 good_logged = sorted(n for n in names - broken if n in lines_of)
 outputs = os.listdir(outdir)
@@ -257,6 +276,9 @@ print("converted: %d of %d good files, %d more skipped;"
       " %d broken files converted anyway" % (len(done - broken), good, len(skipped - broken), len(broken_done)))
 print("failed: %d (%d broken, %d good); broken files never queued: %d"
       % (len(failed), len(failed & broken), len(good_failed), len(broken_silent)))
+print("converted from a damaged source: %d (%d broken, %d good); broken files that can tell"
+      " their damage passed off as clean: %d" % (len(damaged), len(damaged & broken), len(good_damaged),
+                                                  len(broken_clean)))
 print("error log: %d entries, %d naming no input file; failed files without exactly one line of"
       " their encode operation: %d; most lines naming one file: %d"
       % (entries, unnamed, len(wrong_count), max(lines_of.values(), default=0)))
@@ -273,8 +295,12 @@ show("good files never converted", good_missing)
 show("good files named in the error log", good_logged)
 show("failed files without exactly one line of their operation", wrong_count)
 show("broken files converted", broken_done)
+show("good files reported damaged", good_damaged)
+show("broken files that can tell their damage passed off as clean", broken_clean)
+show("damaged files without a line in the error log", damaged_named)
 show("broken files never queued", broken_silent)
-bad = bool(good_failed or good_missing or wrong_count or good_logged)
+bad = bool(good_failed or good_missing or wrong_count or good_logged or good_damaged or broken_clean
+           or damaged_named)
 open(os.path.join(work, "verdict"), "w").write("bad" if bad else "ok")
 EOF
 if [ -s "$work/stderr" ] && grep -q 'Sanitizer\|runtime error:' "$work/stderr"; then

@@ -127,6 +127,8 @@ public:
     qint64 runningOperations() const { return m_runningOperations; }
     qint64 failedEncodes() const { return m_failedEncodes; }
     qint64 successfulEncodes() const { return m_successfulEncodes; }
+    // Of the successful encodes, those written from a damaged source.
+    qint64 damagedEncodes() const { return m_damagedEncodes; }
     int overwriteExistingFilesHandling() const { return m_overwriteExistingFilesHandling; }
     QList<FileEncodeOperation*> selectedOperations() const { return m_selectedOperations; }
 
@@ -185,6 +187,7 @@ private:
     qint64 m_currentFileInQueue = 0;
     qint64 m_failedEncodes = 0;
     qint64 m_successfulEncodes = 0;
+    qint64 m_damagedEncodes = 0;
     int m_overwriteExistingFilesHandling = 0;
     std::atomic<bool> m_encoderRunning = false;
     std::atomic<bool> m_processingFiles = false;

@@ -14,6 +14,7 @@
 #include <QFileInfo>
 
 const char* const EncodeRun::kFailedToEncodeMessage = "Failed To Encode %1 of %2 Files.";
+const char* const EncodeRun::kDamagedSourcesMessage = "%1 of %2 files written from a damaged source.";
 
 namespace {
 
@@ -120,6 +121,7 @@ void EncodeRun::encode()
     c.m_runningOperations = 0;
     c.m_failedEncodes = 0;
     c.m_successfulEncodes = 0;
+    c.m_damagedEncodes = 0;
     c.m_overwriteExistingFilesHandling = 0;
     c.m_cancelled = false;
     c.m_createdOutputPaths.clear();
@@ -177,14 +179,15 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
         m_finishedThisRun.insert(operation);
         if (operation->success()) {
             c.m_successfulEncodes += operation->successfulEncodes();
+            c.m_damagedEncodes += operation->damagedEncodes();
         } else {
-            if (boolPreference("showLogOnError")) {
-                ui.showErrorLog();
-            }
             c.m_failedEncodes += operation->failedEncodes();
         }
+        if ((!operation->success() || operation->damagedEncodes() > 0) && boolPreference("showLogOnError")) {
+            ui.showErrorLog();
+        }
 
-        if (keep) {
+        if (keep || operation->sourceDamaged()) {
             operation->resetOperation();
             ui.reloadQueueList();
         } else {
@@ -254,10 +257,15 @@ void EncodeRun::runDidEnd(bool keepRows)
     if (keepRows) {
         ui.scrollToRow(0);
     }
-    if (c.m_failedEncodes > 0) {
+    if (c.m_failedEncodes > 0 || c.m_damagedEncodes > 0) {
+        const qint64 total = c.m_failedEncodes + c.m_successfulEncodes;
+        const QString failed = tr(kFailedToEncodeMessage).arg(c.m_failedEncodes).arg(total);
+        const QString damaged = tr(kDamagedSourcesMessage).arg(c.m_damagedEncodes).arg(total);
         Alert alert;
-        alert.messageText =
-            tr(kFailedToEncodeMessage).arg(c.m_failedEncodes).arg(c.m_failedEncodes + c.m_successfulEncodes);
+        alert.messageText = c.m_failedEncodes > 0 ? failed : damaged;
+        if (c.m_failedEncodes > 0 && c.m_damagedEncodes > 0) {
+            alert.informativeText = damaged;
+        }
         alert.buttons = {tr("OK"), tr("Show Report")};
         ui.beginAlertSheet(alert, [&ui](int button, bool) {
             if (button == AlertSecondButtonReturn) {

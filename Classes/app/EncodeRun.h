@@ -13,6 +13,11 @@
 // A row runs at most once per run: rows that finished are never started
 // again before the next run, even when kept and reset.
 //
+// A row whose source was found damaged stays in the queue, marked, whatever
+// the preferences say about finished rows, so that the user sees which file
+// it was; the launch goes on by the preferences' rule all the same. The end
+// of the run alerts when files failed or were written from damaged sources.
+//
 // Threads: main thread only; every finish notice arrives there.
 
 #include <QSet>
@@ -25,6 +30,8 @@ class EncodeRun
 {
 public:
     static const char* const kFailedToEncodeMessage; // "Failed To Encode %ld of %ld Files."
+    // "%1 of %2 files written from a damaged source."
+    static const char* const kDamagedSourcesMessage;
 
     explicit EncodeRun(ApplicationController& controller) : m_controller(controller) {}
 

@@ -133,8 +133,9 @@ int ConvertCommand::run()
                 return;
             }
             const qint64 failed = controller.failedEncodes();
+            const qint64 damaged = controller.damagedEncodes();
             const qint64 total = failed + controller.successfulEncodes();
-            if (failed > 0) {
+            if (failed > 0 || damaged > 0) {
                 m_err << "\nError log:\n" << ErrorLog::shared()->errorLogAsString();
                 m_err.flush();
             }
@@ -147,12 +148,15 @@ int ConvertCommand::run()
                          .arg(total - failed - skippedEncodes)
                          .arg(total)
                          .arg(m_options.updateMetadata ? QStringLiteral("tags") : QStringLiteral("files"))
+                  << (damaged > 0 ? QStringLiteral(", %1 from a damaged source").arg(damaged) : QString())
                   << (skipped > 0 ? QStringLiteral(", %1 skipped.\n").arg(skipped) : QStringLiteral(".\n"));
             for (const QString& path : controller.writtenOutputPaths()) {
                 m_out << "  " << path << '\n';
             }
             m_out.flush();
-            QCoreApplication::exit(failed > 0 ? kSomeFailed : kSuccess);
+            // A file written from a damaged source lacks what could not be
+            // decoded: that is no clean run either.
+            QCoreApplication::exit(failed > 0 || damaged > 0 ? kSomeFailed : kSuccess);
         });
 
         controller.applicationOpenFiles(m_options.paths);

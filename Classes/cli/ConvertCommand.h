@@ -1,9 +1,9 @@
 #pragma once
 // "sonabrik-cli convert": queues the given files and folders through the
 // controller's intake, runs the encode flow (or the metadata-only run),
-// shows the progress, prints the report and, when files failed, the error
-// log. Ctrl-C (SIGINT) cancels the run through the controller's cancel, waits
-// for the operations to clean up and ends with status 130.
+// shows the progress, prints the report and, when files failed or were
+// written from damaged sources, the error log; either ends with status 1. Ctrl-C (SIGINT) cancels the run
+// through the controller's cancel, waits for the operations to clean up and ends with status 130.
 
 #include "ConvertOptions.h"
 

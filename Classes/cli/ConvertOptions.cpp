@@ -300,11 +300,13 @@ QString ConvertOptions::help()
         "  -j, --jobs N              files converted at once\n"
         "      --overwrite WHAT      when an output exists: ask, replace, rename or skip\n"
         "      --delete-original     move each source to the Trash after it converted\n"
+        "                            (never one found damaged)\n"
         "      --downmix             mix sources of more than two channels down to stereo\n"
         "      --update-metadata     only rewrite the tags of MP3 sources, in place\n"
         "      --id3v2-version N     3 or 4; 0 writes no ID3v2 tag\n"
         "      --id3v1, --no-id3v1   write an ID3v1 tag, or not\n"
         "      --ape, --no-ape       write an APE tag, or not\n"
-        "Exit status: 0 when every file converted, 1 when some failed, 2 for a usage error,\n"
+        "Exit status: 0 when every file converted, 1 when some failed or came from a damaged\n"
+        "source (cut short, holes, checksums that do not match), 2 for a usage error,\n"
         "130 when interrupted.\n");
 }

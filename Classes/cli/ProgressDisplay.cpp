@@ -71,6 +71,8 @@ void ProgressDisplay::fileFinished(FileEncodeOperation* operation)
         }
         if (!operation->success()) {
             result = "FAILED";
+        } else if (operation->damagedEncodes() > 0) {
+            result = "DAMAGED";
         } else if (withoutOutputs || operation->skippedEncodes() == operation->successfulEncodes()) {
             result = "skipped";
         }

@@ -2,7 +2,9 @@
 // What "sonabrik-cli convert" shows while it runs. On a terminal: a bar for
 // each file being converted and one for the whole run, with the files done,
 // the speed and the time left (RunProgress), redrawn in place five times a
-// second. Otherwise: one plain line per finished file. Main thread.
+// second. Otherwise: one plain line per finished file ("done", "skipped",
+// "DAMAGED" when written from a damaged source, "FAILED", "cancelled").
+// Main thread.
 
 #include "RunProgress.h"
 

@@ -53,6 +53,10 @@ constexpr bool tagsMatchTheirCounts()
 }
 static_assert(tagsMatchTheirCounts(), "each row's tag names its own channel count");
 
+// Frames a PCM stream may end short of its header's length: the announced
+// length is scaled from the data chunk's size and may be off by one.
+constexpr int64_t kLinearPCMSlackFrames = 64;
+
 } // namespace
 
 CoreAudioDecoder::CoreAudioDecoder() = default;
@@ -67,8 +71,7 @@ bool CoreAudioDecoder::initWithFilename(const QString& path)
 
     const QUrl url = QUrl::fromLocalFile(path);
     if (path.isEmpty() || !url.isValid()) {
-        ErrorLog::logMessage(
-            QStringLiteral("Failed To Make Path Into File URL: %1").arg(path));
+        ErrorLog::logMessage(QStringLiteral("Failed To Make Path Into File URL: %1").arg(path));
         return false;
     }
     OSStatus status = noErr;
@@ -81,9 +84,8 @@ bool CoreAudioDecoder::initWithFilename(const QString& path)
 
     status = m_extAudioFile->getFileDataFormat(m_sourceFormat);
     if (status != noErr) {
-        ErrorLog::logMessage(
-            QStringLiteral("Failed To Get Audio File Property File Data Format.  Error: %1")
-                .arg(statusText(status)));
+        ErrorLog::logMessage(QStringLiteral("Failed To Get Audio File Property File Data Format.  Error: %1")
+                                 .arg(statusText(status)));
         return false;
     }
 
@@ -101,6 +103,11 @@ bool CoreAudioDecoder::initWithFilename(const QString& path)
     }
 
     readChannelLayout();
+    // Linear PCM has no packets: an end more than a few frames early is
+    // damage. Compressed sources keep the slack of one codec packet.
+    if (m_sourceFormat.mFormatID == kAudioFormatLinearPCM) {
+        m_packetFrames = kLinearPCMSlackFrames;
+    }
     return true;
 }
 
@@ -150,6 +157,11 @@ int64_t CoreAudioDecoder::totalFrames()
     return frames;
 }
 
+int64_t CoreAudioDecoder::announcedFrames()
+{
+    return m_extAudioFile->announcedLengthFrames();
+}
+
 void CoreAudioDecoder::fillPCMBuffer()
 {
     RingBuffer* buffer = pcmBuffer();
@@ -165,9 +177,18 @@ void CoreAudioDecoder::fillPCMBuffer()
     uint32_t frameCount = freeSpace / m_decodeFormat.mBytesPerFrame;
     // A read that fails midway (a damaged or truncated file) keeps what came
     // before the damage and ends the stream there.
-    m_extAudioFile->read(frameCount, &bufferList);
+    const OSStatus status = m_extAudioFile->read(frameCount, &bufferList);
+    buffer->wroteBytes(bufferList.mBuffers[0].mDataByteSize);
+    const int64_t errors = m_extAudioFile->decodeErrors();
+    if (errors > m_decodeErrorsSeen) {
+        noteDamage(DecoderDamage::Kind::FailedPackets, errors - m_decodeErrorsSeen);
+        m_decodeErrorsSeen = errors;
+    }
+    if (status != noErr) {
+        noteDamage(DecoderDamage::Kind::ReadError);
+        m_isEndOfFile = true;
+    }
     if (frameCount == 0) {
         m_isEndOfFile = true;
     }
-    buffer->wroteBytes(bufferList.mBuffers[0].mDataByteSize);
 }

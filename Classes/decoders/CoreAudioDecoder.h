@@ -11,6 +11,8 @@
 // initWithFilename() logs why it failed and returns false; the factory then
 // falls back to FFMPEGDecoder. totalFrames() raises an assertion failure
 // when the reader cannot tell the length. One thread, as every decoder.
+// Packets the reader refused and a read that failed midway are noted as
+// damage; a failed read ends the stream.
 
 #include "ZTDecoder.h"
 
@@ -28,6 +30,8 @@ public:
     QString className() const override { return QStringLiteral("CoreAudioDecoder"); }
 
     int64_t totalFrames() override;
+    // The header's length; -1 where the reader only estimates it (MPEG).
+    int64_t announcedFrames() override;
     uint64_t currentFrame() override { return ZTDecoder::currentFrame(); }
     bool decodesInRealTime() override { return true; }
     void fillPCMBuffer() override;
@@ -41,4 +45,5 @@ private:
 
     AudioStreamBasicDescription m_sourceFormat;
     std::unique_ptr<AudioFileReader> m_extAudioFile;
+    int64_t m_decodeErrorsSeen = 0;
 };

@@ -14,8 +14,10 @@
 // takes a process-wide lock, since several files are decoded at once.
 // Failures: initWithFilename() logs the container's message (or
 // "DSDDecoder Unable To Create Audio Converter: ...") and returns false. A
-// block cut short by the end of the file is not detected (the rest of the
-// buffer is filtered as it was). A failed conversion raises the assertion
+// file holding fewer blocks than its header announces decodes its whole
+// blocks and then ends, which the base reports as an early end; a block cut
+// short by the end of the file is not detected (the rest of the buffer is
+// filtered as it was). A failed conversion raises the assertion
 // "DSDDecoder Failed To Convert Samples With Error: ...".
 
 #include "DSDFilter.h"

@@ -34,8 +34,7 @@ void converterLayout(const AVChannelLayout& from, AVChannelLayout& to)
 void FFMPEGDecoder::logFailure(const QString& message, int error)
 {
     ErrorLog::logMessage(message);
-    ErrorLog::logMessage(
-        QStringLiteral("%1: %2").arg(m_inFilePath, FFmpegError::text(error)));
+    ErrorLog::logMessage(QStringLiteral("%1: %2").arg(m_inFilePath, FFmpegError::text(error)));
 }
 
 bool FFMPEGDecoder::openInput(const QString& path)
@@ -77,8 +76,7 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
     }
     if (!stream) {
         m_ic.reset();
-        ErrorLog::logMessage(
-            QStringLiteral("FFMPEG Could Not Find A Valid Codec In File: %1").arg(path));
+        ErrorLog::logMessage(QStringLiteral("FFMPEG Could Not Find A Valid Codec In File: %1").arg(path));
         return false;
     }
 
@@ -123,6 +121,14 @@ bool FFMPEGDecoder::initWithFilename(const QString& path)
     return true;
 }
 
+int64_t FFMPEGDecoder::announcedFrames()
+{
+    if (!m_ic || m_ic->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
+        return -1;
+    }
+    return m_totalFrames;
+}
+
 void FFMPEGDecoder::fillPCMBuffer()
 {
     AVPacketPtr packet(ff::av_packet_alloc());
@@ -146,6 +152,7 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
     const int sent = ff::avcodec_send_packet(m_c.get(), packet);
     if (sent < 0 && sent != AVERROR_EOF) {
         if (packet) {
+            noteDamage(DecoderDamage::Kind::FailedPackets);
             ErrorLog::logMessage(
                 QStringLiteral(
                     "FFMPEG Encountered An Error While Decoding File: %1 Error in avcodec_decode_audio4")
@@ -167,6 +174,7 @@ void FFMPEGDecoder::decodePacket(const AVPacket* packet)
             return;
         }
         if (received < 0) {
+            noteDamage(DecoderDamage::Kind::FailedPackets);
             ErrorLog::logMessage(
                 QStringLiteral(
                     "FFMPEG Encountered An Error While Decoding File: %1 Error in avcodec_decode_audio4")

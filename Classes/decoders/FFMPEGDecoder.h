@@ -14,6 +14,7 @@
 // each failure followed by a sleep of 1 to 4 seconds, for files still
 // appearing on disk. initWithFilename() logs every failure and returns false.
 // One thread, as every decoder; the open may block up to about 16 s.
+// Packets the codec refuses are logged, noted as damage and skipped.
 
 #include "FFmpegPointers.h"
 #include "ZTDecoder.h"
@@ -25,6 +26,8 @@ public:
     QString className() const override { return QStringLiteral("FFMPEGDecoder"); }
 
     int64_t totalFrames() override { return m_totalFrames; }
+    // totalFrames(), or -1 when FFmpeg guessed the duration from the bit rate.
+    int64_t announcedFrames() override;
     bool decodesInRealTime() override { return true; }
     // Decodes at most one packet. Packets of streams that are not audio add
     // nothing (the read after them returns 0 frames without the end of the

@@ -5,9 +5,23 @@
 #include "NamedException.h"
 
 #include <QFile>
+#include <array>
 #include <utility>
 
 namespace {
+
+// What each complaint of libFLAC's error callback counts as.
+struct ErrorKind
+{
+    FLAC__StreamDecoderErrorStatus status;
+    DecoderDamage::Kind kind;
+};
+constexpr std::array<ErrorKind, 4> kErrorKinds{{
+    {FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC, DecoderDamage::Kind::LostSync},
+    {FLAC__STREAM_DECODER_ERROR_STATUS_BAD_HEADER, DecoderDamage::Kind::BadHeader},
+    {FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH, DecoderDamage::Kind::FailedCRC},
+    {FLAC__STREAM_DECODER_ERROR_STATUS_UNPARSEABLE_STREAM, DecoderDamage::Kind::Unparseable},
+}};
 
 // Interleaves one block, keeping the low `Bytes` bytes of each 32-bit sample,
 // little-endian.
@@ -40,18 +54,19 @@ bool FLACDecoder::initWithFilename(const QString& path)
 
     m_flac.reset(FLAC__stream_decoder_new());
     if (!m_flac) {
-        ErrorLog::logMessage(
-            QStringLiteral("Could Not Create FLAC Decoder For File: %1").arg(path));
+        ErrorLog::logMessage(QStringLiteral("Could Not Create FLAC Decoder For File: %1").arg(path));
         return false;
     }
 
+    // libFLAC sums the decoded audio as it goes and compares it with the
+    // STREAMINFO signature at the end; a stream without one is not checked.
+    FLAC__stream_decoder_set_md5_checking(m_flac.get(), true);
     const FLAC__StreamDecoderInitStatus status =
         initStream(m_flac.get(), QFile::encodeName(path).constData());
     if (status != FLAC__STREAM_DECODER_INIT_STATUS_OK) {
-        ErrorLog::logMessage(
-            QStringLiteral("Initialization of FLAC Decoder Failed For File: %1 Error: %2")
-                .arg(path)
-                .arg(int(status)));
+        ErrorLog::logMessage(QStringLiteral("Initialization of FLAC Decoder Failed For File: %1 Error: %2")
+                                 .arg(path)
+                                 .arg(int(status)));
         return false;
     }
 
@@ -81,8 +96,11 @@ FLAC__StreamDecoderInitStatus FLACDecoder::initStream(FLAC__StreamDecoder* decod
 
 void FLACDecoder::fillPCMBuffer()
 {
+    if (m_isEndOfFile) {
+        return;
+    }
     if (FLAC__stream_decoder_get_state(m_flac.get()) == FLAC__STREAM_DECODER_END_OF_STREAM) {
-        m_isEndOfFile = true;
+        endOfStream();
         return;
     }
 
@@ -106,7 +124,17 @@ void FLACDecoder::fillPCMBuffer()
                       .arg(QString::fromUtf8(FLAC__stream_decoder_get_resolved_state_string(m_flac.get()))));
     } while (FLAC__stream_decoder_get_state(m_flac.get()) != FLAC__STREAM_DECODER_END_OF_STREAM);
 
+    endOfStream();
+}
+
+void FLACDecoder::endOfStream()
+{
     m_isEndOfFile = true;
+    // Finishing is where libFLAC compares the signature; false means it
+    // differs. The deleter's finish later does nothing.
+    if (!FLAC__stream_decoder_finish(m_flac.get())) {
+        noteDamage(DecoderDamage::Kind::ChecksumMismatch);
+    }
 }
 
 void FLACDecoder::writeBlock(const FLAC__Frame* frame, const FLAC__int32* const buffer[])
@@ -175,6 +203,7 @@ void FLACDecoder::metadataCallback(const FLAC__StreamDecoder* decoder, const FLA
     const FLAC__StreamMetadata_StreamInfo& info = metadata->data.stream_info;
     try {
         self->setTotalSamples(info.total_samples);
+        self->m_packetFrames = std::max<int64_t>(self->m_packetFrames, info.max_blocksize);
         self->setSampleRate(info.sample_rate);
         self->setBitsPerChannel(info.bits_per_sample);
         self->setChannelsPerFrame(info.channels);
@@ -189,5 +218,14 @@ void FLACDecoder::errorCallback(const FLAC__StreamDecoder* decoder, FLAC__Stream
                                 void* clientData)
 {
     // Lost sync and bad frames are reported here; libFLAC skips them and
-    // goes on with the next frame, which is what a converter wants.
+    // goes on with the next frame, which is what a converter wants, but the
+    // output then lacks what they held.
+    auto* self = static_cast<FLACDecoder*>(clientData);
+    for (const ErrorKind& row : kErrorKinds) {
+        if (row.status == status) {
+            self->noteDamage(row.kind);
+            return;
+        }
+    }
+    self->noteDamage(DecoderDamage::Kind::Unparseable);
 }

@@ -11,6 +11,9 @@
 // Ownership: the decoder owns its libFLAC stream decoder (finished and deleted
 // with it) and its channel layout.
 // Threads: one thread; libFLAC calls the callbacks synchronously on it.
+// Damage: lost sync, bad headers, frames failing their CRC and unparseable
+// data (libFLAC's error callback) are noted and skipped; the STREAMINFO MD5
+// signature, when set, is checked against the decoded audio at the end.
 // Failures: initWithFilename() logs and returns false when the file cannot be
 // opened or its metadata read. fillPCMBuffer() raises IllegalInputException
 // for unsupported depths and an assertion failure when libFLAC fails a decode
@@ -64,6 +67,8 @@ private:
 
     // Appends one decoded block to the ring buffer.
     void writeBlock(const FLAC__Frame* frame, const FLAC__int32* const buffer[]);
+    // Marks the end and notes a signature that does not match.
+    void endOfStream();
     // Rethrows what a callback caught during the last libFLAC call.
     void rethrowPendingException();
 

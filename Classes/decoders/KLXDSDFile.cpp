@@ -106,7 +106,7 @@ std::unique_ptr<KLXDSDFile> KLXDSDFile::initWithFilename(const QString& path, in
     } else {
         return generateErrorAndBail(QStringLiteral("DSDDecoder Not A Vaild DSD File: %1").arg(path), error);
     }
-    if (!parsed || !file->blocksFitInFile()) {
+    if (!parsed || !file->fitBlocksToFile()) {
         return generateErrorAndBail(QStringLiteral("DSDDecoder Unable To Parse DSD File: %1").arg(path),
                                     error);
     }
@@ -351,7 +351,7 @@ bool KLXDSDFile::parseDFFFile()
     return true;
 }
 
-bool KLXDSDFile::blocksFitInFile()
+bool KLXDSDFile::fitBlocksToFile()
 {
     struct stat status;
     if (fstat(fileno(m_f.get()), &status) != 0) {
@@ -359,7 +359,18 @@ bool KLXDSDFile::blocksFitInFile()
     }
     const int64_t available = std::max<int64_t>(0, int64_t(status.st_size) - m_dataStart);
     const int64_t blocksStarted = available / m_blockSize + (available % m_blockSize != 0 ? 1 : 0);
-    return m_totalBlocks <= blocksStarted;
+    if (m_totalBlocks <= blocksStarted) {
+        return true;
+    }
+    // A file cut short: its whole blocks are decoded, the header's counts
+    // stay as announced, and the decoder reports the early end.
+    const int64_t wholeBlocks = available / m_blockSize;
+    if (wholeBlocks == 0) {
+        return false;
+    }
+    m_totalBlocks = wholeBlocks;
+    m_lastBlockPCMSampleCount = m_PCMSamplesPerBlock;
+    return true;
 }
 
 std::unique_ptr<KLXDSDFile> KLXDSDFile::generateErrorAndBail(const QString& message, Error* error)

@@ -12,8 +12,10 @@
 // Refused: anything but 1-bit uncompressed DSD; DSF at rates other than
 // 2822400, 5644800 and 11289600 Hz; DFF at rates other than 2822400 and
 // 5644800 Hz; DST-compressed DFF; files with no channels or an empty DSF
-// block; and headers announcing more blocks than the file holds, whose
-// decoding would never end.
+// block; and files without one whole block of sample data. A file holding
+// fewer blocks than its header announces (a file cut short) opens with
+// totalBlocks() cut to its whole blocks, while totalPCMSamples() keeps the
+// header's count: the decoder tells the difference as damage.
 //
 // Ownership: the object owns its file stream, closed at destruction. The
 // stream is left at the first sample byte; read() goes on from there.
@@ -84,9 +86,10 @@ private:
     // the file is usable and the geometry is filled in.
     bool parseDSFFile();
     bool parseDFFFile();
-    // Whether the announced blocks lie within the file (the last one may be
-    // short).
-    bool blocksFitInFile();
+    // Cuts the blocks to those in the file when it holds fewer than
+    // announced (the last announced one may be short); false when not one
+    // whole block is there.
+    bool fitBlocksToFile();
 
     // Fills *error (when given) with message and gives null; the file goes
     // with the object.

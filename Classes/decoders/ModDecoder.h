@@ -31,6 +31,8 @@ public:
     QString className() const override { return QStringLiteral("ModDecoder"); }
 
     int64_t totalFrames() override { return m_totalSamples; }
+    // None: a module's length is the player's estimate, not the file's word.
+    int64_t announcedFrames() override { return -1; }
     bool decodesInRealTime() override { return true; }
     void fillPCMBuffer() override;
 

@@ -67,8 +67,12 @@ void MusepackDecoder::fillPCMBuffer()
     mpc_frame_info frame{};
     frame.buffer = m_samples.data();
     // A frame the library cannot decode is the end as well: going on would
-    // give nothing, read after read.
-    if (mpc_demux_decode(m_demux.get(), &frame) != MPC_STATUS_OK || frame.bits == -1) {
+    // give nothing, read after read. It is damage, unlike the regular end.
+    const mpc_status status = mpc_demux_decode(m_demux.get(), &frame);
+    if (status != MPC_STATUS_OK || frame.bits == -1) {
+        if (status != MPC_STATUS_OK) {
+            noteDamage(DecoderDamage::Kind::FailedPackets);
+        }
         m_isEndOfFile = true;
         return;
     }

@@ -12,7 +12,7 @@
 // Failures: initWithFilename() raises the assertion failures "Could Not
 // Initialize MCP Reader." and "Could Not Create MPC Demuxer.", and logs
 // "Failed To Determine mBytesPerFrame." for a zero frame size. A frame the
-// library cannot decode ends the stream.
+// library cannot decode ends the stream and is noted as damage.
 
 #include "ZTDecoder.h"
 

@@ -31,6 +31,11 @@ bool OggOpusDecoder::initWithFilename(const QString& path)
     // The pre-skip is still 0 here; the length keeps it, as it always has.
     totalSamples = OggGranuleSpan::ofOpusFile(path);
     m_source = std::make_unique<OggPacketSource>(path);
+    m_source->onPage = [this] {
+        if (m_source->pagesMissing() > 0 && m_source->serialNumber() == opus_serialno) {
+            noteDamage(DecoderDamage::Kind::MissingPages, m_source->pagesMissing());
+        }
+    };
     processHeader();
 
     setSignedPackedFormat(m_rate, uint32_t(m_channels), 16, 2);
@@ -123,12 +128,21 @@ void OggOpusDecoder::fillPCMBuffer()
     while (true) {
         const OggPacketSource::Result result = m_source->nextPacket(packet);
         if (result == OggPacketSource::Result::EndOfFile) {
-            // A file cut short: what was decoded stands.
+            // A file cut short: what was decoded stands, but the stream never
+            // reached its end-of-stream page.
             m_isEndOfFile = true;
             flushResampler();
+            noteDamage(DecoderDamage::Kind::NoEndOfStream);
             return;
         }
-        if (result == OggPacketSource::Result::Hole || m_source->serialNumber() != opus_serialno) {
+        if (m_source->serialNumber() != opus_serialno) {
+            continue;
+        }
+        if (result == OggPacketSource::Result::Hole) {
+            // A gap the page numbers showed is counted already.
+            if (m_source->pagesMissing() == 0) {
+                noteDamage(DecoderDamage::Kind::Hole);
+            }
             continue;
         }
         if (isOpusHead(packet) || packet_count == 1) {

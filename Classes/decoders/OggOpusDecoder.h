@@ -15,6 +15,8 @@
 // Ownership: the decoder owns the open file (through its OggPacketSource),
 // the libopus decoder, the resampler and the dither state.
 // Threads: one thread. The dither's random generator is process-wide.
+// Damage: holes, pages missing by sequence number and a stream that stops
+// without its end-of-stream page are noted; decoding goes on past them.
 // Failures: initWithFilename() and fillPCMBuffer() raise assertion failures
 // (NamedException) with the texts of the Ogg layer (OggPacketSource), "Opus
 // Proces Header Failed." for a header that cannot be parsed or a decoder
@@ -43,6 +45,9 @@ public:
     QString className() const override { return QStringLiteral("OggOpusDecoder"); }
 
     int64_t totalFrames() override { return totalSamples; }
+    // None: the length above counts 48 kHz frames with the pre-skip, and a
+    // cut Ogg file shows by its missing end-of-stream page instead.
+    int64_t announcedFrames() override { return -1; }
     bool decodesInRealTime() override { return true; }
     // Decodes one packet of the Opus stream (skipping headers and other
     // streams' packets); flushes the resampler at the end.

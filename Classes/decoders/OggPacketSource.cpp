@@ -9,6 +9,8 @@
 namespace {
 
 constexpr long kReadSize = 200;
+// Twice the largest Ogg page: the last whole page lies within it.
+constexpr long kTailSize = 128 * 1024;
 
 QString systemError()
 {
@@ -76,6 +78,11 @@ bool OggPacketSource::readPage()
     m_pageGranule = ogg_page_granulepos(&m_page);
     m_pagePackets = ogg_page_packets(&m_page);
     m_pageIsEndOfStream = ogg_page_eos(&m_page) != 0;
+    const long pageNumber = ogg_page_pageno(&m_page);
+    const auto last = m_lastPageNumber.find(serial);
+    m_pagesMissing =
+        last != m_lastPageNumber.end() && pageNumber > last->second + 1 ? pageNumber - last->second - 1 : 0;
+    m_lastPageNumber[serial] = pageNumber;
     if (onPage) {
         onPage();
     }
@@ -98,4 +105,34 @@ OggPacketSource::Result OggPacketSource::nextPacket(ogg_packet& packet)
             return Result::EndOfFile;
         }
     }
+}
+
+bool OggPacketSource::lastPageEndsStream(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    if (file.size() > kTailSize) {
+        file.seek(file.size() - kTailSize);
+    }
+    const QByteArray tail = file.read(kTailSize);
+    ogg_sync_state sync;
+    ogg_sync_init(&sync);
+    bool endsStream = false;
+    if (char* data = ogg_sync_buffer(&sync, long(tail.size()))) {
+        std::memcpy(data, tail.constData(), size_t(tail.size()));
+        ogg_sync_wrote(&sync, long(tail.size()));
+        ogg_page page;
+        int status;
+        // Pages are checked by their CRC; bytes before the first whole one
+        // and a partial page at the end are skipped.
+        while ((status = ogg_sync_pageout(&sync, &page)) != 0) {
+            if (status == 1) {
+                endsStream = ogg_page_eos(&page) != 0;
+            }
+        }
+    }
+    ogg_sync_clear(&sync);
+    return endsStream;
 }

@@ -11,6 +11,9 @@
 //
 // Ownership: owns the open file and the libogg sync and stream states.
 // Threads: one thread.
+// Damage: each page's sequence number is compared with the last one of its
+// logical stream, so pages lost in between are counted (pagesMissing()),
+// whatever other streams are interleaved with it.
 // Failures: raise assertion failures (NamedException) with the decoders'
 // texts: "Unable to open the input file (%s).", "Unable to read from the
 // input file (%s).", "Ogg decoding error (ogg_sync_wrote).", "Error reading
@@ -20,6 +23,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <map>
 #include <memory>
 #include <ogg/ogg.h>
 
@@ -52,6 +56,14 @@ public:
     int64_t pageGranule() const { return m_pageGranule; }
     int pagePackets() const { return m_pagePackets; }
     bool pageIsEndOfStream() const { return m_pageIsEndOfStream; }
+    // Pages of the last page's logical stream missing right before it.
+    long pagesMissing() const { return m_pagesMissing; }
+
+    // Whether the last whole page of the file at path ends its logical
+    // stream: false for a file cut short, whose last page is not one of the
+    // end-of-stream pages every complete Ogg file closes with. Reads the
+    // file's last 128 KiB; false when it cannot be read.
+    static bool lastPageEndsStream(const QString& path);
 
     // Called after each page has been fed to the stream state.
     std::function<void()> onPage;
@@ -74,4 +86,7 @@ private:
     int64_t m_pageGranule = 0;
     int m_pagePackets = 0;
     bool m_pageIsEndOfStream = false;
+    long m_pagesMissing = 0;
+    // The last sequence number seen, by serial number.
+    std::map<int, long> m_lastPageNumber;
 };

@@ -118,6 +118,9 @@ void OggSpeexDecoder::readHeader(const ogg_packet& packet)
 
 void OggSpeexDecoder::pageRead()
 {
+    if (m_source->pagesMissing() > 0 && m_source->serialNumber() == speex_serialno) {
+        noteDamage(DecoderDamage::Kind::MissingPages, m_source->pagesMissing());
+    }
     page_granule = m_source->pageGranule();
     page_nb_packets = m_source->pagePackets();
     if (page_granule > 0 && granule_frame_size > 0) {
@@ -144,10 +147,18 @@ void OggSpeexDecoder::fillPCMBuffer()
     ogg_packet packet;
     while (!m_isEndOfFile) {
         const OggPacketSource::Result result = m_source->nextPacket(packet);
-        ZT_ASSERT(result != OggPacketSource::Result::Hole, QStringLiteral("Ogg loss of streaming."));
+        if (result == OggPacketSource::Result::Hole) {
+            // Lost packets: decoding goes on with the next one. A gap the
+            // page numbers showed is counted already.
+            if (m_source->serialNumber() == speex_serialno && m_source->pagesMissing() == 0) {
+                noteDamage(DecoderDamage::Kind::Hole);
+            }
+            continue;
+        }
         if (result == OggPacketSource::Result::EndOfFile) {
             // No end-of-stream flag before the file ended: a file cut short.
             m_isEndOfFile = true;
+            noteDamage(DecoderDamage::Kind::NoEndOfStream);
             return;
         }
 
@@ -181,9 +192,11 @@ void OggSpeexDecoder::decodePacket(const ogg_packet& packet, bool endOfStream, i
         if (result == -1) {
             break;
         }
-        ZT_ASSERT(result != -2, QStringLiteral("Speex decoding error: corrupted stream?."));
-        ZT_ASSERT(speex_bits_remaining(bits.get()) >= 0,
-                  QStringLiteral("Speex decoding overflow: corrupted stream?."));
+        if (result == -2 || speex_bits_remaining(bits.get()) < 0) {
+            // A corrupted packet: the rest of it is lost, the stream goes on.
+            noteDamage(DecoderDamage::Kind::FailedPackets);
+            break;
+        }
         if (m_channels == 2) {
             speex_decode_stereo_int(m_frame.data(), frame_size, stereo.get());
         }

@@ -11,13 +11,14 @@
 // Ownership: the decoder owns the open file (through its OggPacketSource),
 // the libspeex decoder, bit unpacker and stereo state.
 // Threads: one thread.
+// Damage: holes, pages missing by sequence number, corrupted packets and a
+// stream that stops without its end-of-stream page are noted; decoding goes
+// on past them.
 // Failures: initWithFilename() and fillPCMBuffer() raise assertion failures
 // (NamedException): the Ogg layer's texts (OggPacketSource), "The file does
 // not appear to be an Ogg bitstream.", "Error reading initial Ogg packet
-// header.", "Cannot read Speex header.", the mode and version refusals,
-// "Speex decoder initialization failed.", "Ogg loss of streaming.", "Speex
-// decoding error: corrupted stream?." and "Speex decoding overflow:
-// corrupted stream?.".
+// header.", "Cannot read Speex header.", the mode and version refusals and
+// "Speex decoder initialization failed.".
 
 #include "OggPacketSource.h"
 #include "ZTDecoder.h"

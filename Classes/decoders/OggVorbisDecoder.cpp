@@ -3,6 +3,7 @@
 #include "ChannelLayouts.h"
 #include "ErrorLog.h"
 #include "NamedException.h"
+#include "OggPacketSource.h"
 
 #include <QFile>
 #include <QtGlobal>
@@ -77,9 +78,18 @@ void OggVorbisDecoder::fillPCMBuffer()
     while (true) {
         const long n =
             ov_read(m_oggVorbisFile.get(), writeArea + got, int(freeSpace - got), 0, 2, 1, &section);
+        if (n == OV_HOLE) {
+            // Lost or damaged pages: libvorbisfile goes on after the gap.
+            m_damage.note(DecoderDamage::Kind::Hole, decodedFrames() + got / m_decodeFormat.mBytesPerFrame);
+            continue;
+        }
         ZT_ASSERT(n >= 0, QStringLiteral("ov_read Failed."));
         if (n == 0) {
             m_isEndOfFile = true;
+            if (!OggPacketSource::lastPageEndsStream(m_inFilePath)) {
+                m_damage.note(DecoderDamage::Kind::NoEndOfStream,
+                              decodedFrames() + got / m_decodeFormat.mBytesPerFrame);
+            }
             break;
         }
         got += n;

@@ -10,7 +10,10 @@
 // when the file cannot be opened or is not Vorbis ("Failed ov_test.  Not a
 // vaild Ogg Vorbis file." and its siblings, exact texts kept), and logs and
 // returns false only for a zero frame size. fillPCMBuffer() raises "ov_read
-// Failed." when libvorbisfile reports a decoding error.
+// Failed." when libvorbisfile reports a decoding error other than a hole.
+// Damage: holes (pages lost or damaged, by their sequence numbers and
+// checksums) are noted and decoded past; a file whose last page does not end
+// its stream was cut short, and is noted as such at the end.
 
 #include "ZTDecoder.h"
 

@@ -36,7 +36,44 @@ bool WavPackDecoder::initWithFilename(const QString& path)
         return false;
     }
     setChannelLayout(ChannelLayouts::monoStereoLayout(channels));
+
+    std::array<unsigned char, 16> stored{};
+    const int mode = WavpackGetMode(m_wpc.get());
+    if ((mode & MODE_MD5) && (mode & MODE_LOSSLESS) && !(mode & MODE_FLOAT) &&
+        !(WavpackGetQualifyMode(m_wpc.get()) & QMODE_DSD_AUDIO) && bits % 8 == 0 &&
+        WavpackGetBytesPerSample(m_wpc.get()) == int(bits / 8) &&
+        WavpackGetMD5Sum(m_wpc.get(), stored.data())) {
+        m_storedMD5 = stored;
+    }
     return true;
+}
+
+void WavPackDecoder::hashFrames(const uint8_t* out, uint32_t frames)
+{
+    const uint32_t bytes = frames * m_decodeFormat.mBytesPerFrame;
+    if (m_decodeFormat.mBitsPerChannel != 8) {
+        m_md5.addData(QByteArrayView(out, qsizetype(bytes)));
+        return;
+    }
+    // The signature sums 8-bit audio as WAV holds it: unsigned.
+    QByteArray unsignedBytes(qsizetype(bytes), Qt::Uninitialized);
+    for (uint32_t i = 0; i < bytes; ++i) {
+        unsignedBytes[qsizetype(i)] = char(uint8_t(out[i] + 128));
+    }
+    m_md5.addData(unsignedBytes);
+}
+
+void WavPackDecoder::checkSignature()
+{
+    // Hybrid blocks decoded without their correction file are known only
+    // once decoded: their audio cannot match the signature of the original.
+    if (!m_storedMD5 || !(WavpackGetMode(m_wpc.get()) & MODE_LOSSLESS)) {
+        return;
+    }
+    const QByteArray computed = m_md5.result();
+    if (computed != QByteArray(reinterpret_cast<const char*>(m_storedMD5->data()), 16)) {
+        noteDamage(DecoderDamage::Kind::ChecksumMismatch);
+    }
 }
 
 int64_t WavPackDecoder::totalFrames()
@@ -54,8 +91,14 @@ void WavPackDecoder::fillPCMBuffer()
     const uint32_t channels = m_decodeFormat.mChannelsPerFrame;
     std::array<int32_t, kSamplesPerFill> samples;
     const uint32_t frames = WavpackUnpackSamples(m_wpc.get(), samples.data(), kSamplesPerFill / channels);
+    const int errors = WavpackGetNumErrors(m_wpc.get());
+    if (errors > m_errorsSeen) {
+        noteDamage(DecoderDamage::Kind::FailedCRC, errors - m_errorsSeen);
+        m_errorsSeen = errors;
+    }
     if (frames == 0) {
         m_isEndOfFile = true;
+        checkSignature();
         return;
     }
     if (bits != 8 && bits != 16 && bits != 24 && bits != 32) {
@@ -78,6 +121,9 @@ void WavPackDecoder::fillPCMBuffer()
                 *out++ = uint8_t(sample >> (8 * b));
             }
         }
+    }
+    if (m_storedMD5) {
+        hashFrames(buffer->exposeBufferForWriting(), frames);
     }
     buffer->wroteBytes(m_decodeFormat.mBytesPerFrame * frames);
 }

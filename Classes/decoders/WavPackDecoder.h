@@ -9,6 +9,9 @@
 //
 // Ownership: owns the libwavpack context (and through it the open files).
 // Threads: one thread.
+// Damage: blocks libwavpack finds damaged (WavpackGetNumErrors) are noted as
+// they are met; a lossless integer file that carries an MD5 signature is
+// checked against the decoded audio at the end.
 // Failures: initWithFilename() raises an assertion failure "can't open file:
 // %s." with libwavpack's reason, and logs "Failed To Determine
 // mBytesPerFrame." for a zero frame size; fillPCMBuffer() raises
@@ -17,7 +20,10 @@
 
 #include "ZTDecoder.h"
 
+#include <QCryptographicHash>
+#include <array>
 #include <memory>
+#include <optional>
 #include <wavpack/wavpack.h>
 
 class WavPackDecoder : public ZTDecoder
@@ -36,5 +42,14 @@ private:
         void operator()(WavpackContext* context) const { WavpackCloseFile(context); }
     };
 
+    // Feeds frames frames of the packed output at out to the signature.
+    void hashFrames(const uint8_t* out, uint32_t frames);
+    void checkSignature();
+
     std::unique_ptr<WavpackContext, ContextCloser> m_wpc;
+    int m_errorsSeen = 0;
+    // The file's own signature; none when it carries none or its audio
+    // cannot be compared (lossy without its correction file, float, DSD).
+    std::optional<std::array<unsigned char, 16>> m_storedMD5;
+    QCryptographicHash m_md5{QCryptographicHash::Md5};
 };

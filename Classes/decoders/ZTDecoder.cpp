@@ -41,7 +41,35 @@ uint32_t ZTDecoder::readAudio(AudioBufferList* bufferList, uint32_t frameCount)
     // a frame (integer division).
     const uint32_t frames = copied / m_decodeFormat.mBytesPerFrame;
     m_currentFrame += frames;
+    if (frames == 0 && m_isEndOfFile) {
+        checkLength();
+    }
     return frames;
+}
+
+void ZTDecoder::checkLength()
+{
+    if (m_lengthChecked) {
+        return;
+    }
+    m_lengthChecked = true;
+    const int64_t announced = announcedFrames();
+    const int64_t delivered = int64_t(m_currentFrame);
+    if (announced > 0 && delivered + m_packetFrames < announced) {
+        m_damage.noteEndedEarly(delivered, announced);
+    }
+}
+
+int64_t ZTDecoder::decodedFrames() const
+{
+    const uint32_t bytesPerFrame = m_decodeFormat.mBytesPerFrame;
+    const uint32_t waiting = m_pcmBuffer && bytesPerFrame ? m_pcmBuffer->bytesAvailable() / bytesPerFrame : 0;
+    return int64_t(m_currentFrame) + waiting;
+}
+
+void ZTDecoder::noteDamage(DecoderDamage::Kind kind, int64_t count)
+{
+    m_damage.note(kind, decodedFrames(), count);
 }
 
 void ZTDecoder::setSignedPackedFormat(double sampleRate, uint32_t channels, uint32_t bitsPerChannel,

@@ -15,6 +15,13 @@
 // m_isEndOfFile when the source is exhausted) and, when the length is known,
 // totalFrames(). A bytes-per-frame of 0 must be refused in initWithFilename().
 //
+// Damage: a decoder that meets damage it can decode past (lost sync, a frame
+// failing its checksum, a hole, a signature mismatch) notes it with
+// noteDamage() and goes on; what it could decode is still delivered. The
+// base itself notes a stream that ends more than one packet's worth
+// (packetFrames) before announcedFrames(). damage() tells the reader once the
+// last read has returned 0 frames with isEndOfFile() set.
+//
 // Threads: a decoder is used by one thread from creation to destruction,
 // except cancel(), which may be called from any thread. The factory keeps no
 // shared state and may run on several threads at once.
@@ -24,6 +31,7 @@
 // NamedException.
 
 #include "CoreAudioTypes.h"
+#include "DecoderDamage.h"
 #include "RingBuffer.h"
 
 #include <QString>
@@ -81,6 +89,12 @@ public:
 
     // Length in frames; -1 when unknown.
     virtual int64_t totalFrames() { return -1; }
+    // The length the stream promises, against which an early end counts as
+    // damage: totalFrames(), or -1 for decoders whose length is only an
+    // estimate.
+    virtual int64_t announcedFrames() { return totalFrames(); }
+    // What the decoder found wrong with its source so far.
+    const DecoderDamage& damage() const { return m_damage; }
     // Frames handed out by readAudio() so far.
     virtual uint64_t currentFrame() { return m_currentFrame; }
     // Appends decoded bytes to the ring buffer; the base adds nothing.
@@ -101,6 +115,10 @@ protected:
     void setSignedPackedFormat(double sampleRate, uint32_t channels, uint32_t bitsPerChannel,
                                uint32_t bytesPerSample);
     void setChannelLayout(AudioChannelLayout layout);
+    // Frames decoded so far: handed out plus waiting in the ring buffer.
+    int64_t decodedFrames() const;
+    // Notes count occurrences of kind at the current decoding position.
+    void noteDamage(DecoderDamage::Kind kind, int64_t count = 1);
 
     QString m_inFilePath;
     AudioStreamBasicDescription m_decodeFormat;
@@ -110,4 +128,13 @@ protected:
     bool m_isEndOfFile = false;
     std::atomic<bool> m_cancelled = false;
     DecoderDelegate* m_delegate = nullptr;
+    DecoderDamage m_damage;
+    // The most frames one packet may hold: an end this close to the
+    // announced length is no damage.
+    int64_t m_packetFrames = 8192;
+
+private:
+    // Compares the frames delivered with announcedFrames(), once, at the end.
+    void checkLength();
+    bool m_lengthChecked = false;
 };

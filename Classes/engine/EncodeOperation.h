@@ -105,6 +105,8 @@ public:
     bool success() const { return m_success; }
     bool skipped() const { return m_skipped; }
     bool outputFileExistedBeforeEncode() const { return m_outputFileExistedBeforeEncode; }
+    // The output was written from a source the decoder found damaged.
+    virtual bool sourceDamaged() const { return false; }
 
     // What the application does with an operation waiting for the overwrite
     // answer (main thread): give it another output path, or settle it as

@@ -9,6 +9,7 @@
 #include "Preferences.h"
 #include "TaggingThread.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -34,6 +35,12 @@ bool isPlatformAudioExtension(const QString& extension)
 QString fileName(const QString& path)
 {
     return QFileInfo(path).fileName();
+}
+
+QString damagedStatus(const QString& path)
+{
+    return QCoreApplication::translate("FileEncodeOperation", "%1 - Converted from a damaged source")
+        .arg(fileName(path));
 }
 
 } // namespace
@@ -124,6 +131,9 @@ void FileEncodeOperation::start()
         Q_EMIT isFinishedChanged();
         return;
     }
+    if (m_sourceDamaged.exchange(false)) {
+        setCurrentStatus(fileName(inFilePath()));
+    }
     m_executing = true;
     Q_EMIT isExecutingChanged();
     main();
@@ -142,9 +152,10 @@ void FileEncodeOperation::resetOperation()
     m_successfulEncodes = 0;
     m_failedEncodes = 0;
     m_skippedEncodes = 0;
+    m_damagedEncodes = 0;
     m_percentComplete = 0;
     m_progressUnknown = false;
-    setCurrentStatus(fileName(inFilePath()));
+    setCurrentStatus(m_sourceDamaged ? damagedStatus(inFilePath()) : fileName(inFilePath()));
     m_success = true;
     m_skipped = false;
     m_cancelled = false;
@@ -293,6 +304,10 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
         if (child->skipped()) {
             ++m_skippedEncodes;
         }
+        if (child->sourceDamaged()) {
+            ++m_damagedEncodes;
+            m_sourceDamaged = true;
+        }
     } else {
         m_success = false;
         ++m_failedEncodes;
@@ -311,9 +326,10 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
         return;
     }
 
-    // The same file may be queued twice: the other row still reads it.
+    // The same file may be queued twice: the other row still reads it. A
+    // damaged source is kept: the output lacks what could not be decoded.
     if (Preferences::shared().boolValue(QStringLiteral("deleteOriginal")) && m_success &&
-        !m_reEncodeToSamefile && !m_cancelled && !m_skipped &&
+        m_damagedEncodes == 0 && !m_reEncodeToSamefile && !m_cancelled && !m_skipped &&
         !(m_delegate && m_delegate->otherRowReadsSource(this, inFilePath()))) {
         // The Trash lives in the data folder, which a fresh account may lack;
         // without it the move would pick a trash of its own elsewhere.
@@ -325,6 +341,9 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
     if (metadataOnlyMP3 && !child->skipped()) {
         std::lock_guard lock(m_lock);
         m_inFilePath = child->outFilePath();
+    }
+    if (m_sourceDamaged) {
+        setCurrentStatus(damagedStatus(inFilePath()));
     }
     completeOperation();
 }

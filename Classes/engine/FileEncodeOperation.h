@@ -13,9 +13,13 @@
 // children the row completes at once, successfully.
 //
 // The source is moved to the Trash only when "deleteOriginal" is on, every
-// child succeeded, none wrote to the source's own path, the last one was not
-// skipped, the row was not cancelled and no other queued row has the same
-// source (the delegate is asked).
+// child succeeded, none found the source damaged, none wrote to the source's
+// own path, the last one was not skipped, the row was not cancelled and no
+// other queued row has the same source (the delegate is asked).
+//
+// A row whose children wrote their outputs from a damaged source stays
+// marked (sourceDamaged(), and a status saying so once reset) until it is
+// started again.
 //
 // After a metadata-only child on an MP3 source, inFilePath() follows the file
 // to its new name, unless the child was skipped.
@@ -79,6 +83,11 @@ public:
     // Successful children that wrote nothing: their output existed and was
     // kept.
     qint64 skippedEncodes() const { return m_skippedEncodes; }
+    // Successful children that found their source damaged.
+    qint64 damagedEncodes() const { return m_damagedEncodes; }
+    // Whether the last run found the source damaged; kept by
+    // resetOperation(), cleared by start().
+    bool sourceDamaged() const { return m_sourceDamaged; }
     float percentComplete() const { return m_percentComplete; }
     bool progressUnknown() const { return m_progressUnknown; }
     QString currentStatus() const;
@@ -133,6 +142,8 @@ private:
     std::atomic<qint64> m_successfulEncodes = 0;
     std::atomic<qint64> m_failedEncodes = 0;
     std::atomic<qint64> m_skippedEncodes = 0;
+    std::atomic<qint64> m_damagedEncodes = 0;
+    std::atomic<bool> m_sourceDamaged = false;
     std::atomic<float> m_percentComplete = 0;
     std::atomic<bool> m_progressUnknown = false;
     QString m_currentStatus;

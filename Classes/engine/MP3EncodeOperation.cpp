@@ -23,6 +23,8 @@
 
 const QString MP3EncodeOperation::kFailedToEncodeMessage =
     QStringLiteral("MP3 Encode Operation Failed To Encode File: %1.  Error:%2");
+const QString MP3EncodeOperation::kDamagedSourceMessage =
+    QStringLiteral("Damaged Source: %1: %2. The MP3 holds what could be decoded.");
 
 namespace {
 
@@ -321,6 +323,11 @@ void MP3EncodeOperation::encode()
         }
     }
 
+    if (!isCancelled() && decoder->damage().isDamaged()) {
+        m_sourceDamaged = true;
+        ErrorLog::logMessage(tr(kDamagedSourceMessage.toUtf8().constData())
+                                 .arg(inFilePath(), decoder->damage().describe(decodedFormat.mSampleRate)));
+    }
     if (!isCancelled()) {
         // The last chunks since the last report: a row's bar ends full, also
         // for files shorter than eight chunks.

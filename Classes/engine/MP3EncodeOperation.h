@@ -14,6 +14,10 @@
 // chunk; a cancelled run writes no flush and no information frame, and its
 // temporary file is removed.
 //
+// A source the decoder reports damaged (see DecoderDamage) is still encoded
+// from what could be decoded; one line names the file and the damage, and
+// sourceDamaged() tells the row.
+//
 // Failures are logged to the error log and leave success() false; anything
 // raised while encoding is caught once in main() and logged as "MP3 Encode
 // Operation Failed To Encode File: <name>.  Error:<reason>". On that path the
@@ -38,11 +42,16 @@ public:
     ~MP3EncodeOperation() override;
 
     bool isItunesCompatible() const override { return true; }
+    // Set once the whole source was decoded and its decoder reported damage
+    // (logged as kDamagedSourceMessage); the MP3 is written all the same.
+    bool sourceDamaged() const override { return m_sourceDamaged; }
 
     // Bytes of one chunk for a sample width; 0 for a width LAME is not given.
     static uint32_t chunkBufferSize(uint32_t bitsPerChannel);
 
     static const QString kFailedToEncodeMessage; // "MP3 Encode Operation Failed To Encode File: %1. Error:%2"
+    // "Damaged Source: %1: %2. The MP3 holds what could be decoded."
+    static const QString kDamagedSourceMessage;
 
 protected:
     void main() override;
@@ -73,4 +82,5 @@ private:
     // Set on the tagging thread, read after waiting for it: the output's
     // audio was not the same after its tags were written (a full disk).
     bool m_tagsCutTheAudio = false;
+    std::atomic<bool> m_sourceDamaged = false;
 };

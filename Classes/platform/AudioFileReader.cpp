@@ -139,3 +139,13 @@ OSStatus AudioFileReader::read(uint32_t& frameCount, AudioBufferList* bufferList
     buffer.mNumberChannels = channels;
     return status;
 }
+
+int64_t AudioFileReader::decodeErrors() const
+{
+    return m_source->decodeErrors();
+}
+
+int64_t AudioFileReader::announcedLengthFrames() const
+{
+    return m_source->announcedLengthFrames();
+}

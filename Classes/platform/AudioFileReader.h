@@ -44,6 +44,10 @@ public:
     OSStatus getFileChannelLayout(AudioChannelLayout& layout) const;
     // Length in frames (-1 when the file does not tell).
     OSStatus getFileLengthFrames(int64_t& frames) const;
+    // The length the file's header announces, which a stream ending earlier
+    // falls short of (AudioFileSource::announcedLengthFrames); -1 when the
+    // library only estimates it.
+    int64_t announcedLengthFrames() const;
     // The opening library's names: libsndfile's major-format and subtype
     // names, or FFmpeg's demuxer and codec long names.
     // The average bit rate in bits per second as the opening library states
@@ -62,6 +66,9 @@ public:
     // kExtAudioFileError_InvalidOperationOrder before a client format is
     // set; another non-zero status when the library fails while reading.
     OSStatus read(uint32_t& frameCount, AudioBufferList* bufferList);
+    // Packets the library refused as damaged so far; read() goes on after
+    // them without a failure status.
+    int64_t decodeErrors() const;
 
 private:
     explicit AudioFileReader(std::unique_ptr<AudioFileSource> source);

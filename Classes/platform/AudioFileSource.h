@@ -26,6 +26,11 @@ public:
     virtual AudioChannelLayout channelLayout() const = 0;
     // Length in frames, as exact as the file tells; -1 when unknown.
     virtual int64_t lengthFrames() const = 0;
+    // The length the file's header announces, against which a shorter
+    // stream is damage (a file cut short); -1 when the library only
+    // estimates it. Differs from lengthFrames() where the library cuts its
+    // length to the data present.
+    virtual int64_t announcedLengthFrames() const { return lengthFrames(); }
     // The library's names: "WAV (Microsoft)", "QuickTime / MOV", ...
     virtual QString fileTypeName() const = 0;
     virtual QString dataFormatName() const = 0;
@@ -38,6 +43,10 @@ public:
     // non-zero status is a read failure (frameCount then says how many
     // frames came before it).
     virtual OSStatus readFrames(int32_t* out, uint32_t& frameCount) = 0;
+
+    // Packets or frames the library refused as damaged so far (their
+    // samples are lost; reading goes on after them).
+    virtual int64_t decodeErrors() const { return 0; }
 
     // Whether the file's samples are 16-bit values, so that readFrames16
     // gives exactly what readFrames narrowed to 16 bits would.

@@ -292,6 +292,14 @@ int64_t FFmpegAudioSource::lengthFrames() const
     return -1;
 }
 
+int64_t FFmpegAudioSource::announcedLengthFrames() const
+{
+    if (m_format->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
+        return -1;
+    }
+    return lengthFrames();
+}
+
 QString FFmpegAudioSource::fileTypeName() const
 {
     const AVInputFormat* format = m_format->iformat;
@@ -409,6 +417,7 @@ uint32_t FFmpegAudioSource::sourceBitsPerSample() const
 
 void FFmpegAudioSource::noteDecodeError(int error)
 {
+    ++m_decodeErrors;
     if (m_firstDecodeError == 0) {
         m_firstDecodeError = error;
     }

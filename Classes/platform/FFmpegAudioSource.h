@@ -35,6 +35,9 @@ public:
     AudioStreamBasicDescription dataFormat() const override { return m_dataFormat; }
     AudioChannelLayout channelLayout() const override;
     int64_t lengthFrames() const override;
+    // -1 when FFmpeg guessed the length from the bit rate (ADTS, MP3
+    // without a header frame): only a length the container states counts.
+    int64_t announcedLengthFrames() const override;
     QString fileTypeName() const override;
     QString dataFormatName() const override;
     int64_t bitRate() const override;
@@ -42,6 +45,7 @@ public:
     // FFmpeg's code of the first packet or frame the decoder refused as
     // damaged (the samples of that packet are lost); 0 while there is none.
     int firstDecodeError() const { return m_firstDecodeError; }
+    int64_t decodeErrors() const override { return m_decodeErrors; }
     // The depth of the source's samples as the codec states it (16 for
     // 16-bit Monkey's Audio, 24 for 24-bit True Audio); 0 when unknown.
     uint32_t sourceBitsPerSample() const;
@@ -71,6 +75,7 @@ private:
     bool m_inputEnded = false; // the demuxer is exhausted and the decoder told so
     bool m_decoderEnded = false;
     int m_firstDecodeError = 0;
+    int64_t m_decodeErrors = 0;
 
     AudioStreamBasicDescription m_dataFormat;
     std::vector<int32_t> m_pending; // converted samples not yet read

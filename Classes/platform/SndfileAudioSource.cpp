@@ -5,6 +5,7 @@
 #include "ClientSampleFormat.h"
 
 #include <QFile>
+#include <QRegularExpression>
 #include <array>
 
 namespace {
@@ -139,6 +140,35 @@ OSStatus statusOfOpenError(int error)
 
 } // namespace
 
+namespace {
+
+// libsndfile cuts the length of a file whose data chunk runs past its end to
+// the data present, noting "data : 1764000 (should be 599956)" (WAV, W64,
+// RF64) or "SSND : ... (should be ...)" (AIFF) in its log. Scaled by the
+// chunk's announced size, the present frames give the announced ones.
+// Sizes from 0x7FFFF000 up are the placeholders of files written as streams,
+// whose length was never known.
+int64_t announcedFrames(SNDFILE* file, int64_t presentFrames)
+{
+    std::array<char, 8192> log{};
+    sf_command(file, SFC_GET_LOG_INFO, log.data(), int(log.size()) - 1);
+    static const QRegularExpression chunk(
+        QStringLiteral("^\\s*(?:data|SSND)\\s*:\\s*(\\d+)\\s*\\(should be (\\d+)\\)"),
+        QRegularExpression::MultilineOption);
+    const QRegularExpressionMatch match = chunk.match(QString::fromLatin1(log.data()));
+    if (!match.hasMatch()) {
+        return presentFrames;
+    }
+    const double announced = match.captured(1).toDouble();
+    const double present = match.captured(2).toDouble();
+    if (announced <= present || announced >= double(0x7FFFF000) || present <= 0) {
+        return presentFrames;
+    }
+    return int64_t(double(presentFrames) * announced / present);
+}
+
+} // namespace
+
 std::unique_ptr<SndfileAudioSource> SndfileAudioSource::open(const QString& path, OSStatus& status)
 {
     std::unique_ptr<SndfileAudioSource> source(new SndfileAudioSource);
@@ -174,6 +204,9 @@ std::unique_ptr<SndfileAudioSource> SndfileAudioSource::open(const QString& path
         format.mFramesPerPacket = 1;
     }
     source->m_path = path;
+    if (row->formatID == kAudioFormatLinearPCM) {
+        source->m_announcedFrames = announcedFrames(source->m_file.get(), source->m_info.frames);
+    }
     source->m_readsDoubles = row->read == SampleRead::Double;
     source->m_exact16Bit = row->read == SampleRead::Integer16;
     status = noErr;

@@ -23,6 +23,10 @@ public:
     AudioStreamBasicDescription dataFormat() const override { return m_dataFormat; }
     AudioChannelLayout channelLayout() const override;
     int64_t lengthFrames() const override { return m_info.frames; }
+    // For PCM: the frames the header's data chunk announces (libsndfile
+    // cuts frames() to what the file holds). Compressed (MPEG) lengths are
+    // estimates from the file's size: -1.
+    int64_t announcedLengthFrames() const override { return m_announcedFrames; }
     QString fileTypeName() const override;
     QString dataFormatName() const override;
     OSStatus readFrames(int32_t* out, uint32_t& frameCount) override;
@@ -51,4 +55,5 @@ private:
     std::vector<double> m_doubles;
     // 16-bit encodings, which libsndfile also reads as shorts without loss.
     bool m_exact16Bit = false;
+    int64_t m_announcedFrames = -1;
 };

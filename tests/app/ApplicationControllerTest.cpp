@@ -193,19 +193,40 @@ TEST_F(ApplicationControllerTest, KeptRowsAreResetUnlessTheOriginalsAreDeleted)
 
 TEST_F(ApplicationControllerTest, FailuresAreCountedAndReported)
 {
+    const QString cut = source(QStringLiteral("dec-16-2ch-truncated.flac"), QStringLiteral("cut.flac"));
     queue({source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("a.flac")),
-           source(QStringLiteral("ctl-corrupt.flac"), QStringLiteral("broken.flac")),
+           source(QStringLiteral("ctl-corrupt.flac"), QStringLiteral("broken.flac")), cut,
            source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("c.ogg"))});
-    // Two formats per file: the counts are the rows' own sums.
+    // Two formats per file: the counts are the rows' own sums. A source cut
+    // short is written, counted among the damaged, kept on disk even with
+    // the originals deleted, and its row stays in the queue, marked.
     controller.encoderSettingsList().append(mp3Format(EncoderSettings::CBR, 64));
+    prefs.set(QStringLiteral("deleteOriginal"), true);
     ui.answers = {{AlertSecondButtonReturn, false}};
     run();
     EXPECT_EQ(controller.failedEncodes(), 2);
-    EXPECT_EQ(controller.successfulEncodes(), 4);
-    ASSERT_EQ(ui.alertMessages(), QStringList{QStringLiteral("Failed To Encode 2 of 6 Files.")});
+    EXPECT_EQ(controller.successfulEncodes(), 6);
+    EXPECT_EQ(controller.damagedEncodes(), 2);
+    ASSERT_EQ(ui.alertMessages(), QStringList{QStringLiteral("Failed To Encode 2 of 8 Files.")});
+    EXPECT_EQ(ui.alerts.first().informativeText,
+              QStringLiteral("2 of 8 files written from a damaged source."));
     EXPECT_EQ(ui.alerts.first().buttons, (QStringList{QStringLiteral("OK"), QStringLiteral("Show Report")}));
     ASSERT_TRUE(waitUntil([&] { return ui.calls.contains(QStringLiteral("showErrorLog")); }));
-    EXPECT_EQ(filesBelow(out()), (QStringList{"a 2.mp3", "a.mp3", "c 2.mp3", "c.mp3"}));
+    EXPECT_EQ(filesBelow(out()),
+              (QStringList{"a 2.mp3", "a.mp3", "c 2.mp3", "c.mp3", "cut 2.mp3", "cut.mp3"}));
+    EXPECT_TRUE(QFileInfo::exists(cut));
+    EXPECT_FALSE(QFileInfo::exists(scratch.file(QStringLiteral("in/a.flac"))));
+    ASSERT_EQ(rows().count(), 1);
+    FileEncodeOperation* row = rows().at(0);
+    EXPECT_EQ(row->inFilePath(), cut);
+    EXPECT_TRUE(row->sourceDamaged());
+    EXPECT_EQ(row->currentStatus(), QStringLiteral("cut.flac - Converted from a damaged source"));
+    // A second run converts it again, unmarked until it is found damaged.
+    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
+    ui.answers = {{AlertFirstButtonReturn, false}};
+    run();
+    EXPECT_EQ(controller.damagedEncodes(), 2);
+    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("2 of 2 files written from a damaged source."));
 }
 
 TEST_F(ApplicationControllerTest, StartChecksRefuseBeforeAnythingRuns)

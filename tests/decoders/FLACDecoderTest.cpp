@@ -100,6 +100,8 @@ TEST(FLACDecoder, ATruncatedFileDecodesWhatItHas)
     EXPECT_TRUE(decoder->isEndOfFile());
     EXPECT_GT(decoded.frames(), 4096u);
     EXPECT_LT(decoded.frames(), source.frames());
+    // Reported as ending early, where the decoded audio ends.
+    EXPECT_EQ(decoder->damage().firstFrame(DecoderDamage::Kind::EndsEarly), int64_t(decoded.frames()));
     Pcm prefix = source;
     prefix.samples.resize(decoded.samples.size());
     EXPECT_EQ(countDifferences(decoded, prefix), 0u);

@@ -250,6 +250,9 @@ TEST(OggOpusDecoder, ATruncatedFileEndsWhereItsPacketsEnd)
     EXPECT_TRUE(decoder->isEndOfFile());
     EXPECT_GT(decoded.frames(), 10000u);
     EXPECT_LT(decoded.frames(), 48000u);
+    // No end-of-stream page: reported where the decoded audio ends.
+    EXPECT_EQ(decoder->damage().count(DecoderDamage::Kind::NoEndOfStream), 1);
+    EXPECT_EQ(decoder->damage().firstFrame(DecoderDamage::Kind::NoEndOfStream), int64_t(decoded.frames()));
     const Alignment alignment = bestAlignment(
         decodeWithFFmpeg(Fixtures::generated(QStringLiteral("dec-opus-src-48k-2ch.wav"))), decoded, 8);
     EXPECT_EQ(alignment.lag, 0);

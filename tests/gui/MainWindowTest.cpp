@@ -260,6 +260,26 @@ TEST_F(MainWindowTest, TheOutputFolderPopUpShowsTheFolderTheFirstLaunchSetsUp)
     EXPECT_EQ(window.outputFolderPopUp()->currentData(Qt::ToolTipRole).toString(), folder);
 }
 
+// A source cut short: converted, its row kept in the queue with the warning
+// mark, and the end-of-run alert says so.
+TEST_F(MainWindowTest, ADamagedSourceIsMarkedInTheQueueAndAlerted)
+{
+    queue({Fixtures::generated(QStringLiteral("dec-16-2ch-truncated.flac"))});
+    window.action("encode")->trigger();
+    ASSERT_TRUE(waitForRunEnd());
+    QMessageBox* box = nullptr;
+    ASSERT_TRUE(waitUntil([&] { return (box = visibleBox(QStringLiteral("1 of 1 files"))) != nullptr; }));
+    EXPECT_EQ(box->text(), QStringLiteral("1 of 1 files written from a damaged source."));
+    buttonWithCode(box, 1000)->click();
+
+    ASSERT_EQ(window.queueModel()->rowCount(), 1);
+    const QModelIndex row = window.queueModel()->index(0);
+    EXPECT_TRUE(row.data(QueueListModel::DamagedRole).toBool());
+    EXPECT_EQ(row.data(QueueListModel::StatusRole).toString(),
+              QStringLiteral("dec-16-2ch-truncated.flac - Converted from a damaged source"));
+    EXPECT_GT(durationOf(out() + QStringLiteral("/dec-16-2ch-truncated.mp3")), 0.1);
+}
+
 struct OverwriteCase
 {
     const char* name;

@@ -36,9 +36,13 @@ void QueueItemDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
     const QRect rect = option.rect.adjusted(kMargin, 0, -kMargin, 0);
     painter->save();
 
+    // A source found damaged shows the warning sign instead of the file's.
     static const QIcon fileIcon = Icons::themed(QStringLiteral("audio-x-generic"));
+    static const QIcon damagedIcon = Icons::themed(QStringLiteral("dialog-warning"));
+    const bool damaged = index.data(QueueListModel::DamagedRole).toBool();
     const QRect iconRect(rect.left(), rect.top() + (rect.height() - kIconSize) / 2, kIconSize, kIconSize);
-    fileIcon.paint(painter, iconRect, Qt::AlignCenter, selected ? QIcon::Selected : QIcon::Normal);
+    (damaged ? damagedIcon : fileIcon)
+        .paint(painter, iconRect, Qt::AlignCenter, selected ? QIcon::Selected : QIcon::Normal);
 
     const int textLeft = iconRect.right() + kMargin;
     const QFontMetrics metrics(option.font);

@@ -101,6 +101,8 @@ QVariant QueueListModel::data(const QModelIndex& index, int role) const
         return operation->progressUnknown();
     case ExecutingRole:
         return operation->isExecuting();
+    case DamagedRole:
+        return operation->sourceDamaged();
     default:
         return {};
     }

@@ -33,6 +33,7 @@ public:
         ProgressUnknownRole,           // bool: the progress bar is busy
         ExecutingRole,                 // bool: the row is converting
         PathRole,                      // QString: the source file
+        DamagedRole,                   // bool: converted from a damaged source
     };
 
     explicit QueueListModel(OperationsArrayController& queue, QObject* parent = nullptr);

@@ -467,6 +467,11 @@ void MainWindow::runFinished()
                            .arg(failed)
                            .arg(failed + written);
     }
+    if (const qint64 damaged = m_controller.damagedEncodes(); damaged > 0) {
+        body += u' ' + QCoreApplication::translate("ApplicationController", EncodeRun::kDamagedSourcesMessage)
+                           .arg(damaged)
+                           .arg(failed + written);
+    }
     m_notifier(tr("Conversion finished"), body);
 }
 

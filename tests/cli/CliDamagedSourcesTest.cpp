@@ -1,0 +1,371 @@
+// Damaged sources through sonabrik-cli, one format at a time: a clean file
+// (and the format's unusual but valid variants) beside copies of it cut at
+// 60 %, with 4 KB overwritten in the middle and, for FLAC, one bit flipped
+// inside a frame's audio and a wrong MD5 signature over valid frames. The
+// files are written by the encoders themselves. Clean files convert without
+// a word and go to the Trash (--delete-original); every damaged one is
+// reported as converted from a damaged source (one error-log line saying
+// what was found and where, its MP3 written, its source kept) or fails, and
+// the run ends with status 1 and the count of damaged sources.
+
+#include "CliProgram.h"
+#include "Encoding.h"
+#include "Fixtures.h"
+#include "Tools.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+#include <functional>
+#include <gtest/gtest.h>
+#include <map>
+
+namespace {
+
+using CliProgram::probedDuration;
+
+// What a damaged file must come to: a conversion from a damaged source whose
+// log line holds the phrase, or a failure.
+struct Expected
+{
+    const char* damage; // the file's name before the extension
+    const char* phrase; // nullptr: the file fails
+};
+
+struct FormatCase
+{
+    const char* name;
+    const char* extension;
+    // Writes in/clean.<ext> (and any further clean variants) from the WAV
+    // sources in the scratch folder; gives the names of the clean files.
+    QStringList (*make)(const QString& folder);
+    std::vector<Expected> damaged;
+};
+
+void run(const QString& program, const QStringList& arguments)
+{
+    const ToolResult result = runTool(program, arguments);
+    ASSERT_EQ(result.exitCode, 0) << program.toStdString() << ": " << result.standardError.toStdString();
+}
+
+void ffmpeg(const QStringList& arguments)
+{
+    run(QStringLiteral("ffmpeg"), QStringList{QStringLiteral("-nostdin"), QStringLiteral("-v"),
+                                              QStringLiteral("error"), QStringLiteral("-y")} +
+                                      arguments);
+}
+
+QString at(const QString& folder, const char* name)
+{
+    return folder + u'/' + QLatin1String(name);
+}
+
+QStringList makeFLAC(const QString& folder)
+{
+    // Verbatim subframes: a bit flipped in a frame's audio changes one
+    // sample and nothing after it, so that only the frame's CRC can tell.
+    run(QStringLiteral("flac"),
+        {QStringLiteral("-s"), QStringLiteral("-f"), QStringLiteral("--disable-fixed-subframes"),
+         QStringLiteral("--max-lpc-order=0"), QStringLiteral("-o"), at(folder, "in/clean.flac"),
+         at(folder, "src.wav")});
+    // A stream without a signature: STREAMINFO's MD5 all zeros, as encoders
+    // that do not sum the audio write it.
+    QByteArray bytes = fileBytes(at(folder, "in/clean.flac"));
+    bytes.replace(26, 16, QByteArray(16, '\0'));
+    QFile unsigned_(at(folder, "in/clean-without-md5.flac"));
+    EXPECT_TRUE(unsigned_.open(QIODevice::WriteOnly));
+    unsigned_.write(bytes);
+    unsigned_.close();
+    // Variable block size: the same frames with the blocking-strategy bit
+    // set and sample numbers in their headers, CRCs recomputed (from a file
+    // without a seek table, whose offsets would no longer hold).
+    run(QStringLiteral("flac"), {QStringLiteral("-s"), QStringLiteral("-f"), QStringLiteral("--no-seektable"),
+                                 QStringLiteral("-o"), at(folder, "fixed.flac"), at(folder, "src.wav")});
+    run(systemPython(), {QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/flac_variable_blocks.py"),
+                         at(folder, "fixed.flac"), at(folder, "in/clean-variable-blocks.flac")});
+    return {"clean.flac", "clean-without-md5.flac", "clean-variable-blocks.flac"};
+}
+
+QStringList makeOggFLAC(const QString& folder)
+{
+    run(QStringLiteral("flac"), {QStringLiteral("-s"), QStringLiteral("-f"), QStringLiteral("--ogg"),
+                                 QStringLiteral("-o"), at(folder, "in/clean.oga"), at(folder, "src.wav")});
+    return {"clean.oga"};
+}
+
+QStringList makeVorbis(const QString& folder)
+{
+    run(QStringLiteral("oggenc"), {QStringLiteral("-Q"), QStringLiteral("-s"), QStringLiteral("1"),
+                                   QStringLiteral("-o"), at(folder, "a.ogg"), at(folder, "src.wav")});
+    run(QStringLiteral("oggenc"), {QStringLiteral("-Q"), QStringLiteral("-s"), QStringLiteral("2"),
+                                   QStringLiteral("-o"), at(folder, "b.ogg"), at(folder, "short.wav")});
+    QFile::copy(at(folder, "a.ogg"), at(folder, "in/clean.ogg"));
+    // Two links one after the other, and two logical streams interleaved.
+    QFile chained(at(folder, "in/clean-chained.ogg"));
+    EXPECT_TRUE(chained.open(QIODevice::WriteOnly));
+    chained.write(fileBytes(at(folder, "a.ogg")) + fileBytes(at(folder, "b.ogg")));
+    chained.close();
+    ffmpeg({QStringLiteral("-i"), at(folder, "src.wav"), QStringLiteral("-i"), at(folder, "short.wav"),
+            QStringLiteral("-map"), QStringLiteral("0"), QStringLiteral("-map"), QStringLiteral("1"),
+            QStringLiteral("-c:a"), QStringLiteral("libvorbis"), at(folder, "in/clean-multiplexed.ogg")});
+    return {"clean.ogg", "clean-chained.ogg", "clean-multiplexed.ogg"};
+}
+
+QStringList makeOpus(const QString& folder)
+{
+    run(QStringLiteral("opusenc"), {QStringLiteral("--quiet"), QStringLiteral("--serial"),
+                                    QStringLiteral("1"), at(folder, "src.wav"), at(folder, "in/clean.opus")});
+    return {"clean.opus"};
+}
+
+QStringList makeSpeex(const QString& folder)
+{
+    run(QStringLiteral("sox"),
+        {QStringLiteral("-D"), at(folder, "src.wav"), QStringLiteral("-r"), QStringLiteral("16000"),
+         QStringLiteral("-c"), QStringLiteral("1"), at(folder, "src-16k.wav")});
+    run(QStringLiteral("speexenc"), {QStringLiteral("--quiet"), QStringLiteral("-w"),
+                                     at(folder, "src-16k.wav"), at(folder, "in/clean.spx")});
+    return {"clean.spx"};
+}
+
+QStringList makeWavPack(const QString& folder)
+{
+    // With its MD5 signature (-m).
+    run(QStringLiteral("wavpack"), {QStringLiteral("-q"), QStringLiteral("-y"), QStringLiteral("-m"),
+                                    at(folder, "src.wav"), QStringLiteral("-o"), at(folder, "in/clean.wv")});
+    return {"clean.wv"};
+}
+
+QStringList makeMusepack(const QString& folder)
+{
+    run(QStringLiteral("mpcenc"), {QStringLiteral("--silent"), QStringLiteral("--overwrite"),
+                                   at(folder, "src.wav"), at(folder, "in/clean.mpc")});
+    return {"clean.mpc"};
+}
+
+QStringList makeWith(const QString& folder, const char* name, const QStringList& codec)
+{
+    ffmpeg(QStringList{QStringLiteral("-i"), at(folder, "src.wav")} + codec +
+           QStringList{folder + QStringLiteral("/in/") + QLatin1String(name)});
+    return {QLatin1String(name)};
+}
+
+QStringList makeWAV(const QString& folder)
+{
+    QFile::copy(at(folder, "src.wav"), at(folder, "in/clean.wav"));
+    return {"clean.wav"};
+}
+
+QStringList makeDSD(const QString& folder)
+{
+    QFile::copy(Fixtures::generated(QStringLiteral("dsd-tone-64-2ch.dsf")), at(folder, "in/clean.dsf"));
+    return {"clean.dsf"};
+}
+
+// The damages, each written from in/clean.<ext> into in/<damage>.<ext>.
+using Damage = std::function<QByteArray(QByteArray)>;
+
+QByteArray cut(QByteArray bytes)
+{
+    bytes.truncate(bytes.size() * 6 / 10);
+    return bytes;
+}
+
+QByteArray overwritten(QByteArray bytes)
+{
+    QRandomGenerator random(7);
+    QByteArray noise(4096, '\0');
+    random.fillRange(reinterpret_cast<quint32*>(noise.data()), noise.size() / 4);
+    bytes.replace(bytes.size() / 2, noise.size(), noise);
+    return bytes;
+}
+
+// One bit of the audio of the first frame after the middle: 200 bytes past
+// its sync code, well inside its subframes.
+QByteArray bitFlipped(QByteArray bytes)
+{
+    const qsizetype sync = bytes.indexOf(QByteArray("\xff\xf8", 2), bytes.size() / 2);
+    EXPECT_GT(sync, 0);
+    bytes[sync + 200] = char(bytes[sync + 200] ^ 0x10);
+    return bytes;
+}
+
+// A signature that is not the audio's: STREAMINFO's MD5 at offset 26.
+QByteArray wrongMD5(QByteArray bytes)
+{
+    bytes[26] = char(bytes[26] ^ 0x01);
+    return bytes;
+}
+
+const std::map<std::string, Damage>& damages()
+{
+    static const std::map<std::string, Damage> table{
+        {"cut", cut}, {"overwritten", overwritten}, {"bit-flipped", bitFlipped}, {"wrong-md5", wrongMD5}};
+    return table;
+}
+
+class DamagedSources : public testing::TestWithParam<FormatCase>
+{
+protected:
+    void SetUp() override
+    {
+        for (const char* folder : {"in", "out", "tmp", "home"}) {
+            QDir().mkpath(scratch.file(QLatin1String(folder)));
+        }
+        for (const auto& [name, seconds] : {std::pair{"src.wav", "10"}, {"short.wav", "3"}}) {
+            run(QStringLiteral("sox"),
+                {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                 QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"),
+                 scratch.file(QLatin1String(name)), QStringLiteral("synth"), QLatin1String(seconds),
+                 QStringLiteral("sine"), QStringLiteral("440"), QStringLiteral("sine"), QStringLiteral("660"),
+                 QStringLiteral("gain"), QStringLiteral("-6")});
+        }
+    }
+
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        const QString home = scratch.file(QStringLiteral("home"));
+        environment.insert(QStringLiteral("HOME"), home);
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
+        environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
+        environment.insert(QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/.cache"));
+        environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
+        environment.insert(QStringLiteral("TMPDIR"), scratch.file(QStringLiteral("tmp")));
+        return environment;
+    }
+
+    ScratchDir scratch;
+};
+
+TEST_P(DamagedSources, AreReportedAndKeptAndCleanOnesAreNot)
+{
+    const FormatCase& format = GetParam();
+    const QStringList clean = format.make(scratch.path());
+    ASSERT_FALSE(HasFatalFailure());
+    const QString extension = QLatin1String(format.extension);
+    const QByteArray original = fileBytes(scratch.file(QStringLiteral("in/clean.") + extension));
+    ASSERT_GT(original.size(), 8192);
+    for (const Expected& expected : format.damaged) {
+        QFile file(scratch.file(QStringLiteral("in/%1.%2").arg(QLatin1String(expected.damage), extension)));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(damages().at(expected.damage)(original));
+    }
+
+    const CliProgram::Result result = CliProgram::run(
+        {QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("1"), QStringLiteral("-f"),
+         QStringLiteral("cbr:128"), QStringLiteral("--delete-original"), QStringLiteral("-o"),
+         scratch.file(QStringLiteral("out")), scratch.file(QStringLiteral("in"))},
+        environment());
+    const std::string output = (result.out + result.err).toStdString();
+
+    // "[2/5] DAMAGED: /…/in/cut.flac" for each file.
+    std::map<QString, QString> outcome;
+    const QRegularExpression line(QStringLiteral("^\\[\\d+/\\d+\\] (\\w+): .*/in/([^/\\n]+)$"),
+                                  QRegularExpression::MultilineOption);
+    for (auto match = line.globalMatch(result.out); match.hasNext();) {
+        const QRegularExpressionMatch m = match.next();
+        outcome[m.captured(2)] = m.captured(1);
+    }
+    const QString log = result.err.section(QStringLiteral("\nError log:\n"), 1);
+
+    for (const QString& name : clean) {
+        EXPECT_EQ(outcome[name], QStringLiteral("done")) << name.toStdString() << '\n' << output;
+        EXPECT_FALSE(log.contains(name)) << name.toStdString() << '\n' << output;
+        EXPECT_FALSE(QFile::exists(scratch.file(QStringLiteral("in/") + name)))
+            << "not trashed: " << name.toStdString();
+        EXPECT_GT(probedDuration(scratch.file(QStringLiteral("out/") + QFileInfo(name).completeBaseName() +
+                                              QStringLiteral(".mp3"))),
+                  0.5)
+            << name.toStdString();
+    }
+    qsizetype damaged = 0;
+    qsizetype failed = 0;
+    for (const Expected& expected : format.damaged) {
+        const QString name = QStringLiteral("%1.%2").arg(QLatin1String(expected.damage), extension);
+        SCOPED_TRACE(name.toStdString());
+        EXPECT_TRUE(QFile::exists(scratch.file(QStringLiteral("in/") + name)))
+            << "a damaged source was trashed";
+        if (!expected.phrase) {
+            EXPECT_EQ(outcome[name], QStringLiteral("FAILED")) << output;
+            ++failed;
+            continue;
+        }
+        ++damaged;
+        EXPECT_EQ(outcome[name], QStringLiteral("DAMAGED")) << output;
+        const QString prefix =
+            QStringLiteral("Damaged Source: %1: ").arg(scratch.file(QStringLiteral("in/") + name));
+        const QStringList lines = log.split(u'\n').filter(prefix);
+        ASSERT_EQ(lines.size(), 1) << output;
+        EXPECT_TRUE(lines.first().contains(QLatin1String(expected.phrase))) << lines.first().toStdString();
+        EXPECT_TRUE(lines.first().endsWith(QStringLiteral(". The MP3 holds what could be decoded.")));
+        EXPECT_GT(
+            probedDuration(scratch.file(QStringLiteral("out/%1.mp3").arg(QLatin1String(expected.damage)))),
+            0.0);
+    }
+    const qsizetype total = clean.size() + qsizetype(format.damaged.size());
+    const QString report = damaged > 0
+                               ? QStringLiteral("%1 of %2 files written, %3 from a damaged source.\n")
+                                     .arg(total - failed)
+                                     .arg(total)
+                                     .arg(damaged)
+                               : QStringLiteral("%1 of %2 files written.\n").arg(total - failed).arg(total);
+    EXPECT_TRUE(result.out.contains(report)) << output;
+    EXPECT_EQ(result.exitCode, 1);
+}
+
+// "stream ends at 0:06.0 of 0:10.0": cut at 60 % of the bytes; where exactly
+// depends on the format's overhead, so only the second is checked.
+constexpr const char* kEndsEarly = "stream ends at 0:0";
+constexpr const char* kNoEndPage = "without its end-of-stream page";
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, DamagedSources,
+    testing::Values(
+        FormatCase{"FLAC",
+                   "flac",
+                   makeFLAC,
+                   {{"cut", kEndsEarly},
+                    {"overwritten", "failed its CRC"},
+                    {"bit-flipped", "1 frame failed its CRC at 0:0"},
+                    {"wrong-md5", "MD5 signature does not match the decoded audio"}}},
+        FormatCase{"OggFLAC", "oga", makeOggFLAC, {{"cut", kEndsEarly}, {"overwritten", "MD5 signature"}}},
+        FormatCase{"Vorbis",
+                   "ogg",
+                   makeVorbis,
+                   {{"cut", kNoEndPage}, {"overwritten", "a hole in the stream at 0:0"}}},
+        FormatCase{"Opus", "opus", makeOpus, {{"cut", kNoEndPage}, {"overwritten", "pages are missing"}}},
+        FormatCase{"Speex", "spx", makeSpeex, {{"cut", kEndsEarly}, {"overwritten", "pages are missing"}}},
+        FormatCase{"WavPack", "wv", makeWavPack, {{"cut", kEndsEarly}, {"overwritten", "failed its CRC"}}},
+        FormatCase{
+            "Musepack", "mpc", makeMusepack, {{"cut", kEndsEarly}, {"overwritten", "failed to decode"}}},
+        // Its decoder refuses a damaged frame: the file fails.
+        FormatCase{"TrueAudio",
+                   "tta",
+                   [](const QString& folder) {
+                       return makeWith(folder, "clean.tta", {QStringLiteral("-c:a"), QStringLiteral("tta")});
+                   },
+                   {{"cut", nullptr}, {"overwritten", nullptr}}},
+        FormatCase{"AAC",
+                   "m4a",
+                   [](const QString& folder) {
+                       return makeWith(folder, "clean.m4a",
+                                       {QStringLiteral("-c:a"), QStringLiteral("aac"),
+                                        QStringLiteral("-movflags"), QStringLiteral("+faststart")});
+                   },
+                   {{"cut", kEndsEarly}, {"overwritten", "packet"}}},
+        FormatCase{
+            "WindowsMedia",
+            "wma",
+            [](const QString& folder) {
+                return makeWith(folder, "clean.wma", {QStringLiteral("-c:a"), QStringLiteral("wmav2")});
+            },
+            {{"cut", "1 packet failed to decode at 0:05"}, {"overwritten", kEndsEarly}}},
+        // Raw samples carry no checksum: only their length can tell.
+        FormatCase{"WAV", "wav", makeWAV, {{"cut", kEndsEarly}}},
+        FormatCase{"DSD", "dsf", makeDSD, {{"cut", "stream ends at 0:00.3 of 0:00.5"}}}),
+    [](const testing::TestParamInfo<FormatCase>& info) { return std::string(info.param.name); });
+
+} // namespace
