@@ -17,6 +17,7 @@ import argparse
 import datetime
 import json
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -281,10 +282,9 @@ def ctest_command(build, labels):
 
 
 def first_failure(log):
-    for line in Path(log).read_text(errors="replace").splitlines():
-        if "***" in line or " Failed " in line:
-            return line.split(":", 1)[-1].strip()[:100]
-    return ""
+    """The first test ctest reports failed, timed out or crashed."""
+    found = re.search(r"Test +#\d+: (\S+) \.*\*\*\*(\w+)", Path(log).read_text(errors="replace"))
+    return f"{found.group(1)} ({found.group(2)})" if found else ""
 
 
 def run_mutant(m, args, runner, logdir):
@@ -303,6 +303,13 @@ def run_mutant(m, args, runner, logdir):
             result["status"] = "not built"
         else:
             code = runner.run(ctest_command(args.build, labels), log, timeout=args.run_timeout)
+            # A failure that does not come again is a flaky test, not a kill:
+            # the whole run is made once more.
+            if code not in (0, None) and runner.run(ctest_command(args.build, labels) + ["--rerun-failed"],
+                                                   log, timeout=args.run_timeout) == 0:
+                result["flaky"] = first_failure(log)
+                log.write_text(log.read_text(errors="replace") + "\n=== a flaky failure: the run again\n")
+                code = runner.run(ctest_command(args.build, labels), log, timeout=args.run_timeout)
             text = log.read_text(errors="replace")
             if code is None:
                 result["status"], result["by"] = "killed", "the test run timed out"
@@ -327,6 +334,7 @@ def main():
     parser.add_argument("--compare", help="results of an earlier run: fail when a mutant it killed survives now")
     parser.add_argument("--max-labels", type=int, default=None, help="run only the first N labels of each mutant")
     parser.add_argument("--run-timeout", type=int, default=1800, help="seconds for one mutant's whole test run")
+    parser.add_argument("--merge", help="results of an earlier run to keep for the mutants not run now")
     parser.add_argument("--no-baseline", action="store_true", help="skip the check that the unmutated tree passes")
     args = parser.parse_args()
     args.build = (ROOT / args.build).resolve() if not os.path.isabs(args.build) else Path(args.build)
@@ -338,6 +346,13 @@ def main():
         if unknown:
             sys.exit("unknown mutant id(s): " + ", ".join(sorted(unknown)))
         mutants = [m for m in MUTANTS if m["id"] in wanted]
+    # Round robin over the folders, so that a run cut short still spans them all.
+    rank = {}
+    for m in mutants:
+        folder = m["file"].split("/")[0]
+        rank[m["id"]] = rank.get(folder, 0)
+        rank[folder] = rank[m["id"]] + 1
+    mutants = sorted(mutants, key=lambda m: rank[m["id"]])
     if args.list:
         for m in mutants:
             state = "" if applicable(m) else "  NOT APPLIED (snippet not found exactly once)"
@@ -377,12 +392,18 @@ def main():
         print("rebuilding the tree from the restored source", flush=True)
         runner.run(["nice", "cmake", "--build", str(args.build), "-j2"], logdir / "final-build.log")
 
+    if args.merge and Path(args.merge).exists():
+        done = {r["id"] for r in results}
+        results += [r for r in json.loads(Path(args.merge).read_text())["results"] if r["id"] not in done]
+    measured = {r["id"] for r in results}
+    results += [{"id": m["id"], "file": m["file"], "labels": m["labels"].split()[: args.max_labels],
+                 "what": m["what"], "status": "not run", "seconds": 0} for m in mutants if m["id"] not in measured]
     killed = [r for r in results if r["status"] == "killed"]
     scored = [r for r in results if r["status"] in ("killed", "survived")]
     print(f'\n{"mutant":26} {"status":11} {"labels":24} what')
     for r in results:
         print(f'{r["id"]:26} {r["status"]:11} {" ".join(r["labels"]):24} {r["what"]}')
-    for status in ("survived", "not built", "not applied", "error"):
+    for status in ("survived", "not built", "not applied", "error", "not run"):
         ids = [r["id"] for r in results if r["status"] == status]
         if ids:
             print(f"{status}: {', '.join(ids)}")
