@@ -138,7 +138,7 @@ M = [
      "metadata engine cli", "a track total without a number is not written"),
     ("id3-cover-limit", "metadata/ID3TagMapping.cpp",
      "- 1 - (qsizetype(1) << 20);", "- 1 - (qsizetype(1) << 21);",
-     "metadata engine", "the largest cover that fits an ID3v2 tag is halved"),
+     "metadata engine", "the largest cover an ID3v2 tag takes is a megabyte smaller"),
     ("xiph-grouping-dropped", "metadata/XiphCommentMapping.cpp",
      '{Row::Grouping, {"GROUPING"}', '{Row::Grouping, {"GROUPNG"}',
      "metadata engine cli", "Xiph mapping drops GROUPING"),
