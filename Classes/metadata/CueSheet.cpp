@@ -68,6 +68,30 @@ std::optional<int> remNumber(const QString& text, const char* key)
     return ok && number > 0 ? std::optional<int>(number) : std::nullopt;
 }
 
+// Whether every line starts with a word of the cue sheet language. libcue
+// prints its syntax errors to standard error and leaks what it had built
+// when it gives up, so text that is plainly something else never reaches it.
+bool looksLikeACueSheet(const QString& text)
+{
+    static const QRegularExpression line(
+        QStringLiteral("^\\s*(REM|CATALOG|CDTEXTFILE|FILE|FLAGS|INDEX|ISRC|PERFORMER|POSTGAP|PREGAP|"
+                       "SONGWRITER|TITLE|TRACK|ARRANGER|COMPOSER|MESSAGE|DISC_ID|GENRE|TOC_INFO1|TOC_INFO2|"
+                       "UPC_EAN|SIZE_INFO)(\\s|$)"),
+        QRegularExpression::CaseInsensitiveOption);
+    bool anyTrack = false;
+    for (const QStringView row : QStringView(text).split(u'\n')) {
+        const QStringView trimmed = row.trimmed();
+        if (trimmed.isEmpty()) {
+            continue;
+        }
+        if (!line.match(trimmed.toString()).hasMatch()) {
+            return false;
+        }
+        anyTrack = anyTrack || trimmed.startsWith(QLatin1String("TRACK"), Qt::CaseInsensitive);
+    }
+    return anyTrack;
+}
+
 } // namespace
 
 QString CueSheet::textOf(const QByteArray& bytes)
@@ -94,7 +118,7 @@ CueSheet CueSheet::parse(const QByteArray& bytes, QString* error)
     const QByteArray utf8 = text.toUtf8();
 
     CdPointer cd;
-    {
+    if (looksLikeACueSheet(text)) {
         std::lock_guard lock(parserLock());
         cd.reset(cue_parse_string(utf8.constData()));
     }
