@@ -75,15 +75,7 @@ protected:
     // test's (and the unprivileged user's to write).
     QProcessEnvironment environment() const
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        const QString home = scratch.file(QStringLiteral("home"));
-        environment.insert(QStringLiteral("HOME"), home);
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
-        environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
-        environment.insert(QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/.cache"));
-        environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
-        environment.insert(QStringLiteral("TMPDIR"), temporary());
-        return environment;
+        return CliProgram::isolatedEnvironment(scratch.file(QStringLiteral("home")), temporary());
     }
 
     QStringList arguments() const

@@ -25,6 +25,10 @@ Result run(const QStringList& arguments, const QProcessEnvironment& environment)
 // Every file below folder, hidden ones included, relative and sorted.
 QStringList filesBelow(const QString& folder);
 
+// The system environment with the program's home (and so its settings)
+// and temporary folder moved to the given folders, apart from the test's.
+QProcessEnvironment isolatedEnvironment(const QString& home, const QString& temporary);
+
 // The files sonabrik-cli's temporary files are named like ("Wavecrate-..."),
 // found in folder.
 QStringList temporaryFilesIn(const QString& folder);
