@@ -127,6 +127,7 @@ void EncodeRun::encode()
     c.m_createdOutputPaths.clear();
     c.m_writtenOutputPaths.clear();
     m_finishedThisRun.clear();
+    m_albums.clear();
     ui.closeErrorLog();
 
     // Set before the launch: a row without children finishes from the event
@@ -171,6 +172,8 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
     OperationsArrayController& queue = c.operationsController();
     --c.m_runningOperations;
     Q_EMIT c.operationFinished(operation);
+    // Before the row is reset or released: its children hold the figures.
+    m_albums.rowFinished(*operation);
 
     const bool keep = keepsRow(*operation);
     if (operation->isCancelled()) {
@@ -240,6 +243,8 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
 
     if (c.m_runningOperations == 0) {
         runDidEnd(keep);
+    } else {
+        m_albums.finishAlbums(pendingAlbums(), c.taggingThread());
     }
     if (queue.count() == 0) {
         c.setContainsMP3Files(false);
@@ -250,6 +255,8 @@ void EncodeRun::runDidEnd(bool keepRows)
 {
     ApplicationController& c = m_controller;
     UserInterface& ui = c.ui();
+    // Before the run is announced as ended: its outputs are then complete.
+    m_albums.finishAll(c.taggingThread());
     c.setEncoderRunning(false);
     ui.reloadOutputFormatList();
     ui.setEncodeButtonToCancel(false);
@@ -330,4 +337,23 @@ bool EncodeRun::startable(const FileEncodeOperation& operation) const
     // Kept rows are reset when they finish, so only the record of this run
     // tells them from rows still to do.
     return !operation.isExecuting() && !operation.isFinished() && !m_finishedThisRun.contains(&operation);
+}
+
+std::optional<QSet<QString>> EncodeRun::pendingAlbums() const
+{
+    QSet<QString> albums;
+    const OperationsArrayController& queue = m_controller.operationsController();
+    for (qsizetype i = 0; i < queue.count(); ++i) {
+        const FileEncodeOperation* row = queue.at(i);
+        if (m_finishedThisRun.contains(row) || row->isCancelled() ||
+            (row->isFinished() && !row->isExecuting())) {
+            continue;
+        }
+        const AudioMetadataPtr metadata = row->metadataIfRead();
+        if (!metadata) {
+            return std::nullopt;
+        }
+        albums.insert(AlbumLoudness::albumOf(metadata.get()));
+    }
+    return albums;
 }

@@ -18,7 +18,13 @@
 // it was; the launch goes on by the preferences' rule all the same. The end
 // of the run alerts when files failed or were written from damaged sources.
 //
+// With ReplayGain album figures on, each finished row's outputs join their
+// album (AlbumLoudness), and an album is written once no row still to run
+// belongs to it, or at the latest when the run ends.
+//
 // Threads: main thread only; every finish notice arrives there.
+
+#include "AlbumLoudness.h"
 
 #include <QSet>
 #include <QString>
@@ -51,9 +57,13 @@ private:
     // again once it is reset).
     bool startable(const FileEncodeOperation& operation) const;
     static qint64 numProcesses();
+    // The albums of the rows still to run in this run; std::nullopt when
+    // one of them has not had its tags read yet.
+    std::optional<QSet<QString>> pendingAlbums() const;
 
     ApplicationController& m_controller;
     // Rows that finished in the current run, whether kept or not; cleared
     // when a run starts. Never dereferenced.
     QSet<const FileEncodeOperation*> m_finishedThisRun;
+    AlbumLoudness m_albums;
 };

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -34,6 +35,14 @@ struct ID3v2Row
     int preferenceValue;
 };
 constexpr std::array<ID3v2Row, 2> kID3v2Versions{{{3, 2}, {4, 1}}};
+
+// "--replaygain": the names of the preference "replayGain"'s values.
+struct ReplayGainRow
+{
+    const char* name;
+    int preferenceValue;
+};
+constexpr std::array<ReplayGainRow, 3> kReplayGainModes{{{"off", 0}, {"track", 1}, {"album", 2}}};
 
 bool toInt(const QString& text, int low, int high, int* value)
 {
@@ -206,6 +215,18 @@ bool ConvertOptions::parse(const QStringList& arguments, ConvertOptions& options
                 return false;
             }
             options.id3v2Version = version;
+        } else if (name == QLatin1String("--replaygain")) {
+            if (!takeValue(i, name, &value)) {
+                return false;
+            }
+            const auto row =
+                std::find_if(kReplayGainModes.begin(), kReplayGainModes.end(),
+                             [&](const ReplayGainRow& mode) { return value == QLatin1String(mode.name); });
+            if (row == kReplayGainModes.end()) {
+                *error = QStringLiteral("--replaygain takes off, track or album");
+                return false;
+            }
+            options.replayGain = row->preferenceValue;
         } else if (name == QLatin1String("--id3v1") || name == QLatin1String("--no-id3v1")) {
             options.id3v1 = name == QLatin1String("--id3v1");
         } else if (name == QLatin1String("--ape") || name == QLatin1String("--no-ape")) {
@@ -282,6 +303,9 @@ void ConvertOptions::applyOverrides() const
     if (ape) {
         override("writeMP3ApeTag", *ape);
     }
+    if (replayGain) {
+        override("replayGain", *replayGain);
+    }
 }
 
 QString ConvertOptions::help()
@@ -306,6 +330,9 @@ QString ConvertOptions::help()
         "      --id3v2-version N     3 or 4; 0 writes no ID3v2 tag\n"
         "      --id3v1, --no-id3v1   write an ID3v1 tag, or not\n"
         "      --ape, --no-ape       write an APE tag, or not\n"
+        "      --replaygain MODE     off, track, or album: measure the loudness and write ReplayGain\n"
+        "                            tags of each track, or of each track and its album (the files\n"
+        "                            of one run with the same album title and album artist)\n"
         "Exit status: 0 when every file converted, 1 when some failed or came from a damaged\n"
         "source (cut short, holes, checksums that do not match), 2 for a usage error,\n"
         "130 when interrupted.\n");

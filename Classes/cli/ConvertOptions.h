@@ -32,6 +32,7 @@ struct ConvertOptions
     std::optional<int> id3v2Version; // 0 (none), 3 or 4
     std::optional<bool> id3v1;
     std::optional<bool> ape;
+    std::optional<int> replayGain; // the preference's value: 0 off, 1 track, 2 album
 
     // Fills options from the arguments after "convert". False with *error
     // set on a usage error.

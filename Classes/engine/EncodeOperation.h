@@ -53,6 +53,7 @@
 #include <vector>
 
 class EncodeOperationDelegate;
+class LoudnessMeter;
 
 class EncodeOperation : public QObject, public DecoderDelegate
 {
@@ -107,6 +108,10 @@ public:
     bool outputFileExistedBeforeEncode() const { return m_outputFileExistedBeforeEncode; }
     // The output was written from a source the decoder found damaged.
     virtual bool sourceDamaged() const { return false; }
+    // The loudness of all the audio the output holds, when ReplayGain was
+    // on and the whole of it was measured; else null. Read it once the
+    // operation has finished.
+    virtual std::shared_ptr<const LoudnessMeter> loudnessMeter() const { return nullptr; }
 
     // What the application does with an operation waiting for the overwrite
     // answer (main thread): give it another output path, or settle it as

@@ -97,6 +97,9 @@ public:
 
     // The children not yet finished, in the order they were created.
     QList<EncodeOperation*> operations() const { return m_operations; }
+    // Every child of the current run, finished or not, until the row is
+    // reset. Main thread.
+    QList<EncodeOperation*> children() const { return m_children; }
 
     // The source's tags, read once (under the row's lock) and shared by the
     // children and the metadata commands. Any thread.

@@ -3,6 +3,7 @@
 #include "CoreAudioTypes.h"
 #include "ErrorLog.h"
 #include "FileRewrite.h"
+#include "LoudnessMeter.h"
 #include "MP3TagWriter.h"
 #include "MainThread.h"
 #include "NamedException.h"
@@ -124,6 +125,9 @@ void MP3EncodeOperation::main()
             setSuccess(false);
             completeOperation();
         } else {
+            if (ReplayGain::mode() != ReplayGain::Off) {
+                measureSource();
+            }
             updateMetadataOnly();
         }
         return;
@@ -236,6 +240,10 @@ void MP3EncodeOperation::encode()
         }
     }
     configureLame(outputFormat.mSampleRate, outputFormat.mChannelsPerFrame);
+    if (ReplayGain::mode() != ReplayGain::Off) {
+        m_meter = std::make_shared<LoudnessMeter>(outputFormat.mChannelsPerFrame,
+                                                  (unsigned long)(outputFormat.mSampleRate));
+    }
 
     m_sourceBitsPerChannel = outputFormat.mBitsPerChannel;
     setTotalFrames(decoder->totalFrames());
@@ -329,6 +337,7 @@ void MP3EncodeOperation::encode()
                                  .arg(inFilePath(), decoder->damage().describe(decodedFormat.mSampleRate)));
     }
     if (!isCancelled()) {
+        finishMeasuring();
         // The last chunks since the last report: a row's bar ends full, also
         // for files shorter than eight chunks.
         reportProgress(framesRemaining);
@@ -424,17 +433,13 @@ void MP3EncodeOperation::configureLame(double inputSampleRate, uint32_t channels
     lame_set_findReplayGain(gfp, 0);
 }
 
-void MP3EncodeOperation::encodeChunk(const AudioBufferList* bufferList, uint32_t frameCount)
+void MP3EncodeOperation::splitChannels(const AudioBufferList* bufferList, uint32_t frameCount,
+                                       std::vector<std::unique_ptr<int16_t[]>>& narrow,
+                                       std::vector<std::unique_ptr<int32_t[]>>& wideChannels) const
 {
     const uint32_t channels = bufferList->mBuffers[0].mNumberChannels;
     const size_t samples = size_t(frameCount);
-    const size_t mp3Size = mp3BufferSize(channels, frameCount);
-    const std::unique_ptr<unsigned char[]> mp3 =
-        allocateForOverwrite<unsigned char>(mp3Size, "Unable to allocate memory.");
-
     const bool wide = m_sourceBitsPerChannel == 24 || m_sourceBitsPerChannel == 32;
-    std::vector<std::unique_ptr<int16_t[]>> narrow;
-    std::vector<std::unique_ptr<int32_t[]>> wideChannels;
     for (uint32_t c = 0; c < channels; ++c) {
         if (wide) {
             wideChannels.push_back(allocateForOverwrite<int32_t>(samples, "Unable to allocate memory."));
@@ -475,9 +480,30 @@ void MP3EncodeOperation::encodeChunk(const AudioBufferList* bufferList, uint32_t
     default:
         NamedException::raise(kIllegalInputException, QStringLiteral("Sample size not supported"));
     }
+    if (m_meter) {
+        // Measured as LAME gets it: what the listener hears is LAME's
+        // rendering of exactly these samples.
+        if (!wideChannels.empty()) {
+            m_meter->add(wideChannels[0].get(), channels > 1 ? wideChannels[1].get() : nullptr, samples);
+        } else if (!narrow.empty()) {
+            m_meter->add(narrow[0].get(), channels > 1 ? narrow[1].get() : nullptr, samples);
+        }
+    }
+}
+
+void MP3EncodeOperation::encodeChunk(const AudioBufferList* bufferList, uint32_t frameCount)
+{
+    const uint32_t channels = bufferList->mBuffers[0].mNumberChannels;
+    const size_t mp3Size = mp3BufferSize(channels, frameCount);
+    const std::unique_ptr<unsigned char[]> mp3 =
+        allocateForOverwrite<unsigned char>(mp3Size, "Unable to allocate memory.");
+
+    std::vector<std::unique_ptr<int16_t[]>> narrow;
+    std::vector<std::unique_ptr<int32_t[]>> wideChannels;
+    splitChannels(bufferList, frameCount, narrow, wideChannels);
 
     int written;
-    if (wide) {
+    if (!wideChannels.empty()) {
         const int* left = wideChannels[0].get();
         const int* right = channels > 1 ? wideChannels[1].get() : left;
         written = lame_encode_buffer_int(m_gfp.get(), left, right, int(frameCount), mp3.get(), int(mp3Size));
@@ -516,21 +542,98 @@ bool MP3EncodeOperation::closeOutFile()
 void MP3EncodeOperation::writeMetadata()
 {
     const AudioMetadataPtr record = metadata();
+    // The album's figures come later, once the whole album is measured.
+    ReplayGain gain;
+    gain.track = m_trackGain;
     if (settings()->encoderAction() == EncoderSettings::UpdateMetadataOnlyAction) {
         // The user's own file: never cut short, whatever fails.
         const QString path = tempFilePath();
-        if (MP3TagWriter::writeMetadataInPlace(path, *record, settings().get(), inFilePath())) {
+        if (MP3TagWriter::writeMetadataInPlace(path, *record, settings().get(), inFilePath(), gain)) {
             return;
         }
         setMetadataWriteError(FileRewrite::replaceWithEditedCopy(
             path,
             [&](QByteArray& bytes) {
-                return MP3TagWriter::writeMetadata(bytes, *record, settings().get(), inFilePath());
+                return MP3TagWriter::writeMetadata(bytes, *record, settings().get(), inFilePath(), gain);
             },
             &MP3TagWriter::compareAudio));
         return;
     }
     const qint64 audioBefore = MP3TagWriter::audioBytes(tempFilePath());
-    MP3TagWriter::writeMetadata(tempFilePath(), *record, settings().get(), inFilePath());
+    MP3TagWriter::writeMetadata(tempFilePath(), *record, settings().get(), inFilePath(), gain);
     m_tagsCutTheAudio = MP3TagWriter::audioBytes(tempFilePath()) != audioBefore;
+}
+
+std::shared_ptr<const LoudnessMeter> MP3EncodeOperation::loudnessMeter() const
+{
+    return m_measured ? m_meter : nullptr;
+}
+
+void MP3EncodeOperation::finishMeasuring()
+{
+    if (m_meter) {
+        m_measured = true;
+        m_trackGain = ReplayGain::figuresOf(*m_meter);
+    }
+}
+
+void MP3EncodeOperation::measureSource()
+{
+    const auto cannotMeasure = [this](const QString& reason) {
+        m_meter.reset();
+        ErrorLog::logMessage(
+            tr("Could Not Measure The Loudness Of %1: %2. Its Tags Are Written Without ReplayGain.")
+                .arg(inFilePath(), reason));
+    };
+    setCurrentStatus(tr("Measuring Loudness"));
+    try {
+        const std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(inFilePath());
+        if (!decoder) {
+            cannotMeasure(tr("no decoder opens it"));
+            return;
+        }
+        const AudioStreamBasicDescription format = decoder->decodeFormat();
+        m_sourceBitsPerChannel = format.mBitsPerChannel;
+        const uint32_t bufferSize = chunkBufferSize(m_sourceBitsPerChannel);
+        m_meter =
+            std::make_shared<LoudnessMeter>(format.mChannelsPerFrame, (unsigned long)(format.mSampleRate));
+        if (bufferSize == 0 || format.mBytesPerFrame == 0 || !m_meter->valid()) {
+            cannotMeasure(tr("its audio has a form the meter does not take"));
+            return;
+        }
+        setTotalFrames(decoder->totalFrames());
+        std::vector<uint8_t> buffer =
+            allocateZeroed<uint8_t>(bufferSize, "Unable to allocate Buffer memory.");
+        AudioBufferList bufferList;
+        bufferList.mNumberBuffers = 1;
+        bufferList.mBuffers[0].mData = buffer.data();
+        qint64 framesRead = 0;
+        for (uint64_t chunk = 1;; ++chunk) {
+            bufferList.mBuffers[0].mNumberChannels = format.mChannelsPerFrame;
+            bufferList.mBuffers[0].mDataByteSize = bufferSize;
+            const uint32_t frames = decoder->readAudio(&bufferList, bufferSize / format.mBytesPerFrame);
+            if (frames == 0) {
+                if (decoder->isEndOfFile()) {
+                    break;
+                }
+                continue;
+            }
+            std::vector<std::unique_ptr<int16_t[]>> narrow;
+            std::vector<std::unique_ptr<int32_t[]>> wide;
+            splitChannels(&bufferList, frames, narrow, wide);
+            framesRead += frames;
+            if (chunk % 8 == 0) {
+                if (isCancelled()) {
+                    m_meter.reset();
+                    return;
+                }
+                setCurrentFrame(framesRead);
+            }
+        }
+        finishMeasuring();
+    } catch (const NamedException& exception) {
+        cannotMeasure(exception.reason());
+    } catch (const std::exception& exception) {
+        cannotMeasure(QString::fromLocal8Bit(exception.what()));
+    }
 }

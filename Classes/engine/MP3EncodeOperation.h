@@ -18,6 +18,12 @@
 // from what could be decoded; one line names the file and the damage, and
 // sourceDamaged() tells the row.
 //
+// With the preference "replayGain" on, the PCM given to LAME is measured
+// as it goes (LoudnessMeter) and its ReplayGain figures are written with the
+// tags; in a metadata-only run an MP3 source is decoded and measured first.
+// With it off no meter exists. The album's figures are written afterwards
+// by whoever gathers the album (AlbumLoudness), from loudnessMeter().
+//
 // Failures are logged to the error log and leave success() false; anything
 // raised while encoding is caught once in main() and logged as "MP3 Encode
 // Operation Failed To Encode File: <name>.  Error:<reason>". On that path the
@@ -27,12 +33,15 @@
 // written on the tagging thread (writeMetadata()).
 
 #include "EncodeOperation.h"
+#include "ReplayGain.h"
 
 #include <cstdint>
 #include <lame/lame.h>
 #include <memory>
+#include <vector>
 
 struct AudioBufferList;
+class LoudnessMeter;
 
 class MP3EncodeOperation : public EncodeOperation
 {
@@ -45,6 +54,7 @@ public:
     // Set once the whole source was decoded and its decoder reported damage
     // (logged as kDamagedSourceMessage); the MP3 is written all the same.
     bool sourceDamaged() const override { return m_sourceDamaged; }
+    std::shared_ptr<const LoudnessMeter> loudnessMeter() const override;
 
     // Bytes of one chunk for a sample width; 0 for a width LAME is not given.
     static uint32_t chunkBufferSize(uint32_t bitsPerChannel);
@@ -70,6 +80,16 @@ private:
     };
 
     void encode();
+    // Splits a chunk of m_sourceBitsPerChannel-bit samples into one buffer
+    // per channel, in the width LAME takes; raises for another width.
+    void splitChannels(const AudioBufferList* bufferList, uint32_t frameCount,
+                       std::vector<std::unique_ptr<int16_t[]>>& narrow,
+                       std::vector<std::unique_ptr<int32_t[]>>& wide) const;
+    // Decodes the source for its ReplayGain figures alone (the metadata-only
+    // run). A source that cannot be measured is logged and gets none.
+    void measureSource();
+    // The meter's result, once the whole of the audio went through it.
+    void finishMeasuring();
     void configureLame(double inputSampleRate, uint32_t channels);
     // Closes m_outFile; false (errno set) when the close failed.
     bool closeOutFile();
@@ -83,4 +103,9 @@ private:
     // audio was not the same after its tags were written (a full disk).
     bool m_tagsCutTheAudio = false;
     std::atomic<bool> m_sourceDamaged = false;
+    // Only with ReplayGain on. Filled on the operation's thread; read by
+    // others once the operation has finished.
+    std::shared_ptr<LoudnessMeter> m_meter;
+    bool m_measured = false;
+    std::optional<ReplayGain::Figures> m_trackGain;
 };

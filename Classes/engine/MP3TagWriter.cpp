@@ -3,6 +3,7 @@
 #include "APETagMapping.h"
 #include "AudioMetadata.h"
 #include "EncoderSettings.h"
+#include "FileRewrite.h"
 #include "ID3TagMapping.h"
 #include "NamingScheme.h"
 #include "Preferences.h"
@@ -73,6 +74,7 @@ struct TagPlan
     MP3TagWriter::ID3v2Choice choice = kDefaultChoice;
     std::optional<QString> encodedBy;
     std::optional<QString> comment;
+    ReplayGain replayGain;
 };
 
 bool skipped(const EncoderSettings* settings, const QString& sourcePath)
@@ -81,10 +83,12 @@ bool skipped(const EncoderSettings* settings, const QString& sourcePath)
            settings->encoderAction() == EncoderSettings::SkipAction;
 }
 
-TagPlan planFor(const AudioMetadata& metadata, const EncoderSettings* settings, const QString& sourcePath)
+TagPlan planFor(const AudioMetadata& metadata, const EncoderSettings* settings, const QString& sourcePath,
+                const ReplayGain& replayGain)
 {
     const Preferences& preferences = Preferences::shared();
     TagPlan plan;
+    plan.replayGain = replayGain;
     plan.id3v2 = preferences.boolValue(QStringLiteral("writeMP3ID3v2Tag"));
     plan.id3v1 = preferences.boolValue(QStringLiteral("writeMP3ID3v1Tag"));
     plan.ape = preferences.boolValue(QStringLiteral("writeMP3ApeTag"));
@@ -115,6 +119,7 @@ void writeTags(TagLib::MPEG::File& file, const AudioMetadata& metadata, const Ta
     if (plan.id3v2) {
         ID3TagMapping::fillOutID3v2Tag(metadata, file.ID3v2Tag(true), plan.choice.majorVersion,
                                        plan.choice.encoding, plan.encodedBy, plan.comment);
+        plan.replayGain.writeTo(file.ID3v2Tag());
         file.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripNone, versionOf(plan),
                   TagLib::File::DoNotDuplicate);
     }
@@ -125,6 +130,7 @@ void writeTags(TagLib::MPEG::File& file, const AudioMetadata& metadata, const Ta
     }
     if (plan.ape) {
         APETagMapping::fillOutAPETag(metadata, file.APETag(true), plan.encodedBy, plan.comment);
+        plan.replayGain.writeTo(file.APETag());
         file.save(TagLib::MPEG::File::APE, TagLib::File::StripNone, TagLib::ID3v2::v4,
                   TagLib::File::DoNotDuplicate);
     }
@@ -224,19 +230,21 @@ QString MP3TagWriter::compareAudio(const QByteArray& original, const QByteArray&
 }
 
 void MP3TagWriter::writeMetadata(const QString& path, const AudioMetadata& metadata,
-                                 const EncoderSettings* settings, const QString& sourcePath)
+                                 const EncoderSettings* settings, const QString& sourcePath,
+                                 const ReplayGain& replayGain)
 {
     if (skipped(settings, sourcePath) || !QFileInfo::exists(path)) {
         return;
     }
     TagLib::MPEG::File file(QFile::encodeName(path).constData(), false);
     if (file.isValid()) {
-        writeTags(file, metadata, planFor(metadata, settings, sourcePath));
+        writeTags(file, metadata, planFor(metadata, settings, sourcePath, replayGain));
     }
 }
 
 QString MP3TagWriter::writeMetadata(QByteArray& mp3, const AudioMetadata& metadata,
-                                    const EncoderSettings* settings, const QString& sourcePath)
+                                    const EncoderSettings* settings, const QString& sourcePath,
+                                    const ReplayGain& replayGain)
 {
     if (skipped(settings, sourcePath)) {
         return {};
@@ -247,7 +255,7 @@ QString MP3TagWriter::writeMetadata(QByteArray& mp3, const AudioMetadata& metada
         if (!file.isValid()) {
             return QStringLiteral("Not an MPEG audio file");
         }
-        writeTags(file, metadata, planFor(metadata, settings, sourcePath));
+        writeTags(file, metadata, planFor(metadata, settings, sourcePath, replayGain));
     }
     const TagLib::ByteVector* bytes = stream.data();
     mp3 = QByteArray(bytes->data(), qsizetype(bytes->size()));
@@ -255,14 +263,15 @@ QString MP3TagWriter::writeMetadata(QByteArray& mp3, const AudioMetadata& metada
 }
 
 bool MP3TagWriter::writeMetadataInPlace(const QString& path, const AudioMetadata& metadata,
-                                        const EncoderSettings* settings, const QString& sourcePath)
+                                        const EncoderSettings* settings, const QString& sourcePath,
+                                        const ReplayGain& replayGain)
 {
     if (skipped(settings, sourcePath)) {
         return true;
     }
     // Only a leading ID3v2 tag with room to spare is written where it lies:
     // any other change of size moves the audio.
-    const TagPlan plan = planFor(metadata, settings, sourcePath);
+    const TagPlan plan = planFor(metadata, settings, sourcePath, replayGain);
     if (!plan.id3v2 || plan.ape) {
         return false;
     }
@@ -284,6 +293,7 @@ bool MP3TagWriter::writeMetadataInPlace(const QString& path, const AudioMetadata
         }
         ID3TagMapping::fillOutID3v2Tag(metadata, id3v2, plan.choice.majorVersion, plan.choice.encoding,
                                        plan.encodedBy, plan.comment);
+        plan.replayGain.writeTo(id3v2);
         tag = fittedTag(id3v2->render(versionOf(plan)), room);
         // Reserving touches the file: only once it is sure to be written.
         if (tag.isEmpty() ||
@@ -309,4 +319,39 @@ bool MP3TagWriter::writeMetadataInPlace(const QString& path, const AudioMetadata
         file.strip(TagLib::MPEG::File::ID3v1);
     }
     return true;
+}
+
+QString MP3TagWriter::writeAlbumGain(const QString& path, const ReplayGain& replayGain)
+{
+    return FileRewrite::replaceWithEditedCopy(
+        path,
+        [&](QByteArray& mp3) {
+            TagLib::ByteVectorStream stream(TagLib::ByteVector(mp3.constData(), unsigned(mp3.size())));
+            {
+                TagLib::MPEG::File file(&stream, TagLib::ID3v2::FrameFactory::instance(), false);
+                if (!file.isValid()) {
+                    return QStringLiteral("Not an MPEG audio file");
+                }
+                const bool ape = file.hasAPETag();
+                if (file.hasID3v2Tag() || !ape) {
+                    // Saved in the version it was read in: the other frames
+                    // stay as they were written.
+                    TagLib::ID3v2::Tag* id3v2 = file.ID3v2Tag(true);
+                    const TagLib::ID3v2::Version version =
+                        id3v2->header()->majorVersion() == 3 ? TagLib::ID3v2::v3 : TagLib::ID3v2::v4;
+                    replayGain.writeAlbumTo(id3v2);
+                    file.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripNone, version,
+                              TagLib::File::DoNotDuplicate);
+                }
+                if (ape) {
+                    replayGain.writeAlbumTo(file.APETag());
+                    file.save(TagLib::MPEG::File::APE, TagLib::File::StripNone, TagLib::ID3v2::v4,
+                              TagLib::File::DoNotDuplicate);
+                }
+            }
+            const TagLib::ByteVector* bytes = stream.data();
+            mp3 = QByteArray(bytes->data(), qsizetype(bytes->size()));
+            return QString();
+        },
+        &MP3TagWriter::compareAudio);
 }

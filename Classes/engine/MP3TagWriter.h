@@ -15,6 +15,12 @@
 // A user's own MP3 is tagged with writeMetadataInPlace() when the new tag
 // fits the old one's room, else through the in-memory form and
 // FileRewrite, so that no failure can cut it short.
+//
+// ReplayGain figures given to a writer go into the ID3v2 and APE tags it
+// writes, as REPLAYGAIN_* items (see ReplayGain); a source's own never do,
+// as the tags are written afresh from the metadata record.
+
+#include "ReplayGain.h"
 
 #include <QByteArray>
 #include <QString>
@@ -50,18 +56,28 @@ public:
     // comment's naming scheme and the skip rule: nothing is done for an "mp3"
     // source under the skip action.
     static void writeMetadata(const QString& path, const AudioMetadata& metadata,
-                              const EncoderSettings* settings, const QString& sourcePath);
+                              const EncoderSettings* settings, const QString& sourcePath,
+                              const ReplayGain& replayGain = {});
     // The same on the bytes of an MP3 held in memory. Returns an empty
     // string, or why the bytes are not an MP3 it can tag.
     static QString writeMetadata(QByteArray& mp3, const AudioMetadata& metadata,
-                                 const EncoderSettings* settings, const QString& sourcePath);
+                                 const EncoderSettings* settings, const QString& sourcePath,
+                                 const ReplayGain& replayGain = {});
     // The same, but only when it can be done without moving the audio: the
     // file starts with an ID3v2 tag whose room holds the new one, no APE tag
     // is there or wanted, and the disk has room reserved for an ID3v1 tag
     // wanted where there is none.
     // Returns false, with the file untouched, when it cannot.
     static bool writeMetadataInPlace(const QString& path, const AudioMetadata& metadata,
-                                     const EncoderSettings* settings, const QString& sourcePath);
+                                     const EncoderSettings* settings, const QString& sourcePath,
+                                     const ReplayGain& replayGain = {});
+
+    // Puts an album's figures into the ID3v2 and APE tags the MP3 at path
+    // already has (an ID3v2 tag is made when it has neither), leaving every
+    // other frame as it is. The file is edited in memory and replaces the
+    // old one only whole (FileRewrite), its audio checked unchanged: safe on
+    // a user's own files. Returns an empty string, or why it failed.
+    static QString writeAlbumGain(const QString& path, const ReplayGain& replayGain);
 
     // Empty when both MP3s hold the same audio bytes, else the reason: the
     // check a rewritten file passes before it replaces the user's.

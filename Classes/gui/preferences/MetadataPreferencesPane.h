@@ -1,7 +1,8 @@
 #pragma once
 // The metadata pane: whether tags are copied into the outputs, which tag
 // kinds are written (the ID3v2 version with its text encoding), the
-// encoded-by field, and the comment written from a naming scheme (a text of
+// encoded-by field, the ReplayGain tags (off, track, or track and album),
+// and the comment written from a naming scheme (a text of
 // several lines, where Return starts a new line).
 //
 // Main thread.
@@ -10,6 +11,7 @@
 
 class FormatSpecifierPopUp;
 class QCheckBox;
+class QComboBox;
 class QPlainTextEdit;
 
 class MetadataPreferencesPane : public QWidget
@@ -21,6 +23,7 @@ public:
     QCheckBox* mp3ID3v1Checkbox = nullptr;
     QCheckBox* mp3ID3v2Checkbox = nullptr;
     QCheckBox* mp3APECheckbox = nullptr;
+    QComboBox* replayGainPopUp = nullptr;
     QPlainTextEdit* commentsFormatStringTextField = nullptr;
     FormatSpecifierPopUp* commentsFormatSpecifierPopupButton = nullptr;
 };
