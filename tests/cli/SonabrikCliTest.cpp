@@ -1,6 +1,7 @@
 // sonabrik-cli from the outside: generated folders converted as a user
 // would, outputs checked with ffprobe and mutagen, the overwrite answers
-// typed on standard input, Ctrl-C sent as a real SIGINT.
+// typed on standard input, Ctrl-C sent as a real SIGINT; ReplayGain figures
+// held against ffmpeg's loudness meter.
 
 #include "Encoding.h"
 #include "Fixtures.h"
@@ -671,6 +672,9 @@ TEST_F(SonabrikCliTest, UsageErrorsExitWithTwoAndARefusedRunWithOne)
     EXPECT_EQ(cli({QStringLiteral("convert"), QStringLiteral("--overwrite"), QStringLiteral("always"), in()})
                   .exitCode,
               2);
+    EXPECT_EQ(cli({QStringLiteral("convert"), QStringLiteral("--replaygain"), QStringLiteral("loud"), in()})
+                  .exitCode,
+              2);
     const CliResult help = cli({QStringLiteral("convert"), QStringLiteral("--help")});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(help.out.contains(QStringLiteral("--keep-structure")));
@@ -684,6 +688,195 @@ TEST_F(SonabrikCliTest, UsageErrorsExitWithTwoAndARefusedRunWithOne)
         const CliResult version = cli({QString::fromLatin1(command), QStringLiteral("--version")});
         EXPECT_EQ(version.exitCode, 0) << command;
         EXPECT_TRUE(version.out.startsWith(QStringLiteral("sonabrik-cli "))) << command;
+    }
+}
+
+// The ReplayGain items of an MP3's ID3v2 (TXXX) and APE tags as mutagen
+// reads them, keyed "id3:REPLAYGAIN_TRACK_GAIN", "ape:...": a key written
+// twice has its texts joined by "|".
+QMap<QString, QString> replayGainItems(const QString& mp3)
+{
+    const ToolResult read = runTool(
+        systemPython(),
+        {QStringLiteral("-c"),
+         QStringLiteral(
+             "import sys, json, mutagen.id3, mutagen.apev2\n"
+             "items = []\n"
+             "try:\n"
+             "    items += [('id3:' + f.desc, str(f)) for f in mutagen.id3.ID3(sys.argv[1]).getall('TXXX')]\n"
+             "except mutagen.id3.ID3NoHeaderError:\n"
+             "    pass\n"
+             "try:\n"
+             "    items += [('ape:' + k.upper(), str(v)) for k, v in "
+             "mutagen.apev2.APEv2(sys.argv[1]).items()]\n"
+             "except mutagen.apev2.APENoHeaderError:\n"
+             "    pass\n"
+             "print(json.dumps([i for i in items if 'REPLAYGAIN' in i[0].upper()]))\n"),
+         mp3});
+    EXPECT_EQ(read.exitCode, 0) << read.standardError.toStdString();
+    QMap<QString, QString> items;
+    for (const QJsonValue item : QJsonDocument::fromJson(read.standardOutput).array()) {
+        QString& text = items[item[0].toString()];
+        text += (text.isEmpty() ? QString() : QStringLiteral("|")) + item[1].toString();
+    }
+    return items;
+}
+
+// Holds the items written under prefix against an independent measurement:
+// gains as "-6.48 dB" within 0.1 dB of -18 LUFS minus the loudness, peaks as
+// "0.912345" within 0.01.
+void expectFigures(const QMap<QString, QString>& items, const QString& prefix,
+                   const LoudnessReference& reference, const QString& mp3)
+{
+    const QString gain = items.value(prefix + QStringLiteral("_GAIN"));
+    const QString peak = items.value(prefix + QStringLiteral("_PEAK"));
+    EXPECT_TRUE(QRegularExpression(QStringLiteral("^-?[0-9]+\\.[0-9]{2} dB$")).match(gain).hasMatch())
+        << mp3.toStdString() << " " << prefix.toStdString() << ": " << gain.toStdString();
+    EXPECT_TRUE(QRegularExpression(QStringLiteral("^[0-9]\\.[0-9]{6}$")).match(peak).hasMatch())
+        << mp3.toStdString() << " " << prefix.toStdString() << ": " << peak.toStdString();
+    EXPECT_NEAR(gain.section(u' ', 0, 0).toDouble(), -18.0 - reference.loudness, 0.1)
+        << mp3.toStdString() << " " << prefix.toStdString();
+    EXPECT_NEAR(peak.toDouble(), reference.peak, 0.01) << mp3.toStdString() << " " << prefix.toStdString();
+}
+
+// Ten seconds of pink noise at gain dB, 16-bit, made by sox.
+QString pinkNoise(const QString& path, const char* gain, int channels = 2)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    const ToolResult made = runTool(
+        QStringLiteral("sox"),
+        {QStringLiteral("-R"), QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"),
+         QStringLiteral("44100"), QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
+         QStringLiteral("16"), path, QStringLiteral("synth"), QStringLiteral("10"),
+         QStringLiteral("pinknoise"), QStringLiteral("gain"), QLatin1String(gain)});
+    EXPECT_EQ(made.exitCode, 0) << made.standardError.toStdString();
+    return path;
+}
+
+// The loudness of files played one after the other, as one.
+LoudnessReference loudnessTogether(const QStringList& files, const QString& scratchFile)
+{
+    QStringList wavs;
+    for (const QString& file : files) {
+        wavs << scratchFile + QString::number(wavs.size()) + QStringLiteral(".wav");
+        EXPECT_EQ(runTool(QStringLiteral("ffmpeg"),
+                          {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), file,
+                           QStringLiteral("-c:a"), QStringLiteral("pcm_s16le"), wavs.last()})
+                      .exitCode,
+                  0);
+    }
+    EXPECT_EQ(
+        runTool(QStringLiteral("sox"), wavs + QStringList{scratchFile + QStringLiteral(".wav")}).exitCode, 0);
+    return loudnessByFFmpeg(scratchFile + QStringLiteral(".wav"));
+}
+
+const QStringList kNoiseGains{QStringLiteral("-3"), QStringLiteral("-12"), QStringLiteral("-24")};
+
+class CliReplayGain : public SonabrikCliTest, public ::testing::WithParamInterface<const char*>
+{
+};
+
+// An album of pink noise at three levels beside a file of it that fails
+// (six channels without the down-mix). The FLAC sources carry ReplayGain
+// tags of their own, which no MP3 may keep.
+TEST_P(CliReplayGain, FiguresMatchAnIndependentMeterAndTheAlbumLeavesOutTheFailedFile)
+{
+    const QString mode = QLatin1String(GetParam());
+    QDir().mkpath(in());
+    QStringList pcm;
+    for (const QString& gain : kNoiseGains + QStringList{QStringLiteral("six")}) {
+        const bool six = gain == QLatin1String("six");
+        pcm << pinkNoise(scratch.file(QStringLiteral("pcm/noise%1.wav").arg(gain)),
+                         six ? "-6" : gain.toLatin1().constData(), six ? 6 : 2);
+        const ToolResult made = runTool(
+            QStringLiteral("flac"),
+            {QStringLiteral("-s"), QStringLiteral("--tag=ALBUM=Pink"), QStringLiteral("--tag=ARTIST=Noise"),
+             QStringLiteral("--tag=REPLAYGAIN_TRACK_GAIN=+9.99 dB"),
+             QStringLiteral("--tag=REPLAYGAIN_ALBUM_PEAK=0.5"), QStringLiteral("-o"),
+             in(QStringLiteral("noise%1.flac").arg(gain)), pcm.last()});
+        ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
+    }
+    pcm.removeLast();
+
+    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--replaygain"), mode,
+                                  QStringLiteral("--ape"), QStringLiteral("-o"), out(), in()});
+    EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
+    EXPECT_EQ(filesBelow(out()), (QStringList{"noise-12.mp3", "noise-24.mp3", "noise-3.mp3"}));
+    EXPECT_EQ(result.err.contains(QStringLiteral("The Album Gain Of \"Pink by Noise\" Leaves Out ") +
+                                  in(QStringLiteral("noisesix.flac"))),
+              mode == QLatin1String("album"))
+        << result.err.toStdString();
+
+    // The album's peak is its loudest track's.
+    LoudnessReference album = loudnessTogether(pcm, scratch.file(QStringLiteral("album")));
+    album.peak = 0;
+    for (const QString& file : pcm) {
+        album.peak = std::max(album.peak, loudnessByFFmpeg(file).peak);
+    }
+    for (qsizetype i = 0; i < pcm.size(); ++i) {
+        const QString mp3 = out(QStringLiteral("noise%1.mp3").arg(kNoiseGains[i]));
+        const QMap<QString, QString> items = replayGainItems(mp3);
+        const qsizetype expected =
+            QMap<QString, qsizetype>{{"off", 0}, {"track", 4}, {"album", 8}}.value(mode);
+        EXPECT_EQ(items.size(), expected)
+            << mp3.toStdString() << ": " << QStringList(items.keys()).join(u' ').toStdString();
+        if (mode == QLatin1String("off")) {
+            continue;
+        }
+        const LoudnessReference track = loudnessByFFmpeg(pcm[i]);
+        for (const QString& tag : {QStringLiteral("id3:"), QStringLiteral("ape:")}) {
+            expectFigures(items, tag + QStringLiteral("REPLAYGAIN_TRACK"), track, mp3);
+            if (mode == QLatin1String("album")) {
+                expectFigures(items, tag + QStringLiteral("REPLAYGAIN_ALBUM"), album, mp3);
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, CliReplayGain, ::testing::Values("off", "track", "album"));
+
+// MP3s made by lame, measured in an Update Metadata run; a second run that
+// asks for track figures only takes the album's away.
+TEST_F(SonabrikCliTest, ReplayGainOfMP3SourcesIsWrittenInPlace)
+{
+    QDir().mkpath(in());
+    QStringList mp3s;
+    for (const QString& gain : kNoiseGains) {
+        mp3s << in(QStringLiteral("noise%1.mp3").arg(gain));
+        const ToolResult made =
+            runTool(QStringLiteral("lame"),
+                    {QStringLiteral("--quiet"), QStringLiteral("-V2"), QStringLiteral("--tt"), gain,
+                     QStringLiteral("--ta"), QStringLiteral("Noise"), QStringLiteral("--tl"),
+                     QStringLiteral("Pink"), QStringLiteral("--add-id3v2"),
+                     pinkNoise(scratch.file(QStringLiteral("pcm/noise%1.wav").arg(gain)),
+                               gain.toLatin1().constData()),
+                     mp3s.last()});
+        ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
+    }
+    const auto update = [&](const char* mode) {
+        const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--update-metadata"),
+                                      QStringLiteral("--replaygain"), QLatin1String(mode), in()});
+        EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
+    };
+
+    update("album");
+    const LoudnessReference album = loudnessTogether(mp3s, scratch.file(QStringLiteral("album")));
+    double albumPeak = 0;
+    for (const QString& mp3 : mp3s) {
+        albumPeak = std::max(albumPeak, loudnessByFFmpeg(mp3).peak);
+    }
+    for (const QString& mp3 : mp3s) {
+        const QMap<QString, QString> items = replayGainItems(mp3);
+        EXPECT_EQ(items.size(), 4) << QStringList(items.keys()).join(u' ').toStdString();
+        expectFigures(items, QStringLiteral("id3:REPLAYGAIN_TRACK"), loudnessByFFmpeg(mp3), mp3);
+        expectFigures(items, QStringLiteral("id3:REPLAYGAIN_ALBUM"), {album.loudness, albumPeak}, mp3);
+        EXPECT_EQ(id3v2Text(mutagenTags(mp3), QStringLiteral("TALB")), QStringLiteral("Pink"));
+    }
+
+    update("track");
+    for (const QString& mp3 : mp3s) {
+        EXPECT_EQ(QStringList(replayGainItems(mp3).keys()),
+                  (QStringList{"id3:REPLAYGAIN_TRACK_GAIN", "id3:REPLAYGAIN_TRACK_PEAK"}));
     }
 }
 

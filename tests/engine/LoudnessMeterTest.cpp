@@ -7,33 +7,10 @@
 #include "QtPrinters.h"
 #include "Tools.h"
 
-#include <QRegularExpression>
 #include <cmath>
 #include <gtest/gtest.h>
 
 namespace {
-
-struct Reference
-{
-    double loudness = 0; // LUFS
-    double peak = 0;     // linear
-};
-
-// ffmpeg's summary: "I: -23.1 LUFS" and, with peak=sample, "Peak: -6.2 dBFS".
-Reference measuredByFFmpeg(const QString& path)
-{
-    const ToolResult run = runTool(QStringLiteral("ffmpeg"),
-                                   {QStringLiteral("-nostats"), QStringLiteral("-i"), path,
-                                    QStringLiteral("-af"), QStringLiteral("ebur128=peak=sample"),
-                                    QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
-    const QString summary = run.standardError.section(QStringLiteral("Summary:"), -1);
-    const auto number = [&](const char* pattern) {
-        const QRegularExpressionMatch match = QRegularExpression(QLatin1String(pattern)).match(summary);
-        EXPECT_TRUE(match.hasMatch()) << pattern << " in " << summary.toStdString();
-        return match.captured(1).toDouble();
-    };
-    return {number(R"(I:\s+(-?[0-9.]+) LUFS)"), std::pow(10.0, number(R"(Peak:\s+(-?[0-9.]+) dBFS)") / 20.0)};
-}
 
 // The meter fed as the encoder is: planar channels, in chunks.
 void feed(LoudnessMeter& meter, const Pcm& pcm)
@@ -70,7 +47,7 @@ TEST(LoudnessMeter, TrackAndAlbumFiguresMatchAnIndependentMeter)
         const Pcm pcm = decodeWithFFmpeg(path);
         ASSERT_EQ(pcm.frames(), size_t(20.3 * 44100)) << gain;
         feed(*meter, pcm);
-        const Reference reference = measuredByFFmpeg(path);
+        const LoudnessReference reference = loudnessByFFmpeg(path);
         ASSERT_TRUE(meter->loudness()) << gain;
         EXPECT_NEAR(*meter->loudness(), reference.loudness, 0.1) << gain;
         EXPECT_NEAR(meter->samplePeak(), reference.peak, 0.01) << gain;
@@ -85,7 +62,7 @@ TEST(LoudnessMeter, TrackAndAlbumFiguresMatchAnIndependentMeter)
     const std::optional<double> albumLoudness =
         LoudnessMeter::loudness({meters[0].get(), meters[1].get(), meters[2].get()});
     ASSERT_TRUE(albumLoudness);
-    const Reference whole = measuredByFFmpeg(album);
+    const LoudnessReference whole = loudnessByFFmpeg(album);
     EXPECT_NEAR(*albumLoudness, whole.loudness, 0.1);
 
     // Silence has no loudness to level.

@@ -3,7 +3,7 @@
 // whole field or into the selection of the one being typed in, the preview
 // following the keyboard and the two-digit box, the naming controls locked
 // against a preserved folder structure, the DSD notes, the comment's line
-// breaks, and panes that resize the window from its top edge.
+// breaks, the ReplayGain pop-up, and panes that resize the window from its top edge.
 
 #include "DSDPreferencesPane.h"
 #include "Encoding.h"
@@ -192,6 +192,16 @@ TEST_F(PreferencesWindowTest, DecimationNotesAndGainAreShownAndStored)
               "Output sample rate for 5.6448MHz DSD files will be 176.4kHz");
 }
 
+TEST_F(PreferencesWindowTest, ReplayGainPopUpStartsOffAndStoresTheChoice)
+{
+    QComboBox* replayGain = window().metadataPreferenceView()->replayGainPopUp;
+    EXPECT_EQ(replayGain->currentText(), QStringLiteral("Off"));
+    EXPECT_EQ(replayGain->count(), 3);
+    choose(replayGain, 2);
+    EXPECT_EQ(preferences().integerValue(QStringLiteral("replayGain")), 2);
+    EXPECT_EQ(replayGain->currentText(), QStringLiteral("Track and album"));
+}
+
 TEST_F(PreferencesWindowTest, PanesResizeTheWindowFromItsTopEdge)
 {
     window().show();
@@ -211,7 +221,8 @@ TEST_F(PreferencesWindowTest, PanesResizeTheWindowFromItsTopEdge)
     EXPECT_EQ(window().geometry().top(), top);
     EXPECT_TRUE(window().errorLogPreferenceView()->isVisible());
     EXPECT_FALSE(window().generalPreferenceView()->isVisible());
-    EXPECT_EQ(window().generalPreferenceView()->parent(), &window()) << "a pane taken out must stay the window's";
+    EXPECT_EQ(window().generalPreferenceView()->parent(), &window())
+        << "a pane taken out must stay the window's";
 
     window().switchView(42); // an unknown tag shows the general pane
     EXPECT_EQ(window().currentViewTag(), PreferencesWindowController::GeneralView);

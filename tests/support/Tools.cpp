@@ -4,6 +4,8 @@
 
 #include <QJsonDocument>
 #include <QProcess>
+#include <QRegularExpression>
+#include <cmath>
 #include <gtest/gtest.h>
 
 ToolResult runTool(const QString& program, const QStringList& arguments, int timeoutSeconds)
@@ -55,4 +57,20 @@ QStringList ErrorLogCapture::messages() const
         messages << entry.log;
     }
     return messages;
+}
+
+LoudnessReference loudnessByFFmpeg(const QString& path)
+{
+    const ToolResult run = runTool(QStringLiteral("ffmpeg"),
+                                   {QStringLiteral("-nostats"), QStringLiteral("-i"), path,
+                                    QStringLiteral("-af"), QStringLiteral("ebur128=peak=sample"),
+                                    QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
+    // The summary: "I: -23.1 LUFS" and "Peak: -6.2 dBFS".
+    const QString summary = run.standardError.section(QStringLiteral("Summary:"), -1);
+    const auto number = [&](const char* pattern) {
+        const QRegularExpressionMatch match = QRegularExpression(QLatin1String(pattern)).match(summary);
+        EXPECT_TRUE(match.hasMatch()) << pattern << " in " << summary.toStdString();
+        return match.captured(1).toDouble();
+    };
+    return {number(R"(I:\s+(-?[0-9.]+) LUFS)"), std::pow(10.0, number(R"(Peak:\s+(-?[0-9.]+) dBFS)") / 20.0)};
 }

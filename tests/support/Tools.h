@@ -23,6 +23,15 @@ ToolResult runTool(const QString& program, const QStringList& arguments, int tim
 // "-show_entries", "stream=sample_rate"); fails the test when ffprobe fails.
 QJsonObject ffprobe(const QString& path, const QStringList& arguments);
 
+// What ffmpeg's ebur128 filter (with sample peaks) measures over a file:
+// the integrated loudness in LUFS and the largest sample, linear.
+struct LoudnessReference
+{
+    double loudness = 0;
+    double peak = 0;
+};
+LoudnessReference loudnessByFFmpeg(const QString& path);
+
 // The system's python3 with Debian's python3-mutagen (never a private one).
 QString systemPython();
 
