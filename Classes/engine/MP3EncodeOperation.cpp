@@ -243,6 +243,10 @@ void MP3EncodeOperation::encode()
     if (ReplayGain::mode() != ReplayGain::Off) {
         m_meter = std::make_shared<LoudnessMeter>(outputFormat.mChannelsPerFrame,
                                                   (unsigned long)(outputFormat.mSampleRate));
+        // More channels than LAME takes: the encode fails at LAME anyway.
+        if (!m_meter->valid()) {
+            m_meter.reset();
+        }
     }
 
     m_sourceBitsPerChannel = outputFormat.mBitsPerChannel;
@@ -435,7 +439,7 @@ void MP3EncodeOperation::configureLame(double inputSampleRate, uint32_t channels
 
 void MP3EncodeOperation::splitChannels(const AudioBufferList* bufferList, uint32_t frameCount,
                                        std::vector<std::unique_ptr<int16_t[]>>& narrow,
-                                       std::vector<std::unique_ptr<int32_t[]>>& wideChannels) const
+                                       std::vector<std::unique_ptr<int32_t[]>>& wideChannels)
 {
     const uint32_t channels = bufferList->mBuffers[0].mNumberChannels;
     const size_t samples = size_t(frameCount);

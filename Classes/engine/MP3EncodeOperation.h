@@ -81,10 +81,11 @@ private:
 
     void encode();
     // Splits a chunk of m_sourceBitsPerChannel-bit samples into one buffer
-    // per channel, in the width LAME takes; raises for another width.
+    // per channel, in the width LAME takes, and feeds them to the meter when
+    // there is one; raises for another width.
     void splitChannels(const AudioBufferList* bufferList, uint32_t frameCount,
                        std::vector<std::unique_ptr<int16_t[]>>& narrow,
-                       std::vector<std::unique_ptr<int32_t[]>>& wide) const;
+                       std::vector<std::unique_ptr<int32_t[]>>& wide);
     // Decodes the source for its ReplayGain figures alone (the metadata-only
     // run). A source that cannot be measured is logged and gets none.
     void measureSource();

@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# What ReplayGain costs: the CPU time of converting an album of three
+# one-minute 44.1 kHz stereo files (VBR V2) with sonabrik-cli, ReplayGain
+# off, track, and track and album, beside the same conversion by a build
+# without ReplayGain when one is given (to show that "off" costs nothing).
+#
+#   bash benchmarks/replaygain-cost.sh [BUILD_DIR] [BASELINE_BUILD_DIR]
+#
+# BUILD_DIR defaults to build/ (it must hold Classes/sonabrik-cli). Times are
+# CPU seconds (user + system of the whole process, to the microsecond), the
+# best of five rounds in which the variants take turns, so that a machine
+# whose load drifts weighs on all alike; read the ratios, not the seconds.
+# The program runs with its own empty settings, never the user's.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=${1:-$root/build}
+baseline=${2:-}
+cli=$build/Classes/sonabrik-cli
+[ -x "$cli" ] || { echo "build $cli first (cmake --build $build --target sonabrik-cli)" >&2; exit 1; }
+if [ -n "$baseline" ]; then
+    [ -x "$baseline/Classes/sonabrik-cli" ] || { echo "no $baseline/Classes/sonabrik-cli" >&2; exit 1; }
+fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export HOME=$work/home XDG_CONFIG_HOME=$work/home/.config TMPDIR=$work/tmp
+mkdir -p "$HOME" "$TMPDIR" "$work/in"
+
+# Music-like content at three levels, tagged as one album.
+for gain in -3 -9 -18; do
+    sox -R -D -V1 -n -r 44100 -c 2 -b 16 "$work/in.wav" synth 60 sine 100-8000 pinknoise gain "$gain"
+    flac -s -f --tag=ALBUM=Bench --tag=ARTIST=Sonabrik -o "$work/in/track$gain.flac" "$work/in.wav"
+done
+rm -f "$work/in.wav"
+
+# cpu PROGRAM ARGS...: the CPU seconds of one conversion into a fresh folder.
+cpu() {
+    rm -rf "$work/out" && mkdir -p "$work/out"
+    python3 - "$@" -f vbr:2 -j 1 -o "$work/out" "$work/in" <<'PY'
+import os, sys
+pid = os.posix_spawnp(sys.argv[1], sys.argv[1:], os.environ,
+                      file_actions=[(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0),
+                                    (os.POSIX_SPAWN_OPEN, 2, os.devnull, os.O_WRONLY, 0)])
+_, status, usage = os.wait4(pid, 0)
+if status != 0:
+    sys.exit("failed: " + " ".join(sys.argv[1:]))
+print(f"{usage.ru_utime + usage.ru_stime:.4f}")
+PY
+}
+
+lower() { awk -v a="$1" -v b="$2" 'BEGIN { print (b == "" || a < b) ? a : b }'; }
+
+declare -A best
+variants=(off track album)
+[ -n "$baseline" ] && variants=(without "${variants[@]}")
+for _ in 1 2 3 4 5; do
+    for variant in "${variants[@]}"; do
+        if [ "$variant" = without ]; then
+            t=$(cpu "$baseline/Classes/sonabrik-cli" convert)
+        else
+            t=$(cpu "$cli" convert --replaygain "$variant")
+        fi
+        best[$variant]=$(lower "$t" "${best[$variant]:-}")
+    done
+done
+
+reference=${best[${variants[0]}]}
+echo "3 x 60 s of 44.1 kHz stereo FLAC to MP3 VBR V2, CPU seconds, best of five:"
+for variant in "${variants[@]}"; do
+    awk -v l="$variant" -v t="${best[$variant]}" -v r="$reference" -v n="${variants[0]}" \
+        'BEGIN { printf "  %-8s %8.4f s   %+6.2f %% against %s\n", l, t, 100 * (t - r) / r, n }'
+done
