@@ -8,7 +8,7 @@
 #
 # BUILD_DIR defaults to build/ (it must hold Classes/sonabrik-cli). Times are
 # CPU seconds (user + system of the whole process, to the microsecond), the
-# best of five rounds in which the variants take turns, so that a machine
+# best of nine rounds in which the variants take turns, so that a machine
 # whose load drifts weighs on all alike; read the ratios, not the seconds.
 # The program runs with its own empty settings, never the user's.
 set -euo pipefail
@@ -54,7 +54,7 @@ lower() { awk -v a="$1" -v b="$2" 'BEGIN { print (b == "" || a < b) ? a : b }'; 
 declare -A best
 variants=(off track album)
 [ -n "$baseline" ] && variants=(without "${variants[@]}")
-for _ in 1 2 3 4 5; do
+for _ in 1 2 3 4 5 6 7 8 9; do
     for variant in "${variants[@]}"; do
         if [ "$variant" = without ]; then
             t=$(cpu "$baseline/Classes/sonabrik-cli" convert)
@@ -66,7 +66,7 @@ for _ in 1 2 3 4 5; do
 done
 
 reference=${best[${variants[0]}]}
-echo "3 x 60 s of 44.1 kHz stereo FLAC to MP3 VBR V2, CPU seconds, best of five:"
+echo "3 x 60 s of 44.1 kHz stereo FLAC to MP3 VBR V2, CPU seconds, best of nine:"
 for variant in "${variants[@]}"; do
     awk -v l="$variant" -v t="${best[$variant]}" -v r="$reference" -v n="${variants[0]}" \
         'BEGIN { printf "  %-8s %8.4f s   %+6.2f %% against %s\n", l, t, 100 * (t - r) / r, n }'
