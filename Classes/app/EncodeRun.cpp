@@ -243,7 +243,7 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
 
     if (c.m_runningOperations == 0) {
         runDidEnd(keep);
-    } else {
+    } else if (!m_albums.isEmpty()) {
         m_albums.finishAlbums(pendingAlbums(), c.taggingThread());
     }
     if (queue.count() == 0) {

@@ -41,6 +41,8 @@ public:
     static QString albumOf(const AudioMetadata* metadata);
 
     void clear() { m_albums.clear(); }
+    // No album waits to be written (always so with album figures off).
+    bool isEmpty() const { return m_albums.isEmpty(); }
 
     // A row of the run finished (cancelled rows included): call before it
     // is reset or released.
