@@ -1,7 +1,7 @@
 // The controller on a scripted user interface: intake, the run with its
-// launch, completion and report, the overwrite protocol, cancellation, and
-// the metadata commands. Encodes real files; checks the outputs with
-// ffprobe.
+// launch, completion and report, the overwrite protocol, cancellation, the
+// metadata commands, and when ReplayGain albums are written. Encodes real
+// files; checks the outputs with ffprobe and mutagen.
 
 #include "ApplicationController.h"
 #include "EncoderSettings.h"
@@ -10,6 +10,7 @@
 #include "FileEncodeOperation.h"
 #include "Fixtures.h"
 #include "MetadataCommands.h"
+#include "Mutagen.h"
 #include "OperationsArrayController.h"
 #include "ScriptedUserInterface.h"
 #include "Tools.h"
@@ -154,6 +155,52 @@ TEST_F(ApplicationControllerTest, RunStartsAtMostNumProcessesAndRemovesFinishedR
     EXPECT_FALSE(controller.encoderRunning());
     EXPECT_EQ(filesBelow(out()), (QStringList{"f1.mp3", "f2.mp3", "f3.mp3", "f4.mp3", "f5.mp3"}));
     EXPECT_NEAR(durationOf(out() + QStringLiteral("/f3.mp3")), 0.5, 0.06);
+}
+
+// An album's ReplayGain is written as soon as no row still to run belongs
+// to it: the first album's MP3s carry theirs while the second converts.
+TEST_F(ApplicationControllerTest, AnAlbumsReplayGainIsWrittenOnceItsLastRowFinished)
+{
+    prefs.set(QStringLiteral("numProcesses"), 1);
+    prefs.set(QStringLiteral("replayGain"), 2);
+    QStringList paths;
+    for (const QString name : {QStringLiteral("a1"), QStringLiteral("a2"), QStringLiteral("b1")}) {
+        const QString wav = scratch.file(name + QStringLiteral(".wav"));
+        ASSERT_EQ(
+            runTool(QStringLiteral("sox"),
+                    {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                     QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"),
+                     wav, QStringLiteral("synth"), QStringLiteral("1"), QStringLiteral("pinknoise")})
+                .exitCode,
+            0);
+        paths << scratch.file(QStringLiteral("in/") + name + QStringLiteral(".flac"));
+        QDir().mkpath(QFileInfo(paths.last()).path());
+        ASSERT_EQ(runTool(QStringLiteral("flac"),
+                          {QStringLiteral("-s"), QStringLiteral("--tag=ALBUM=") + name.left(1),
+                           QStringLiteral("-o"), paths.last(), wav})
+                      .exitCode,
+                  0);
+    }
+    queue(paths);
+    // As the queue's list reads them to show them.
+    for (qsizetype i = 0; i < rows().count(); ++i) {
+        rows().at(i)->metadata();
+    }
+    const auto hasAlbumGain = [&](const QString& name) {
+        return Mutagen::dump(out() + u'/' + name + QStringLiteral(".mp3"))
+            .contains(QStringLiteral("TXXX:REPLAYGAIN_ALBUM_GAIN"));
+    };
+    std::optional<bool> firstAlbumWrittenFirst;
+    QObject::connect(&controller, &ApplicationController::operationFinished, [&](FileEncodeOperation* row) {
+        if (row->inFilePath().endsWith(QStringLiteral("b1.flac"))) {
+            firstAlbumWrittenFirst = hasAlbumGain(QStringLiteral("a1")) &&
+                                     hasAlbumGain(QStringLiteral("a2")) &&
+                                     !hasAlbumGain(QStringLiteral("b1"));
+        }
+    });
+    run();
+    EXPECT_EQ(firstAlbumWrittenFirst, std::optional<bool>(true));
+    EXPECT_TRUE(hasAlbumGain(QStringLiteral("b1")));
 }
 
 TEST_F(ApplicationControllerTest, KeptRowsAreResetUnlessTheOriginalsAreDeleted)
