@@ -1,5 +1,6 @@
 // The loudness meter against an independent one: ffmpeg's ebur128 filter
-// with sample peaks, on pink noise at three levels, alone and as an album.
+// with sample peaks, on pink noise at three levels, alone and as an album,
+// and in one channel at another rate.
 
 #include "LoudnessMeter.h"
 #include "Fixtures.h"
@@ -64,6 +65,23 @@ TEST(LoudnessMeter, TrackAndAlbumFiguresMatchAnIndependentMeter)
     ASSERT_TRUE(albumLoudness);
     const LoudnessReference whole = loudnessByFFmpeg(album);
     EXPECT_NEAR(*albumLoudness, whole.loudness, 0.1);
+
+    // One channel, at another rate.
+    const QString mono = scratch.file(QStringLiteral("mono.wav"));
+    ASSERT_EQ(runTool(QStringLiteral("sox"),
+                      {QStringLiteral("-R"), QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"),
+                       QStringLiteral("48000"), QStringLiteral("-c"), QStringLiteral("1"), mono,
+                       QStringLiteral("synth"), QStringLiteral("10"), QStringLiteral("pinknoise"),
+                       QStringLiteral("gain"), QStringLiteral("-9")})
+                  .exitCode,
+              0);
+    const Pcm monoPcm = decodeWithFFmpeg(mono);
+    LoudnessMeter monoMeter(1, 48000);
+    monoMeter.add(monoPcm.samples.data(), nullptr, monoPcm.frames());
+    const LoudnessReference monoReference = loudnessByFFmpeg(mono);
+    ASSERT_TRUE(monoMeter.loudness());
+    EXPECT_NEAR(*monoMeter.loudness(), monoReference.loudness, 0.1);
+    EXPECT_NEAR(monoMeter.samplePeak(), monoReference.peak, 0.01);
 
     // Silence has no loudness to level.
     LoudnessMeter silent(1, 48000);
