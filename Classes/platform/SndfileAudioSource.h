@@ -24,8 +24,9 @@ public:
     AudioChannelLayout channelLayout() const override;
     int64_t lengthFrames() const override { return m_info.frames; }
     // For PCM: the frames the header's data chunk announces (libsndfile
-    // cuts frames() to what the file holds). Compressed (MPEG) lengths are
-    // estimates from the file's size: -1.
+    // cuts frames() to what the file holds). For MPEG: the frame count of
+    // the first frame's Xing, Info or VBRI header; without one the length is
+    // an estimate from the file's size: -1.
     int64_t announcedLengthFrames() const override { return m_announcedFrames; }
     QString fileTypeName() const override;
     QString dataFormatName() const override;
