@@ -9,6 +9,7 @@
 #include "Preferences.h"
 #include "UtilityFunctions.h"
 #include "ZTChannelMixer.h"
+#include "TrackSpanDecoder.h"
 #include "ZTDecoder.h"
 
 #include <QCoreApplication>
@@ -204,6 +205,10 @@ void MP3EncodeOperation::encode()
                 decoder = std::move(wav);
             }
         }
+    }
+
+    if (track()) {
+        decoder = std::make_unique<TrackSpanDecoder>(std::move(decoder), track()->start, track()->length);
     }
 
     m_gfp.reset(lame_init());
