@@ -86,7 +86,8 @@ QList<AlbumImages::Row> tracksIn(const CueSheet& sheet, const QString& sheetPath
             continue;
         }
         QString problem;
-        const std::optional<CueSheet::Span> span = sheet.span(i, stream->sampleRate, stream->frames, &problem);
+        const std::optional<CueSheet::Span> span =
+            sheet.span(i, stream->sampleRate, stream->frames, &problem);
         if (!span) {
             logProblem(sheetPath, problem);
             continue;

@@ -109,8 +109,8 @@ void ProgressDisplay::redraw()
             continue;
         }
         const double fraction = operation->progressUnknown() ? 0.0 : double(operation->percentComplete());
-        m_out << "  " << shortened(operation->displayName(), kNameWidth) << ' '
-              << bar(fraction, kBarWidth) << QStringLiteral(" %1%\n").arg(int(fraction * 100), 3);
+        m_out << "  " << shortened(operation->displayName(), kNameWidth) << ' ' << bar(fraction, kBarWidth)
+              << QStringLiteral(" %1%\n").arg(int(fraction * 100), 3);
         ++lines;
     }
     m_runProgress.follow(m_controller.operationsController().arrangedObjects());

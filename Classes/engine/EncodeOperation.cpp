@@ -254,10 +254,10 @@ bool EncodeOperation::determineOutputPath()
     const bool sameAsSource = preference("outputSameAsSource");
     // A track of an image is named as a file of its own beside the image
     // would be: "03 - Title.flac".
-    const QString namingPath =
-        m_track ? QFileInfo(m_inFilePath).path() + u'/' + SafeFilename::make(m_track->fileStem(m_inFilePath)) +
-                      u'.' + QFileInfo(m_inFilePath).suffix()
-                : m_inFilePath;
+    const QString namingPath = m_track ? QFileInfo(m_inFilePath).path() + u'/' +
+                                             SafeFilename::make(m_track->fileStem(m_inFilePath)) + u'.' +
+                                             QFileInfo(m_inFilePath).suffix()
+                                       : m_inFilePath;
     const QFileInfo source(namingPath);
     const QString baseFolder = sameAsSource ? source.path() : stringPreference("destinationDirectory");
     const QString extension = m_settings ? m_settings->extension() : QString();

@@ -39,7 +39,8 @@ QString fileName(const QString& path)
 
 QString damagedStatus(const QString& name)
 {
-    return QCoreApplication::translate("FileEncodeOperation", "%1 - Converted from a damaged source").arg(name);
+    return QCoreApplication::translate("FileEncodeOperation", "%1 - Converted from a damaged source")
+        .arg(name);
 }
 
 } // namespace
@@ -50,7 +51,8 @@ FileEncodeOperation::FileEncodeOperation(const QString& fullPath, const QString&
 {
 }
 
-FileEncodeOperation::FileEncodeOperation(const QString& fullPath, const QString& topLevelPath, ImageTrack track)
+FileEncodeOperation::FileEncodeOperation(const QString& fullPath, const QString& topLevelPath,
+                                         ImageTrack track)
     : m_inFilePath(fullPath), m_topLevelPath(topLevelPath), m_track(std::move(track)),
       m_queue(std::make_unique<EncodeQueue>()), m_currentStatus(m_track->displayName(fullPath))
 {

@@ -7,9 +7,9 @@
 #include "MainThread.h"
 #include "NamedException.h"
 #include "Preferences.h"
+#include "TrackSpanDecoder.h"
 #include "UtilityFunctions.h"
 #include "ZTChannelMixer.h"
-#include "TrackSpanDecoder.h"
 #include "ZTDecoder.h"
 
 #include <QCoreApplication>
