@@ -109,15 +109,21 @@ AudioMetadataPtr FileEncodeOperation::metadata()
             return m_metadata;
         }
     }
-    AudioMetadataPtr record = AudioMetadata::metadataFromFile(inFilePath());
-    if (m_track) {
-        m_track->applyTo(*record);
-    }
+    AudioMetadataPtr record = readMetadata();
     {
         std::lock_guard lock(m_lock);
         m_metadata = record;
     }
     Q_EMIT metadataChanged();
+    return record;
+}
+
+AudioMetadataPtr FileEncodeOperation::readMetadata() const
+{
+    AudioMetadataPtr record = AudioMetadata::metadataFromFile(inFilePath());
+    if (m_track) {
+        m_track->applyTo(*record);
+    }
     return record;
 }
 

@@ -117,6 +117,9 @@ public:
     AudioMetadataPtr metadataIfRead() const;
     // Replaces the record (revert). Any thread.
     void setMetadata(AudioMetadataPtr metadata);
+    // A fresh record from the source, with the track's fields for a track
+    // of an album image; the row's own record is left alone. Any thread.
+    AudioMetadataPtr readMetadata() const;
 
     // A negative value (a child with unknown progress) only stores the value.
     void setPercentCompleteNumber(float value);

@@ -216,6 +216,11 @@ std::unique_ptr<SndfileAudioSource> SndfileAudioSource::open(const QString& path
     return source;
 }
 
+bool SndfileAudioSource::seekToFrame(int64_t frame)
+{
+    return m_dataFormat.mFormatID == kAudioFormatLinearPCM && sf_seek(m_file.get(), frame, SEEK_SET) == frame;
+}
+
 AudioChannelLayout SndfileAudioSource::channelLayout() const
 {
     const int channels = m_info.channels;

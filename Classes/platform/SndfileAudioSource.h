@@ -28,6 +28,8 @@ public:
     // the first frame's Xing, Info or VBRI header; without one the length is
     // an estimate from the file's size: -1.
     int64_t announcedLengthFrames() const override { return m_announcedFrames; }
+    // Exact for PCM; MPEG is left to reading and dropping.
+    bool seekToFrame(int64_t frame) override;
     QString fileTypeName() const override;
     QString dataFormatName() const override;
     OSStatus readFrames(int32_t* out, uint32_t& frameCount) override;
