@@ -263,6 +263,10 @@ std::optional<CueSheet> CueSheet::embeddedIn(const QString& flacPath)
         return std::nullopt;
     }
     const FLAC__StreamMetadata_VorbisComment_Entry& entry = comments->data.vorbis_comment.comments[at];
+    // A sheet is a few kilobytes; a comment of megabytes is something else.
+    if (entry.length > (1u << 20)) {
+        return std::nullopt;
+    }
     const QByteArray text(reinterpret_cast<const char*>(entry.entry), qsizetype(entry.length));
     sheet = parse(text.mid(text.indexOf('=') + 1));
     for (CueTrack& track : sheet.tracks) {
