@@ -256,8 +256,8 @@ failed, done, skipped, damaged = by("FAILED"), by("done"), by("skipped"), by("DA
 # Sources cut short or overwritten in the middle, in the formats that can
 # tell (a checksum, an end-of-stream page, a length in the header): each must
 # fail or be reported damaged, never pass for a clean conversion. Raw PCM
-# cannot tell an overwrite, nor an MP3 or module a cut.
-tells = {"cut": {"flac", "oga", "ogg", "opus", "spx", "wv", "mpc", "tta", "wav", "aiff", "dsf", "dff"},
+# cannot tell an overwrite, nor a module a cut; LAME's MP3s count their frames.
+tells = {"cut": {"flac", "oga", "ogg", "opus", "spx", "wv", "mpc", "tta", "wav", "aiff", "dsf", "dff", "mp3"},
          "overwritten": {"flac", "oga", "ogg", "opus", "spx", "wv", "tta"}}
 def must_tell(n):
     m = re.match(r"b\d{5}-(cut|overwritten)-.*\.(\w+)$", n)

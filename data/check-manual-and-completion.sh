@@ -105,7 +105,7 @@ accepted -f "cbr:128,rate=44000" && fail "-f cbr:128,rate=44000 is accepted"
 # File names: every extension the queue takes (as FileIntake lists them),
 # in lower and upper case, and folders; nothing else.
 extensions=$(sed -n '/kAcceptedExtensions{/,/};/p' "$root/Classes/app/FileIntake.cpp" | grep -o '"[a-z0-9]*"' | tr -d '"')
-[ "$(echo "$extensions" | wc -l)" -eq 69 ] || fail "expected 69 extensions in FileIntake.cpp"
+[ "$(echo "$extensions" | wc -l)" -eq 70 ] || fail "expected 70 extensions in FileIntake.cpp"
 mkdir -p "$work/music/Album"
 for extension in $extensions; do touch "$work/music/a.$extension" "$work/music/B.${extension^^}"; done
 touch "$work/music/notes.txt" "$work/music/cover.jpg" "$work/music/flac"

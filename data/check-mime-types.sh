@@ -15,8 +15,8 @@ fi
 extensions=$(sed -n '/kAcceptedExtensions{/,/};/p' "$root/Classes/app/FileIntake.cpp" |
              grep -o '"[a-z0-9]*"' | tr -d '"')
 count=$(echo "$extensions" | wc -l)
-if [ "$count" -ne 69 ]; then
-    echo "expected 69 extensions in FileIntake.cpp, found $count"
+if [ "$count" -ne 70 ]; then
+    echo "expected 70 extensions in FileIntake.cpp, found $count"
     exit 1
 fi
 offered=";$(sed -n 's/^MimeType=//p' "$desktop_file")"

@@ -4,7 +4,8 @@
 # build/screenshots: the main window in the middle of a run, the error log
 # window after a broken file failed, the overwrite question, every pane of
 # the preferences, the metadata editor with three rows selected, and the
-# first launch (its welcome, then the window), at 100 %
+# first launch (its welcome, then the window), an album image split by its
+# cue sheet, at 100 %
 # and at 200 % scale (NAME@2x.png).
 #
 #   bash scripts/screenshots.sh [BUILD-DIR]
@@ -182,3 +183,47 @@ xdotool key Return
 sleep 2
 import -window root -trim +repage "$shots/first-launch.png"
 echo "saved $shots/first-launch.png"
+
+# A folder holding an album image and its cue sheet, given to a fresh window
+# as a drop gives it: one row per track, titled from the sheet.
+app=${pids[-1]}
+kill "$app" 2>/dev/null || true
+wait "$app" 2>/dev/null || true
+export HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config" XDG_DATA_HOME="$work/home/.local/share"
+image="$HOME/Music/The Quiet Orchards - Live at the Old Mill"
+mkdir -p "$image"
+sox -D -n -r 44100 -c 2 -b 16 "$work/image.wav" synth 150 sine 220 sine 330 tremolo 3 40 vol 0.4
+flac -s -f --fast -o "$image/Live at the Old Mill.flac" "$work/image.wav"
+cat > "$image/Live at the Old Mill.cue" <<'CUE'
+REM GENRE Folk
+REM DATE 2025
+PERFORMER "The Quiet Orchards"
+TITLE "Live at the Old Mill"
+FILE "Live at the Old Mill.wav" WAVE
+  TRACK 01 AUDIO
+    TITLE "Opening Bells"
+    INDEX 01 00:00:00
+  TRACK 02 AUDIO
+    TITLE "Lantern Road (Live)"
+    INDEX 00 00:24:00
+    INDEX 01 00:25:12
+  TRACK 03 AUDIO
+    TITLE "Millstream"
+    INDEX 01 00:51:40
+  TRACK 04 AUDIO
+    TITLE "Salt and Cedar (Live)"
+    INDEX 01 01:17:00
+  TRACK 05 AUDIO
+    TITLE "A Song for the Miller's Wife"
+    PERFORMER "The Quiet Orchards with Ada Byrne"
+    INDEX 01 01:44:63
+  TRACK 06 AUDIO
+    TITLE "Encore: Harbour at Dusk"
+    INDEX 01 02:08:30
+CUE
+"$program" "$image" >/dev/null 2>&1 &
+pids+=($!)
+main=$(xdotool search --sync --onlyvisible --name '^Sonabrik$' | head -1)
+xdotool windowmove "$main" 80 40 windowsize "$main" 980 560
+sleep 3
+shot "$main" main-window-album-image.png

@@ -251,9 +251,11 @@ void ApplicationController::finishedParsingFiles()
 }
 
 void ApplicationController::addFileEncodeOperationToQueue(const QString& filePath,
-                                                          const QString& topLevelPath)
+                                                          const QString& topLevelPath,
+                                                          std::optional<ImageTrack> track)
 {
-    auto* operation = new FileEncodeOperation(filePath, topLevelPath);
+    auto* operation = track ? new FileEncodeOperation(filePath, topLevelPath, std::move(*track))
+                            : new FileEncodeOperation(filePath, topLevelPath);
     operation->setDelegate(this);
     connect(operation, &FileEncodeOperation::isFinishedChanged, this, [this, operation] {
         if (operation->isFinished()) {

@@ -22,6 +22,7 @@
 // controller reports them at the end of a run. Nothing here throws.
 
 #include "FileEncodeOperationDelegate.h"
+#include "ImageTrack.h"
 #include "TaggingThread.h"
 
 #include <QObject>
@@ -78,7 +79,9 @@ public:
     void applicationOpenFiles(const QStringList& paths);
     // The intake proper, on the calling (background) thread.
     void parseDroppedFiles(const QStringList& paths);
-    void addFileEncodeOperationToQueue(const QString& filePath, const QString& topLevelPath);
+    // A row for the file, or for one track of it when it is an album image.
+    void addFileEncodeOperationToQueue(const QString& filePath, const QString& topLevelPath,
+                                       std::optional<ImageTrack> track = std::nullopt);
 
     // The selection of the queue list changed (or was set by code).
     void listViewSelectionDidChange();

@@ -1,7 +1,8 @@
 #pragma once
 // The intake of paths into the queue (files opened, dropped or given on the
 // command line): accepted extensions, a deep walk of folders without hidden
-// files, and the duplicate rule.
+// files, album images split by their cue sheets (AlbumImages), and the
+// duplicate rule.
 //
 // Duplicates are refused only against the queue as it was when the parse
 // began: a path reached twice within one parse (listed twice, or dropped
@@ -22,7 +23,8 @@ class FileIntake
 public:
     explicit FileIntake(ApplicationController& controller) : m_controller(controller) {}
 
-    // The 69 extensions (lower case) of files the queue takes, in order.
+    // The 70 extensions (lower case) of files the queue takes, in order; the
+    // last, "cue", queues the tracks of the album image a sheet describes.
     static QStringList acceptedExtensions();
     // Whether path's extension, lower-cased, is accepted.
     static bool isAccepted(const QString& path);

@@ -98,7 +98,7 @@ void MetadataCommands::revertMetadata()
            "metadata from the original source file and undo any changes you've made.")
             .arg(count),
         tr("Reading Metadata"), "Reading Metadata %1 of %2", [](FileEncodeOperation* row) {
-            row->setMetadata(AudioMetadata::metadataFromFile(row->inFilePath()));
+            row->setMetadata(row->readMetadata());
         });
 }
 

@@ -44,6 +44,7 @@ int ConvertCommand::run()
     int status = kSuccess;
     bool interrupted = false;
     bool runEnded = false;
+    QString intakeLog; // the run starts with an empty error log
     {
         ApplicationController controller(&ui);
         ApplicationController::initialize();
@@ -99,7 +100,13 @@ int ConvertCommand::run()
                 QCoreApplication::exit(kInterrupted);
                 return;
             }
+            // What the intake logged (a broken cue sheet, a track left out)
+            // is something given that will not be converted.
+            intakeLog = ErrorLog::shared()->errorLogAsString();
             if (queued == 0) {
+                if (!intakeLog.isEmpty()) {
+                    m_err << "Error log:\n" << intakeLog;
+                }
                 m_err << "sonabrik-cli: no audio files to convert in the given paths\n";
                 QCoreApplication::exit(kSomeFailed);
                 return;
@@ -135,8 +142,8 @@ int ConvertCommand::run()
             const qint64 failed = controller.failedEncodes();
             const qint64 damaged = controller.damagedEncodes();
             const qint64 total = failed + controller.successfulEncodes();
-            if (failed > 0 || damaged > 0) {
-                m_err << "\nError log:\n" << ErrorLog::shared()->errorLogAsString();
+            if (failed > 0 || damaged > 0 || !intakeLog.isEmpty()) {
+                m_err << "\nError log:\n" << intakeLog << ErrorLog::shared()->errorLogAsString();
                 m_err.flush();
             }
             // An output that existed and was kept counts as a success of the
@@ -156,7 +163,8 @@ int ConvertCommand::run()
             m_out.flush();
             // A file written from a damaged source lacks what could not be
             // decoded: that is no clean run either.
-            QCoreApplication::exit(failed > 0 || damaged > 0 ? kSomeFailed : kSuccess);
+            QCoreApplication::exit(failed > 0 || damaged > 0 || !intakeLog.isEmpty() ? kSomeFailed
+                                                                                     : kSuccess);
         });
 
         controller.applicationOpenFiles(m_options.paths);

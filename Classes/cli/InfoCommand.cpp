@@ -1,6 +1,7 @@
 #include "InfoCommand.h"
 
 #include "AlbumArtwork.h"
+#include "AlbumImages.h"
 #include "ApplicationController.h"
 #include "AudioMetadata.h"
 #include "EncoderSettings.h"
@@ -78,24 +79,45 @@ QJsonObject InfoCommand::recordAsJson(const AudioMetadata& record)
 int InfoCommand::info(const QStringList& paths, bool json, QTextStream& out, QTextStream& err)
 {
     int status = 0;
+    // A cue sheet, or an image with one, tells of each track.
+    AlbumImages images;
+    QList<AlbumImages::Row> rows;
     for (const QString& path : paths) {
         if (!QFileInfo(path).isFile()) {
             err << "sonabrik-cli: " << path << ": no such file\n";
             status = 1;
             continue;
         }
-        const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
-        const QJsonObject object = recordAsJson(*record);
+        rows += images.rowsFor(QFileInfo(path).absoluteFilePath());
+    }
+    for (const AlbumImages::Row& row : std::as_const(rows)) {
+        const AudioMetadataPtr record = AudioMetadata::metadataFromFile(row.path);
+        QJsonObject object;
+        QString heading = row.path;
+        if (row.track) {
+            row.track->applyTo(*record);
+            object = recordAsJson(*record);
+            object.insert(QStringLiteral("sheet"), row.track->sheetPath);
+            object.insert(QStringLiteral("start"), row.track->start);
+            object.insert(QStringLiteral("length"), row.track->length);
+            heading = QStringLiteral("%1 (track %2)").arg(row.path).arg(row.track->number);
+        } else {
+            object = recordAsJson(*record);
+        }
         if (json) {
             out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
             continue;
         }
-        out << path << ":\n";
+        out << heading << ":\n";
         for (int i = 0; i < AudioMetadata::kFieldCount; ++i) {
             const auto field = AudioMetadata::Field(i);
             const QString key = AudioMetadata::fieldName(field);
             if (!object.contains(key)) {
                 continue;
+            }
+            if (field == AudioMetadata::Field::sourceLocation && row.track) {
+                out << "  start: " << row.track->start << " samples\n"
+                    << "  length: " << row.track->length << " samples\n";
             }
             const QJsonValue value = object.value(key);
             QString text;

@@ -17,6 +17,14 @@ QString shortened(const QString& text, int width)
     return text.size() <= width ? text.leftJustified(width) : QStringLiteral("...") + text.right(width - 3);
 }
 
+// The source's path; for a track of an album image, with its number.
+QString pathOf(const FileEncodeOperation& operation)
+{
+    const std::optional<ImageTrack>& track = operation.track();
+    return track ? QStringLiteral("%1 (track %2)").arg(operation.inFilePath()).arg(track->number)
+                 : operation.inFilePath();
+}
+
 } // namespace
 
 ProgressDisplay::ProgressDisplay(ApplicationController& controller, TerminalUserInterface& ui,
@@ -83,7 +91,7 @@ void ProgressDisplay::fileFinished(FileEncodeOperation* operation)
     m_out << QStringLiteral("[%1/%2] %3: %4\n")
                  .arg(m_finished)
                  .arg(m_total)
-                 .arg(QLatin1String(result), operation->inFilePath());
+                 .arg(QLatin1String(result), pathOf(*operation));
     m_out.flush();
 }
 
@@ -101,8 +109,8 @@ void ProgressDisplay::redraw()
             continue;
         }
         const double fraction = operation->progressUnknown() ? 0.0 : double(operation->percentComplete());
-        m_out << "  " << shortened(QFileInfo(operation->inFilePath()).fileName(), kNameWidth) << ' '
-              << bar(fraction, kBarWidth) << QStringLiteral(" %1%\n").arg(int(fraction * 100), 3);
+        m_out << "  " << shortened(operation->displayName(), kNameWidth) << ' ' << bar(fraction, kBarWidth)
+              << QStringLiteral(" %1%\n").arg(int(fraction * 100), 3);
         ++lines;
     }
     m_runProgress.follow(m_controller.operationsController().arrangedObjects());
@@ -127,7 +135,7 @@ QStringList ProgressDisplay::unfinishedFiles() const
     QStringList files;
     for (const FileEncodeOperation* operation : m_controller.operationsController().arrangedObjects()) {
         if (!m_completed.contains(operation)) {
-            files << operation->inFilePath();
+            files << pathOf(*operation);
         }
     }
     return files;

@@ -25,7 +25,9 @@ const char* const kUsage =
 const char* const kInfoHelp =
     "usage: sonabrik-cli info [--json] PATH...\n"
     "Prints every field Sonabrik reads from each file (tags, cover, stream facts),\n"
-    "one \"name: value\" per line, or with --json one JSON object per file.\n";
+    "one \"name: value\" per line, or with --json one JSON object per file. A cue\n"
+    "sheet (or an image with one) gives one per track, with its start and length\n"
+    "in samples.\n";
 const char* const kNameHelp =
     "usage: sonabrik-cli name SCHEME PATH\n"
     "Prints the output name the naming scheme gives PATH with the first output\n"

@@ -157,6 +157,15 @@ int64_t CoreAudioDecoder::totalFrames()
     return frames;
 }
 
+bool CoreAudioDecoder::seekToFrame(int64_t frame)
+{
+    if (!m_extAudioFile->seekToFrame(frame)) {
+        return false;
+    }
+    didSeekTo(frame);
+    return true;
+}
+
 int64_t CoreAudioDecoder::announcedFrames()
 {
     return m_extAudioFile->announcedLengthFrames();

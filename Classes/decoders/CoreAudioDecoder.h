@@ -35,6 +35,8 @@ public:
     uint64_t currentFrame() override { return ZTDecoder::currentFrame(); }
     bool decodesInRealTime() override { return true; }
     void fillPCMBuffer() override;
+    // Exact for linear PCM read by libsndfile; other sources read and drop.
+    bool seekToFrame(int64_t frame) override;
 
     // The file's own stream description.
     AudioStreamBasicDescription sourceFormat() const { return m_sourceFormat; }

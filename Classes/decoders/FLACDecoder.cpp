@@ -127,6 +127,21 @@ void FLACDecoder::fillPCMBuffer()
     endOfStream();
 }
 
+bool FLACDecoder::seekToFrame(int64_t frame)
+{
+    if (m_isEndOfFile || frame < 0 || (m_totalSamples > 0 && uint64_t(frame) >= m_totalSamples)) {
+        return false;
+    }
+    const bool sought = FLAC__stream_decoder_seek_absolute(m_flac.get(), FLAC__uint64(frame));
+    rethrowPendingException();
+    if (!sought) {
+        m_isEndOfFile = true;
+        return false;
+    }
+    didSeekTo(frame);
+    return true;
+}
+
 void FLACDecoder::endOfStream()
 {
     m_isEndOfFile = true;

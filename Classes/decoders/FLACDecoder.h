@@ -38,6 +38,10 @@ public:
     // Decodes whole blocks while they fit into the ring buffer, growing it
     // when one block would not fit even into an empty buffer.
     void fillPCMBuffer() override;
+    // libFLAC seeks to the sample (by the seek table, else by bisection) and
+    // hands over the block holding it from that sample on. The signature is
+    // then no longer checked: it covers the whole stream.
+    bool seekToFrame(int64_t frame) override;
 
     // Used by the metadata callback.
     void setTotalSamples(uint64_t totalSamples) { m_totalSamples = totalSamples; }

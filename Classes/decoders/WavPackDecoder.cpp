@@ -76,6 +76,18 @@ void WavPackDecoder::checkSignature()
     }
 }
 
+bool WavPackDecoder::seekToFrame(int64_t frame)
+{
+    if (!WavpackSeekSample64(m_wpc.get(), frame)) {
+        m_isEndOfFile = true;
+        return false;
+    }
+    // The signature covers the whole stream, which is no longer all read.
+    m_storedMD5.reset();
+    didSeekTo(frame);
+    return true;
+}
+
 int64_t WavPackDecoder::totalFrames()
 {
     return WavpackGetNumSamples64(m_wpc.get());

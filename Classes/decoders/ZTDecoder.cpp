@@ -67,6 +67,11 @@ int64_t ZTDecoder::decodedFrames() const
     return int64_t(m_currentFrame) + waiting;
 }
 
+void ZTDecoder::didSeekTo(int64_t frame)
+{
+    m_currentFrame = uint64_t(frame);
+}
+
 void ZTDecoder::noteDamage(DecoderDamage::Kind kind, int64_t count)
 {
     m_damage.note(kind, decodedFrames(), count);

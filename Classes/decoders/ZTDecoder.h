@@ -97,6 +97,11 @@ public:
     const DecoderDamage& damage() const { return m_damage; }
     // Frames handed out by readAudio() so far.
     virtual uint64_t currentFrame() { return m_currentFrame; }
+    // Before the first read: moves to frame, sample-exact, so that the next
+    // read starts there. False when the decoder cannot seek exactly (the
+    // caller then reads and drops what comes before) or the seek failed, in
+    // which case the decoder must not be read any more.
+    virtual bool seekToFrame(int64_t frame) { return false; }
     // Appends decoded bytes to the ring buffer; the base adds nothing.
     virtual void fillPCMBuffer() {}
     bool isEndOfFile() const { return m_isEndOfFile; }
@@ -119,6 +124,8 @@ protected:
     int64_t decodedFrames() const;
     // Notes count occurrences of kind at the current decoding position.
     void noteDamage(DecoderDamage::Kind kind, int64_t count = 1);
+    // After a successful seek: the next frame handed out is frame.
+    void didSeekTo(int64_t frame);
 
     QString m_inFilePath;
     AudioStreamBasicDescription m_decodeFormat;

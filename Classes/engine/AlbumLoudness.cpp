@@ -69,11 +69,16 @@ void AlbumLoudness::rowFinished(const FileEncodeOperation& row)
                            !row.isCancelled() && meter && child->settings();
         if (whole) {
             album.outputs[child->settings().get()].append({child->outFilePath(), std::move(meter)});
-        } else if (!album.leftOut.contains(child->inFilePath())) {
-            album.leftOut.insert(child->inFilePath());
+            continue;
+        }
+        // A track of an image is named as the queue names it.
+        const QString name =
+            child->track() ? child->track()->displayName(child->inFilePath()) : child->inFilePath();
+        if (!album.leftOut.contains(name)) {
+            album.leftOut.insert(name);
             ErrorLog::logMessage(tr("The Album Gain Of \"%1\" Leaves Out %2: It Was Not Converted And "
                                     "Measured In Full.")
-                                     .arg(album.name, child->inFilePath()));
+                                     .arg(album.name, name));
         }
     }
 }

@@ -8,6 +8,7 @@
 #include "NamingScheme.h"
 #include "OutputFiles.h"
 #include "Preferences.h"
+#include "SafeFilename.h"
 #include "TaggingThread.h"
 #include "UtilityFunctions.h"
 #include "VectorState.h"
@@ -251,7 +252,13 @@ bool EncodeOperation::determineOutputPath()
 
     Preferences& preferences = Preferences::shared();
     const bool sameAsSource = preference("outputSameAsSource");
-    const QFileInfo source(m_inFilePath);
+    // A track of an image is named as a file of its own beside the image
+    // would be: "03 - Title.flac".
+    const QString namingPath = m_track ? QFileInfo(m_inFilePath).path() + u'/' +
+                                             SafeFilename::make(m_track->fileStem(m_inFilePath)) + u'.' +
+                                             QFileInfo(m_inFilePath).suffix()
+                                       : m_inFilePath;
+    const QFileInfo source(namingPath);
     const QString baseFolder = sameAsSource ? source.path() : stringPreference("destinationDirectory");
     const QString extension = m_settings ? m_settings->extension() : QString();
 
@@ -261,7 +268,7 @@ bool EncodeOperation::determineOutputPath()
         QString relative = source.fileName();
         if (m_inFilePath.size() != m_topLevelPath.size()) {
             const qsizetype n = QFileInfo(m_topLevelPath).path().size();
-            relative = m_inFilePath.mid(n);
+            relative = namingPath.mid(n);
         }
         const QFileInfo relativeInfo(relative);
         const QString stem = relativeInfo.suffix().isEmpty()
@@ -275,7 +282,7 @@ bool EncodeOperation::determineOutputPath()
         }
         const AudioMetadataPtr record = metadata();
         const QString relative =
-            NamingScheme::evaluate(scheme, record.get(), m_settings.get(), m_inFilePath, true);
+            NamingScheme::evaluate(scheme, record.get(), m_settings.get(), namingPath, true);
         candidate = NamingScheme::pathBelow(baseFolder, relative) + u'.' + extension;
     } else {
         candidate = QDir::cleanPath(baseFolder + u'/' + source.completeBaseName() + u'.' + extension);

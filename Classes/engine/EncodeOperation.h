@@ -41,6 +41,7 @@
 
 #include "AudioMetadata.h"
 #include "EncoderSettings.h"
+#include "ImageTrack.h"
 #include "ZTDecoder.h"
 
 #include <QObject>
@@ -49,6 +50,7 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -99,6 +101,10 @@ public:
     void setMetadata(AudioMetadataPtr metadata);
     std::shared_ptr<const EncoderSettings> settings() const { return m_settings; }
     void setSettings(std::shared_ptr<const EncoderSettings> settings) { m_settings = std::move(settings); }
+    // For one track of an album image (the source is then the image): set
+    // before the operation starts.
+    const std::optional<ImageTrack>& track() const { return m_track; }
+    void setTrack(std::optional<ImageTrack> track) { m_track = std::move(track); }
 
     qint64 currentFrame() const { return m_currentFrame; }
     qint64 totalFrames() const { return m_totalFrames; }
@@ -196,6 +202,7 @@ private:
     QString m_metadataWriteError; // written and read on the operation's threads in turn
     AudioMetadataPtr m_metadata;
     std::shared_ptr<const EncoderSettings> m_settings;
+    std::optional<ImageTrack> m_track;
 
     std::atomic<qint64> m_currentFrame = 0;
     std::atomic<qint64> m_totalFrames = 100;

@@ -37,10 +37,10 @@ QString fileName(const QString& path)
     return QFileInfo(path).fileName();
 }
 
-QString damagedStatus(const QString& path)
+QString damagedStatus(const QString& name)
 {
     return QCoreApplication::translate("FileEncodeOperation", "%1 - Converted from a damaged source")
-        .arg(fileName(path));
+        .arg(name);
 }
 
 } // namespace
@@ -49,6 +49,19 @@ FileEncodeOperation::FileEncodeOperation(const QString& fullPath, const QString&
     : m_inFilePath(fullPath), m_topLevelPath(topLevelPath), m_queue(std::make_unique<EncodeQueue>()),
       m_currentStatus(fileName(fullPath))
 {
+}
+
+FileEncodeOperation::FileEncodeOperation(const QString& fullPath, const QString& topLevelPath,
+                                         ImageTrack track)
+    : m_inFilePath(fullPath), m_topLevelPath(topLevelPath), m_track(std::move(track)),
+      m_queue(std::make_unique<EncodeQueue>()), m_currentStatus(m_track->displayName(fullPath))
+{
+}
+
+QString FileEncodeOperation::displayName() const
+{
+    const QString path = inFilePath();
+    return m_track ? m_track->displayName(path) : fileName(path);
 }
 
 FileEncodeOperation::~FileEncodeOperation()
@@ -96,12 +109,21 @@ AudioMetadataPtr FileEncodeOperation::metadata()
             return m_metadata;
         }
     }
-    AudioMetadataPtr record = AudioMetadata::metadataFromFile(inFilePath());
+    AudioMetadataPtr record = readMetadata();
     {
         std::lock_guard lock(m_lock);
         m_metadata = record;
     }
     Q_EMIT metadataChanged();
+    return record;
+}
+
+AudioMetadataPtr FileEncodeOperation::readMetadata() const
+{
+    AudioMetadataPtr record = AudioMetadata::metadataFromFile(inFilePath());
+    if (m_track) {
+        m_track->applyTo(*record);
+    }
     return record;
 }
 
@@ -132,7 +154,7 @@ void FileEncodeOperation::start()
         return;
     }
     if (m_sourceDamaged.exchange(false)) {
-        setCurrentStatus(fileName(inFilePath()));
+        setCurrentStatus(displayName());
     }
     m_executing = true;
     Q_EMIT isExecutingChanged();
@@ -155,7 +177,7 @@ void FileEncodeOperation::resetOperation()
     m_damagedEncodes = 0;
     m_percentComplete = 0;
     m_progressUnknown = false;
-    setCurrentStatus(m_sourceDamaged ? damagedStatus(inFilePath()) : fileName(inFilePath()));
+    setCurrentStatus(m_sourceDamaged ? damagedStatus(displayName()) : displayName());
     m_success = true;
     m_skipped = false;
     m_cancelled = false;
@@ -217,6 +239,7 @@ void FileEncodeOperation::main()
         }
         auto* child = new MP3EncodeOperation(inFilePath(), m_topLevelPath);
         child->setSettings(settings);
+        child->setTrack(m_track);
         child->setDelegate(m_delegate);
 
         // Tags are read on the tagging thread, like every tag access of a run.
@@ -290,7 +313,7 @@ void FileEncodeOperation::childProgressed(EncodeOperation* child)
 void FileEncodeOperation::childStatusChanged(EncodeOperation* child)
 {
     if (m_operations.contains(child)) {
-        setCurrentStatus(QStringLiteral("%1 - %2").arg(fileName(inFilePath()), child->currentStatus()));
+        setCurrentStatus(QStringLiteral("%1 - %2").arg(displayName(), child->currentStatus()));
     }
 }
 
@@ -329,7 +352,7 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
     // The same file may be queued twice: the other row still reads it. A
     // damaged source is kept: the output lacks what could not be decoded.
     if (Preferences::shared().boolValue(QStringLiteral("deleteOriginal")) && m_success &&
-        m_damagedEncodes == 0 && !m_reEncodeToSamefile && !m_cancelled && !m_skipped &&
+        m_damagedEncodes == 0 && !m_reEncodeToSamefile && !m_cancelled && !m_skipped && !m_track &&
         !(m_delegate && m_delegate->otherRowReadsSource(this, inFilePath()))) {
         // The Trash lives in the data folder, which a fresh account may lack;
         // without it the move would pick a trash of its own elsewhere.
@@ -343,7 +366,7 @@ void FileEncodeOperation::childFinished(EncodeOperation* child)
         m_inFilePath = child->outFilePath();
     }
     if (m_sourceDamaged) {
-        setCurrentStatus(damagedStatus(inFilePath()));
+        setCurrentStatus(damagedStatus(displayName()));
     }
     completeOperation();
 }

@@ -12,6 +12,9 @@
 // format ends the walk, so an MP3 source gets exactly one child. Without
 // children the row completes at once, successfully.
 //
+// A row may be one track of an album image (track()): its children convert
+// that span of the image, and the sheet's fields overlay the image's tags.
+//
 // The source is moved to the Trash only when "deleteOriginal" is on, every
 // child succeeded, none found the source damaged, none wrote to the source's
 // own path, the last one was not skipped, the row was not cancelled and no
@@ -38,6 +41,7 @@
 // delegate is not owned. metadata() may be called from any thread.
 
 #include "AudioMetadata.h"
+#include "ImageTrack.h"
 
 #include <QList>
 #include <QObject>
@@ -45,6 +49,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 class EncodeOperation;
 class EncodeQueue;
@@ -62,7 +67,14 @@ class FileEncodeOperation : public QObject
 
 public:
     FileEncodeOperation(const QString& fullPath, const QString& topLevelPath);
+    // One track of the album image at fullPath. Such a row never moves the
+    // image to the Trash: the image holds the other tracks too.
+    FileEncodeOperation(const QString& fullPath, const QString& topLevelPath, ImageTrack track);
     ~FileEncodeOperation() override;
+
+    const std::optional<ImageTrack>& track() const { return m_track; }
+    // The row's name: the source's file name, or the track's title and place.
+    QString displayName() const;
 
     FileEncodeOperationDelegate* delegate() const { return m_delegate; }
     void setDelegate(FileEncodeOperationDelegate* delegate) { m_delegate = delegate; }
@@ -108,6 +120,9 @@ public:
     AudioMetadataPtr metadataIfRead() const;
     // Replaces the record (revert). Any thread.
     void setMetadata(AudioMetadataPtr metadata);
+    // A fresh record from the source, with the track's fields for a track
+    // of an album image; the row's own record is left alone. Any thread.
+    AudioMetadataPtr readMetadata() const;
 
     // A negative value (a child with unknown progress) only stores the value.
     void setPercentCompleteNumber(float value);
@@ -135,6 +150,7 @@ private:
     mutable std::mutex m_lock; // guards m_inFilePath, m_currentStatus, m_metadata
     QString m_inFilePath;
     const QString m_topLevelPath;
+    const std::optional<ImageTrack> m_track;
     AudioMetadataPtr m_metadata;
     std::mutex m_metadataReadLock; // one read of the tags at a time
     std::unique_ptr<EncodeQueue> m_queue;

@@ -8,6 +8,7 @@
 #include "MainThread.h"
 #include "NamedException.h"
 #include "Preferences.h"
+#include "TrackSpanDecoder.h"
 #include "UtilityFunctions.h"
 #include "ZTChannelMixer.h"
 #include "ZTDecoder.h"
@@ -208,6 +209,10 @@ void MP3EncodeOperation::encode()
                 decoder = std::move(wav);
             }
         }
+    }
+
+    if (track()) {
+        decoder = std::make_unique<TrackSpanDecoder>(std::move(decoder), track()->start, track()->length);
     }
 
     m_gfp.reset(lame_init());
@@ -591,10 +596,13 @@ void MP3EncodeOperation::measureSource()
     };
     setCurrentStatus(tr("Measuring Loudness"));
     try {
-        const std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(inFilePath());
+        std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(inFilePath());
         if (!decoder) {
             cannotMeasure(tr("no decoder opens it"));
             return;
+        }
+        if (track()) {
+            decoder = std::make_unique<TrackSpanDecoder>(std::move(decoder), track()->start, track()->length);
         }
         const AudioStreamBasicDescription format = decoder->decodeFormat();
         m_sourceBitsPerChannel = format.mBitsPerChannel;

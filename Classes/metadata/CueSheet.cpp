@@ -1,5 +1,8 @@
 #include "CueSheet.h"
 
+#include <FLAC/metadata.h>
+#include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QStringDecoder>
 #include <array>
@@ -14,6 +17,12 @@ struct CdDeleter
     void operator()(Cd* cd) const { cd_delete(cd); }
 };
 using CdPointer = std::unique_ptr<Cd, CdDeleter>;
+
+struct BlockDeleter
+{
+    void operator()(FLAC__StreamMetadata* block) const { FLAC__metadata_object_delete(block); }
+};
+using BlockPointer = std::unique_ptr<FLAC__StreamMetadata, BlockDeleter>;
 
 // libcue's scanner and parser keep their state in globals.
 std::mutex& parserLock()
@@ -181,8 +190,11 @@ std::optional<CueSheet::Span> CueSheet::span(int index, int sampleRate, qint64 f
     if (track.start < 0) {
         return fail(QStringLiteral("track %1 has no INDEX 01").arg(track.number));
     }
+    // The first track of a later file starts at that file's start: a gap
+    // before its INDEX 01 cannot play at the end of a track in another file.
+    const bool firstOfFile = index == 0 || tracks[index - 1].file != track.file;
     Span span;
-    span.start = samplesOf(track.start, sampleRate);
+    span.start = firstOfFile && index > 0 ? 0 : samplesOf(track.start, sampleRate);
     qint64 end = fileSamples;
     const bool last = index + 1 == tracks.size() || tracks[index + 1].file != track.file;
     if (!last) {
@@ -198,11 +210,69 @@ std::optional<CueSheet::Span> CueSheet::span(int index, int sampleRate, qint64 f
         return fail(QStringLiteral("track %1 has no length").arg(track.number));
     }
     span.length = end - span.start;
-    const bool firstOfFile = index == 0 || tracks[index - 1].file != track.file;
-    if (firstOfFile) {
+    if (index == 0) {
         span.leftOut = span.start;
     }
     return span;
+}
+
+std::optional<CueSheet> CueSheet::embeddedIn(const QString& flacPath)
+{
+    const QByteArray nativePath = QFile::encodeName(flacPath);
+    CueSheet sheet;
+    FLAC__StreamMetadata* found = nullptr;
+    if (FLAC__metadata_get_cuesheet(nativePath.constData(), &found)) {
+        const BlockPointer block(found);
+        const FLAC__StreamMetadata_CueSheet& cue = block->data.cue_sheet;
+        FLAC__StreamMetadata streamInfo{};
+        if (!FLAC__metadata_get_streaminfo(nativePath.constData(), &streamInfo)) {
+            return std::nullopt;
+        }
+        const qint64 rate = streamInfo.data.stream_info.sample_rate;
+        // Offsets are in samples; the lead-out (the last track) only ends
+        // the one before it.
+        for (uint32_t i = 0; i + 1 < cue.num_tracks && rate > 0; ++i) {
+            const FLAC__StreamMetadata_CueSheet_Track& track = cue.tracks[i];
+            if (track.type != 0) {
+                continue;
+            }
+            qint64 start = -1;
+            for (uint32_t j = 0; j < track.num_indices; ++j) {
+                if (track.indices[j].number == 1) {
+                    start = qint64(track.offset + track.indices[j].offset);
+                }
+            }
+            CueTrack entry;
+            entry.number = int(sheet.tracks.size()) + 1;
+            entry.file = QFileInfo(flacPath).fileName();
+            entry.start = start < 0 ? -1 : start * kFramesPerSecond / rate;
+            entry.isrc = QString::fromLatin1(track.isrc).trimmed();
+            sheet.tracks.append(entry);
+        }
+        if (!sheet.tracks.isEmpty()) {
+            return sheet;
+        }
+    }
+    FLAC__StreamMetadata* tags = nullptr;
+    if (!FLAC__metadata_get_tags(nativePath.constData(), &tags)) {
+        return std::nullopt;
+    }
+    const BlockPointer comments(tags);
+    const int at = FLAC__metadata_object_vorbiscomment_find_entry_from(comments.get(), 0, "CUESHEET");
+    if (at < 0) {
+        return std::nullopt;
+    }
+    const FLAC__StreamMetadata_VorbisComment_Entry& entry = comments->data.vorbis_comment.comments[at];
+    // A sheet is a few kilobytes; a comment of megabytes is something else.
+    if (entry.length > (1u << 20)) {
+        return std::nullopt;
+    }
+    const QByteArray text(reinterpret_cast<const char*>(entry.entry), qsizetype(entry.length));
+    sheet = parse(text.mid(text.indexOf('=') + 1));
+    for (CueTrack& track : sheet.tracks) {
+        track.file = QFileInfo(flacPath).fileName();
+    }
+    return sheet.tracks.isEmpty() ? std::nullopt : std::optional<CueSheet>(sheet);
 }
 
 QStringList CueSheet::files() const

@@ -8,9 +8,10 @@
 // Positions are CD frames, 75 a second, from the start of the track's own
 // FILE. A track runs from its INDEX 01 to the next track's INDEX 01 in the
 // same file, or to the end of its file: an INDEX 00 pregap therefore plays
-// at the end of the track before it. Audio before the first INDEX 01 of a
-// file (a hidden track, or a gap placed at a file's start) belongs to no
-// track; span() reports its length so that the caller can say so.
+// at the end of the track before it. The first track of a later FILE starts
+// at its file's start, gap included. Audio before track 1's INDEX 01 (a
+// hidden track) belongs to no track; span() reports its length so that the
+// caller can say so.
 //
 // A value type; parse() may be called from any thread (libcue's parser is
 // not reentrant, so calls are serialised inside). Nothing throws; nothing
@@ -41,6 +42,11 @@ public:
     // The sheet in bytes as found on disk or in a tag. Empty tracks and an
     // error ("Not a cue sheet") when libcue refuses it or it has no track.
     static CueSheet parse(const QByteArray& bytes, QString* error = nullptr);
+    // The sheet inside a FLAC file: its CUESHEET metadata block (audio
+    // tracks, INDEX 01 of each), else a "CUESHEET" Vorbis comment. Every
+    // track then belongs to that file, whatever FILE lines the comment has.
+    // Nothing when the file has neither, or is no FLAC file.
+    static std::optional<CueSheet> embeddedIn(const QString& flacPath);
     // The text of a sheet: UTF-8 (with or without a byte-order mark), UTF-16
     // with a byte-order mark, and anything else read as Windows-1252.
     static QString textOf(const QByteArray& bytes);
@@ -50,7 +56,7 @@ public:
     {
         qint64 start = 0;
         qint64 length = 0;
-        qint64 leftOut = 0; // samples before the file's first track, when this is it
+        qint64 leftOut = 0; // samples before track 1, when this is it
     };
     // The span of tracks[index] at sampleRate, in a file of fileSamples.
     // Empty, with the problem in words, when the indexes run backwards or

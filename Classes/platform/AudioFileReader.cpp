@@ -145,6 +145,11 @@ int64_t AudioFileReader::decodeErrors() const
     return m_source->decodeErrors();
 }
 
+bool AudioFileReader::seekToFrame(int64_t frame)
+{
+    return m_source->seekToFrame(frame);
+}
+
 int64_t AudioFileReader::announcedLengthFrames() const
 {
     return m_source->announcedLengthFrames();

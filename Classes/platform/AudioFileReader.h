@@ -48,6 +48,8 @@ public:
     // falls short of (AudioFileSource::announcedLengthFrames); -1 when the
     // library only estimates it.
     int64_t announcedLengthFrames() const;
+    // Before the first read: AudioFileSource::seekToFrame.
+    bool seekToFrame(int64_t frame);
     // The opening library's names: libsndfile's major-format and subtype
     // names, or FFmpeg's demuxer and codec long names.
     // The average bit rate in bits per second as the opening library states

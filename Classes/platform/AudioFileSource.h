@@ -47,6 +47,9 @@ public:
     // Packets or frames the library refused as damaged so far (their
     // samples are lost; reading goes on after them).
     virtual int64_t decodeErrors() const { return 0; }
+    // Before the first read: moves to frame exactly. False when the source
+    // cannot, or failed to (then it must not be read any more).
+    virtual bool seekToFrame(int64_t frame) { return false; }
 
     // Whether the file's samples are 16-bit values, so that readFrames16
     // gives exactly what readFrames narrowed to 16 bits would.

@@ -3,6 +3,7 @@
 #include "AudioFileChunks.h"
 #include "ChannelLayoutChunk.h"
 #include "ClientSampleFormat.h"
+#include "MP3InfoFrame.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -206,11 +207,18 @@ std::unique_ptr<SndfileAudioSource> SndfileAudioSource::open(const QString& path
     source->m_path = path;
     if (row->formatID == kAudioFormatLinearPCM) {
         source->m_announcedFrames = announcedFrames(source->m_file.get(), source->m_info.frames);
+    } else if ((source->m_info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG) {
+        source->m_announcedFrames = MP3InfoFrame::announcedFrames(path);
     }
     source->m_readsDoubles = row->read == SampleRead::Double;
     source->m_exact16Bit = row->read == SampleRead::Integer16;
     status = noErr;
     return source;
+}
+
+bool SndfileAudioSource::seekToFrame(int64_t frame)
+{
+    return m_dataFormat.mFormatID == kAudioFormatLinearPCM && sf_seek(m_file.get(), frame, SEEK_SET) == frame;
 }
 
 AudioChannelLayout SndfileAudioSource::channelLayout() const

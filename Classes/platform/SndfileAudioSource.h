@@ -24,9 +24,12 @@ public:
     AudioChannelLayout channelLayout() const override;
     int64_t lengthFrames() const override { return m_info.frames; }
     // For PCM: the frames the header's data chunk announces (libsndfile
-    // cuts frames() to what the file holds). Compressed (MPEG) lengths are
-    // estimates from the file's size: -1.
+    // cuts frames() to what the file holds). For MPEG: the frame count of
+    // the first frame's Xing, Info or VBRI header; without one the length is
+    // an estimate from the file's size: -1.
     int64_t announcedLengthFrames() const override { return m_announcedFrames; }
+    // Exact for PCM; MPEG is left to reading and dropping.
+    bool seekToFrame(int64_t frame) override;
     QString fileTypeName() const override;
     QString dataFormatName() const override;
     OSStatus readFrames(int32_t* out, uint32_t& frameCount) override;

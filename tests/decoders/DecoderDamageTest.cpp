@@ -73,10 +73,9 @@ TEST(DecoderDamage, NoGeneratedFileWarnsButThoseCutOnPurpose)
     InstantRetries retries;
     ErrorLogCapture log;
     // Cut short or corrupted by the generators, for the decoders' tests of
-    // such files. (plat-truncated.mp3 is cut too, but an MP3's length is
-    // only estimated, so its end tells nothing.)
+    // such files. (An MP3 tells its length in LAME's Info frame.)
     const QStringList cut = {"dec-16-2ch-truncated.flac", "dec-opus-truncated.opus", "codec-24-truncated.tta",
-                             "plat-truncated.wav", "plat-corrupt-aac.m4a"};
+                             "plat-truncated.wav",        "plat-truncated.mp3",      "plat-corrupt-aac.m4a"};
     const QStringList files =
         QDir(Fixtures::generatedDir())
             .entryList({"*.flac", "*.oga", "*.oggflac", "*.ogg", "*.opus", "*.spx", "*.wv", "*.mpc",
@@ -103,9 +102,13 @@ TEST(DecoderDamage, NoTagLibFileThatDecodesWarnsButTheBrokenOnes)
     InstantRetries retries;
     ErrorLogCapture log;
     // Cut short in TagLib's own test data: a FLAC file whose STREAMINFO
-    // announces 7:15 and which stops inside its second frame, and an MP4
-    // file whose header announces 1:05 of audio it does not hold.
-    const QStringList broken = {"empty-seektable.flac", "ilst-is-last.m4a"};
+    // announces 7:15 and which stops inside its second frame, an MP4 file
+    // whose header announces 1:05 of audio it does not hold, and MP3 files
+    // that are the first kilobytes of longer recordings, whose Info frames
+    // still count the whole (31:27 in 4 kB).
+    const QStringList broken = {"empty-seektable.flac", "ilst-is-last.m4a",  "lame_cbr.mp3",
+                                "lame_vbr.mp3",         "mpeg2.mp3",         "rare_frames.mp3",
+                                "toc_many_children.mp3"};
     const QStringList files = Fixtures::taglibFilesWithExtensions(
         {"wav", "aif", "aiff", "aifc", "m4a", "mp3", "3g2", "aac", "flac", "oga", "ogg", "opus", "spx",
          "wv",  "mpc", "ape",  "tta",  "wma", "asf", "dsf", "dff", "mod",  "s3m", "it",  "xm"});
