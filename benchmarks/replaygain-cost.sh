@@ -10,6 +10,8 @@
 # CPU seconds (user + system of the whole process, to the microsecond), the
 # best of nine rounds in which the variants take turns, so that a machine
 # whose load drifts weighs on all alike; read the ratios, not the seconds.
+# When perf can count them, the instructions each variant executes are shown
+# too: a count that the load of a shared machine hardly moves.
 # The program runs with its own empty settings, never the user's.
 set -euo pipefail
 
@@ -49,6 +51,15 @@ print(f"{usage.ru_utime + usage.ru_stime:.4f}")
 PY
 }
 
+# instructions PROGRAM ARGS...: the instructions of one conversion (all
+# threads, user and kernel), or nothing when perf cannot count them.
+instructions() {
+    rm -rf "$work/out" && mkdir -p "$work/out"
+    perf stat -x, -e instructions -o "$work/perf.csv" "$@" -f vbr:2 -j 1 -o "$work/out" "$work/in" \
+        >/dev/null 2>&1 || return 0
+    awk -F, '/instructions/ && $1 ~ /^[0-9]+$/ { print $1 }' "$work/perf.csv"
+}
+
 lower() { awk -v a="$1" -v b="$2" 'BEGIN { print (b == "" || a < b) ? a : b }'; }
 
 declare -A best
@@ -65,9 +76,22 @@ for _ in 1 2 3 4 5 6 7 8 9; do
     done
 done
 
+declare -A counted
+for variant in "${variants[@]}"; do
+    if [ "$variant" = without ]; then
+        counted[$variant]=$(instructions "$baseline/Classes/sonabrik-cli" convert)
+    else
+        counted[$variant]=$(instructions "$cli" convert --replaygain "$variant")
+    fi
+done
+
 reference=${best[${variants[0]}]}
+counted_reference=${counted[${variants[0]}]}
 echo "3 x 60 s of 44.1 kHz stereo FLAC to MP3 VBR V2, CPU seconds, best of nine:"
 for variant in "${variants[@]}"; do
     awk -v l="$variant" -v t="${best[$variant]}" -v r="$reference" -v n="${variants[0]}" \
-        'BEGIN { printf "  %-8s %8.4f s   %+6.2f %% against %s\n", l, t, 100 * (t - r) / r, n }'
+        -v i="${counted[$variant]}" -v ir="$counted_reference" \
+        'BEGIN { printf "  %-8s %8.4f s   %+6.2f %% against %s", l, t, 100 * (t - r) / r, n
+                 if (i != "" && ir != "") printf "   instructions %.4g (%+.2f %%)", i, 100 * (i - ir) / ir
+                 printf "\n" }'
 done
