@@ -332,11 +332,13 @@ QString MP3TagWriter::writeAlbumGain(const QString& path, const ReplayGain& repl
                 if (!file.isValid()) {
                     return QStringLiteral("Not an MPEG audio file");
                 }
+                // Only the tags the file was given: their kinds are the
+                // user's choice.
                 const bool ape = file.hasAPETag();
-                if (file.hasID3v2Tag() || !ape) {
+                if (file.hasID3v2Tag()) {
                     // Saved in the version it was read in: the other frames
                     // stay as they were written.
-                    TagLib::ID3v2::Tag* id3v2 = file.ID3v2Tag(true);
+                    TagLib::ID3v2::Tag* id3v2 = file.ID3v2Tag();
                     const TagLib::ID3v2::Version version =
                         id3v2->header()->majorVersion() == 3 ? TagLib::ID3v2::v3 : TagLib::ID3v2::v4;
                     replayGain.writeAlbumTo(id3v2);

@@ -73,8 +73,8 @@ public:
                                      const ReplayGain& replayGain = {});
 
     // Puts an album's figures into the ID3v2 and APE tags the MP3 at path
-    // already has (an ID3v2 tag is made when it has neither), leaving every
-    // other frame as it is. The file is edited in memory and replaces the
+    // already has (none into a file with neither), leaving every other frame
+    // as it is. The file is edited in memory and replaces the
     // old one only whole (FileRewrite), its audio checked unchanged: safe on
     // a user's own files. Returns an empty string, or why it failed.
     static QString writeAlbumGain(const QString& path, const ReplayGain& replayGain);
