@@ -6,8 +6,8 @@
 #
 #   bash benchmarks/album-image.sh [BUILD_DIR] [MINUTES]
 #
-# Times are wall-clock seconds of sonabrik-cli, the best of two runs each;
-# the machine is shared, so read the ratios, not the absolute numbers.
+# Times are wall-clock and CPU seconds of sonabrik-cli, the best of two runs
+# each; the machine is shared, so read the ratios, not the absolute numbers.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -23,8 +23,9 @@ mkdir -p "$HOME" "$TMPDIR" "$work/whole" "$work/split"
 
 # Music-like content of a length that is no whole number of CD frames.
 seconds=$((minutes * 60))
-sox -R -D -V1 -n -r 44100 -c 2 -b 16 -t wav - synth "$seconds.013" sine 100-8000 pinknoise gain -6 |
-    flac -s --fast -o "$work/whole/image.flac" -
+sox -R -D -V1 -n -r 44100 -c 2 -b 16 "$work/image.wav" synth "$seconds.013" sine 100-8000 pinknoise gain -6
+flac -s --fast -o "$work/whole/image.flac" "$work/image.wav"
+rm "$work/image.wav"
 ln "$work/whole/image.flac" "$work/split/image.flac"
 {
     echo 'PERFORMER "Benchmark"'
@@ -37,26 +38,39 @@ ln "$work/whole/image.flac" "$work/split/image.flac"
     done
 } > "$work/split/image.cue"
 
-# best_of_two JOBS PATH: the lower wall time of two conversions.
-best_of_two() {
-    local best=""
-    for _ in 1 2; do
-        rm -rf "$work/out"
-        local start end t
-        start=$(date +%s.%N)
-        "$cli" convert -j "$1" -f cbr:128 -o "$work/out" "$2" >/dev/null
-        end=$(date +%s.%N)
-        t=$(awk -v a="$start" -v b="$end" 'BEGIN { printf "%.2f", b - a }')
-        if [ -z "$best" ] || awk -v a="$t" -v b="$best" 'BEGIN { exit !(a < b) }'; then best=$t; fi
-    done
-    echo "$best"
+# run JOBS PATH: "wall cpu" seconds of one conversion (CPU: user + system of
+# the program and its threads, as the kernel accounts them).
+run() {
+    rm -rf "$work/out"
+    python3 - "$cli" convert -j "$1" -f cbr:128 -o "$work/out" "$2" <<'PY'
+import os, sys, time
+start = time.monotonic()
+pid = os.posix_spawnp(sys.argv[1], sys.argv[1:], os.environ,
+                      file_actions=[(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0),
+                                    (os.POSIX_SPAWN_OPEN, 2, os.devnull, os.O_WRONLY, 0)])
+_, status, usage = os.wait4(pid, 0)
+if status != 0:
+    sys.exit("failed: " + " ".join(sys.argv[1:]))
+print(f"{time.monotonic() - start:.2f} {usage.ru_utime + usage.ru_stime:.2f}")
+PY
 }
 
-whole=$(best_of_two 1 "$work/whole/image.flac")
-split1=$(best_of_two 1 "$work/split/image.cue")
-split2=$(best_of_two 2 "$work/split/image.cue")
+# Whole and split take turns, two rounds, and each keeps its best wall time
+# (and its best CPU time): a machine whose load drifts weighs on all alike.
+best() { awk -v a="$1" -v b="$2" 'BEGIN { print (b == "" || a + 0 < b + 0) ? a : b }'; }
+whole_wall="" whole_cpu="" split1_wall="" split1_cpu="" split2_wall=""
+for _ in 1 2; do
+    read -r wall cpu < <(run 1 "$work/whole/image.flac")
+    whole_wall=$(best "$wall" "$whole_wall") whole_cpu=$(best "$cpu" "$whole_cpu")
+    read -r wall cpu < <(run 1 "$work/split/image.cue")
+    split1_wall=$(best "$wall" "$split1_wall") split1_cpu=$(best "$cpu" "$split1_cpu")
+    read -r wall cpu < <(run 2 "$work/split/image.cue")
+    split2_wall=$(best "$wall" "$split2_wall")
+done
 tracks=$(ls "$work/out" | wc -l)
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.3f", a / b }'; }
 echo "a ${minutes}-minute image, 15 tracks (${tracks} MP3s written when split)"
-echo "whole, -j 1:  ${whole} s"
-echo "split, -j 1:  ${split1} s  ($(awk -v a="$split1" -v b="$whole" 'BEGIN { printf "%.3f", a / b }') x whole; target <= 1.10)"
-echo "split, -j 2:  ${split2} s  ($(awk -v a="$split2" -v b="$whole" 'BEGIN { printf "%.3f", a / b }') x whole; target < 1)"
+echo "whole, -j 1:  ${whole_wall} s wall, ${whole_cpu} s CPU"
+echo "split, -j 1:  ${split1_wall} s wall, ${split1_cpu} s CPU:" \
+    "$(ratio "$split1_wall" "$whole_wall") x whole (CPU $(ratio "$split1_cpu" "$whole_cpu"); target <= 1.10)"
+echo "split, -j 2:  ${split2_wall} s wall: $(ratio "$split2_wall" "$whole_wall") x whole (target < 1)"

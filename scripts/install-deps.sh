@@ -11,7 +11,7 @@ packages=(
   qt6-base-dev qt6-image-formats-plugins libqt6svg6 libgl-dev
   libmp3lame-dev libtag1-dev libflac-dev libogg-dev libvorbis-dev
   libopus-dev libspeex-dev libspeexdsp-dev libsoxr-dev libwavpack-dev libmpcdec-dev
-  libmodplug-dev libsndfile1-dev libcue-dev
+  libmodplug-dev libsndfile1-dev libcue-dev libssl-dev
   libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev

@@ -20,6 +20,7 @@
 // step. No exception ever unwinds through libFLAC: the callbacks catch it,
 // abort the stream decoder, and it is rethrown once libFLAC has returned.
 
+#include "StreamSignature.h"
 #include "ZTDecoder.h"
 
 #include <FLAC/stream_decoder.h>
@@ -77,6 +78,8 @@ private:
     void rethrowPendingException();
 
     std::unique_ptr<FLAC__StreamDecoder, StreamDecoderDeleter> m_flac;
+    // The STREAMINFO signature, while the whole stream is read from its start.
+    std::unique_ptr<StreamSignature> m_signature;
     uint64_t m_totalSamples = 0;
     std::exception_ptr m_pendingException;
 };
