@@ -10,8 +10,8 @@
 # CPU seconds (user + system of the whole process, to the microsecond), the
 # best of nine rounds in which the variants take turns, so that a machine
 # whose load drifts weighs on all alike; read the ratios, not the seconds.
-# When perf can count them, the instructions each variant executes are shown
-# too: a count that the load of a shared machine hardly moves.
+# With Valgrind there, the instructions each variant executes are counted
+# too (once each, slowly): a figure the load of a shared machine does not blur.
 # The program runs with its own empty settings, never the user's.
 set -euo pipefail
 
@@ -51,13 +51,13 @@ print(f"{usage.ru_utime + usage.ru_stime:.4f}")
 PY
 }
 
-# instructions PROGRAM ARGS...: the instructions of one conversion (all
-# threads, user and kernel), or nothing when perf cannot count them.
+# instructions PROGRAM ARGS...: Valgrind's count of the instructions of one
+# conversion (every thread), or nothing without Valgrind.
 instructions() {
+    command -v valgrind >/dev/null || return 0
     rm -rf "$work/out" && mkdir -p "$work/out"
-    perf stat -x, -e instructions -o "$work/perf.csv" "$@" -f vbr:2 -j 1 -o "$work/out" "$work/in" \
-        >/dev/null 2>&1 || return 0
-    awk -F, '/instructions/ && $1 ~ /^[0-9]+$/ { print $1 }' "$work/perf.csv"
+    valgrind --tool=callgrind --callgrind-out-file=/dev/null "$@" -f vbr:2 -j 1 -o "$work/out" "$work/in" 2>&1 |
+        sed -n 's/.*Collected : \([0-9]*\).*/\1/p'
 }
 
 lower() { awk -v a="$1" -v b="$2" 'BEGIN { print (b == "" || a < b) ? a : b }'; }
@@ -92,6 +92,6 @@ for variant in "${variants[@]}"; do
     awk -v l="$variant" -v t="${best[$variant]}" -v r="$reference" -v n="${variants[0]}" \
         -v i="${counted[$variant]}" -v ir="$counted_reference" \
         'BEGIN { printf "  %-8s %8.4f s   %+6.2f %% against %s", l, t, 100 * (t - r) / r, n
-                 if (i != "" && ir != "") printf "   instructions %.4g (%+.2f %%)", i, 100 * (i - ir) / ir
+                 if (i != "" && ir != "") printf "   %.4g instructions (%+.2f %%)", i, 100 * (i - ir) / ir
                  printf "\n" }'
 done
