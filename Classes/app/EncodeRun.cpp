@@ -353,7 +353,7 @@ std::optional<QSet<QString>> EncodeRun::pendingAlbums() const
         if (!metadata) {
             return std::nullopt;
         }
-        albums.insert(AlbumLoudness::albumOf(metadata.get()));
+        albums.insert(AlbumLoudness::albumOf(metadata.get(), row->track()));
     }
     return albums;
 }

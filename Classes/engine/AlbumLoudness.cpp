@@ -22,14 +22,16 @@ QString tr(const char* text)
 
 } // namespace
 
-QString AlbumLoudness::albumOf(const AudioMetadata* metadata)
+QString AlbumLoudness::albumOf(const AudioMetadata* metadata, const std::optional<ImageTrack>& track)
 {
     if (!metadata) {
         return {};
     }
     const QString title = metadata->albumTitle().value_or(QString());
     if (title.trimmed().isEmpty()) {
-        return {};
+        // Named after the sheet's file, keyed by its path.
+        return track ? QFileInfo(track->sheetPath).fileName() + QChar(0x1F) + QChar(0x1F) + track->sheetPath
+                     : QString();
     }
     QString artist = metadata->albumArtist().value_or(QString());
     if (artist.trimmed().isEmpty()) {
@@ -53,13 +55,13 @@ void AlbumLoudness::rowFinished(const FileEncodeOperation& row)
         return;
     }
     const AudioMetadataPtr metadata = row.metadataIfRead();
-    const QString key = albumOf(metadata.get());
+    const QString key = albumOf(metadata.get(), row.track());
     if (key.isEmpty()) {
         return;
     }
     Album& album = m_albums[key];
     if (album.name.isEmpty()) {
-        const QString artist = key.section(QChar(0x1F), 1);
+        const QString artist = key.section(QChar(0x1F), 1, 1);
         album.name = artist.isEmpty() ? key.section(QChar(0x1F), 0, 0)
                                       : tr("%1 by %2").arg(key.section(QChar(0x1F), 0, 0), artist);
     }

@@ -1,7 +1,8 @@
 #pragma once
 // The albums of one run, for their ReplayGain album figures. An album is the
 // set of rows sharing album title and album artist (the track artist when
-// there is no album artist); rows without an album title belong to none.
+// there is no album artist); the tracks of one album image without an album
+// title are an album of their own; other rows without one belong to none.
 // Each output format makes an album of its own, as its MP3s hold their own
 // rendering of the audio.
 //
@@ -22,6 +23,7 @@
 // holds no pointer to a row or an operation. Failures to write are logged.
 
 #include "AudioMetadata.h"
+#include "ImageTrack.h"
 
 #include <QList>
 #include <QMap>
@@ -37,8 +39,9 @@ class TaggingThread;
 class AlbumLoudness
 {
 public:
-    // "Album Title" and its artist, as one key; empty for no album.
-    static QString albumOf(const AudioMetadata* metadata);
+    // "Album Title" and its artist, as one key (for a track of an image
+    // without an album title, its sheet); empty for no album.
+    static QString albumOf(const AudioMetadata* metadata, const std::optional<ImageTrack>& track);
 
     void clear() { m_albums.clear(); }
     // No album waits to be written (always so with album figures off).

@@ -880,4 +880,39 @@ TEST_F(SonabrikCliTest, ReplayGainOfMP3SourcesIsWrittenInPlace)
     }
 }
 
+// The tracks of an album image are an album, also when its sheet names none:
+// pink noise at three levels in one FLAC, split by a sheet beside it.
+TEST_F(SonabrikCliTest, TheTracksOfAnAlbumImageAreOneAlbum)
+{
+    QDir().mkpath(in());
+    QStringList pcm;
+    for (const QString& gain : kNoiseGains) {
+        pcm << pinkNoise(scratch.file(QStringLiteral("pcm/noise%1.wav").arg(gain)),
+                         gain.toLatin1().constData());
+    }
+    const QString whole = scratch.file(QStringLiteral("pcm/whole.wav"));
+    ASSERT_EQ(runTool(QStringLiteral("sox"), pcm + QStringList{whole}).exitCode, 0);
+    ASSERT_EQ(runTool(QStringLiteral("flac"),
+                      {QStringLiteral("-s"), QStringLiteral("-o"), in(QStringLiteral("image.flac")), whole})
+                  .exitCode,
+              0);
+    QFile sheet(in(QStringLiteral("image.cue")));
+    ASSERT_TRUE(sheet.open(QIODevice::WriteOnly));
+    sheet.write("FILE \"image.flac\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
+                " TRACK 02 AUDIO\n  INDEX 01 00:10:00\n TRACK 03 AUDIO\n  INDEX 01 00:20:00\n");
+    sheet.close();
+
+    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--replaygain"),
+                                  QStringLiteral("album"), QStringLiteral("-o"), out(), in()});
+    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
+    const QStringList mp3s = filesBelow(out());
+    ASSERT_EQ(mp3s, (QStringList{"image - 01.mp3", "image - 02.mp3", "image - 03.mp3"}));
+    const LoudnessReference album = loudnessByFFmpeg(whole);
+    for (qsizetype i = 0; i < mp3s.size(); ++i) {
+        const QMap<QString, QString> items = replayGainItems(out(mp3s[i]));
+        expectFigures(items, QStringLiteral("id3:REPLAYGAIN_TRACK"), loudnessByFFmpeg(pcm[i]), mp3s[i]);
+        expectFigures(items, QStringLiteral("id3:REPLAYGAIN_ALBUM"), album, mp3s[i]);
+    }
+}
+
 } // namespace
