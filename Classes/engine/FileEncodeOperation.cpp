@@ -242,14 +242,12 @@ void FileEncodeOperation::main()
         child->setTrack(m_track);
         child->setDelegate(m_delegate);
 
-        // Tags are read on the tagging thread, like every tag access of a run.
-        AudioMetadataPtr record;
+        // Tags are read on the tagging thread, like every tag access of a run;
+        // the record comes back through the row's lock, not this stack.
         if (m_delegate) {
-            m_delegate->taggingThread()->runAndWait([&] { record = metadata(); });
-        } else {
-            record = metadata();
+            m_delegate->taggingThread()->runAndWait([this] { metadata(); });
         }
-        child->setMetadata(record);
+        child->setMetadata(metadata());
 
         observe(child);
         m_children.append(child);
