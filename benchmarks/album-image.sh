@@ -42,17 +42,7 @@ ln "$work/whole/image.flac" "$work/split/image.flac"
 # the program and its threads, as the kernel accounts them).
 run() {
     rm -rf "$work/out"
-    python3 - "$cli" convert -j "$1" -f cbr:128 -o "$work/out" "$2" <<'PY'
-import os, sys, time
-start = time.monotonic()
-pid = os.posix_spawnp(sys.argv[1], sys.argv[1:], os.environ,
-                      file_actions=[(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0),
-                                    (os.POSIX_SPAWN_OPEN, 2, os.devnull, os.O_WRONLY, 0)])
-_, status, usage = os.wait4(pid, 0)
-if status != 0:
-    sys.exit("failed: " + " ".join(sys.argv[1:]))
-print(f"{time.monotonic() - start:.2f} {usage.ru_utime + usage.ru_stime:.2f}")
-PY
+    python3 "$root/benchmarks/best-of-five.py" --runs 1 --wall "$cli" convert -j "$1" -f cbr:128 -o "$work/out" "$2"
 }
 
 # Whole and split take turns, two rounds, and each keeps its best wall time

@@ -39,16 +39,7 @@ rm -f "$work/in.wav"
 # cpu PROGRAM ARGS...: the CPU seconds of one conversion into a fresh folder.
 cpu() {
     rm -rf "$work/out" && mkdir -p "$work/out"
-    python3 - "$@" -f vbr:2 -j 1 -o "$work/out" "$work/in" <<'PY'
-import os, sys
-pid = os.posix_spawnp(sys.argv[1], sys.argv[1:], os.environ,
-                      file_actions=[(os.POSIX_SPAWN_OPEN, 1, os.devnull, os.O_WRONLY, 0),
-                                    (os.POSIX_SPAWN_OPEN, 2, os.devnull, os.O_WRONLY, 0)])
-_, status, usage = os.wait4(pid, 0)
-if status != 0:
-    sys.exit("failed: " + " ".join(sys.argv[1:]))
-print(f"{usage.ru_utime + usage.ru_stime:.4f}")
-PY
+    python3 "$root/benchmarks/best-of-five.py" --runs 1 "$@" -f vbr:2 -j 1 -o "$work/out" "$work/in"
 }
 
 # instructions PROGRAM ARGS...: Valgrind's count of the instructions of one
