@@ -3,6 +3,7 @@
 // typed on standard input, Ctrl-C sent as a real SIGINT; ReplayGain figures
 // held against ffmpeg's loudness meter.
 
+#include "CliProgram.h"
 #include "Encoding.h"
 #include "Fixtures.h"
 #include "Pcm.h"
@@ -85,10 +86,12 @@ double duration(const QString& path)
 }
 
 // True once a file appears in folder (within 60 s).
+// Waits for one of the program's own temporary files in folder (a sanitizer's
+// runtime may put files of its own there as it starts).
 bool waitForFile(const QString& folder)
 {
     for (int i = 0; i < 6000; ++i) {
-        if (!QDir(folder).isEmpty(QDir::Files | QDir::Hidden)) {
+        if (!CliProgram::temporaryFilesIn(folder).isEmpty()) {
             return true;
         }
         QThread::msleep(10);
