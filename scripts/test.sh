@@ -31,16 +31,11 @@ build_and_test() {
 # vfork-style child shares the worker's memory and overwrites what the
 # runtime knows of that thread, so every later report about it is noise;
 # the two whose temporary folder is a 256 kB tmpfs see the very first write
-# there fail with ENOSPC when the program runs under the sanitizer. The
-# controller's album-gain test is left out while a report it gives is
-# looked into: the sanitizer sees no order between the making of the run's
-# output format on the main thread and its reading on the tagging thread,
-# which the hand-over of every tag write through BlockingCall should give.
+# there fail with ENOSPC when the program runs under the sanitizer.
 tsan_targets="test_app test_engine test_cli sonabrik-cli"
 tsan_skipped="EncodeOperation\.cancelledEncodeRemovesItsTemporaryFile"
 tsan_skipped+="|CliFaults\.TagsThatDoNotFitOnTheTemporaryDiskFailTheirFile"
 tsan_skipped+="|Faults/CliFullDisk\.TheFileThatDoesNotFitFailsAlone/TemporaryFolder"
-tsan_skipped+="|ApplicationControllerTest\.AnAlbumsReplayGainIsWrittenOnceItsLastRowFinished"
 tsan_tests="-L ^(app|engine|cli)$ -E ^($tsan_skipped)$"
 
 status=0
