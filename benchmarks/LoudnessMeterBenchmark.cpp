@@ -2,12 +2,14 @@
 // chunks of planar stereo PCM (pink-ish noise, 44.1 kHz, the chunk sizes the
 // MP3 encoder reads), so their frames per second read as the share of the
 // conversion that ReplayGain adds (benchmarks/replaygain-cost.sh times the
-// whole conversion).
+// whole conversion). libebur128 takes the same chunks, as it would be fed
+// in place of our meter: interleaved, in the modes ReplayGain needs.
 
 #include "LoudnessMeter.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
+#include <ebur128.h>
 #include <lame/lame.h>
 #include <memory>
 #include <random>
@@ -48,6 +50,34 @@ template <class Sample> void meter(benchmark::State& state)
     state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(kFrames));
 }
 
+struct StateDeleter
+{
+    void operator()(ebur128_state* state) const { ebur128_destroy(&state); }
+};
+
+void libebur128(benchmark::State& state)
+{
+    const std::vector<short> left = noise<short>(1), right = noise<short>(2);
+    const size_t chunk = size_t(state.range(0));
+    std::vector<short> interleaved(chunk * 2);
+    for (auto _ : state) {
+        const std::unique_ptr<ebur128_state, StateDeleter> meter(
+            ebur128_init(2, kRate, EBUR128_MODE_I | EBUR128_MODE_SAMPLE_PEAK | EBUR128_MODE_HISTOGRAM));
+        for (size_t at = 0; at < kFrames; at += chunk) {
+            const size_t frames = std::min(chunk, kFrames - at);
+            for (size_t i = 0; i < frames; ++i) {
+                interleaved[2 * i] = left[at + i];
+                interleaved[2 * i + 1] = right[at + i];
+            }
+            ebur128_add_frames_short(meter.get(), interleaved.data(), frames);
+        }
+        double loudness = 0;
+        ebur128_loudness_global(meter.get(), &loudness);
+        benchmark::DoNotOptimize(loudness);
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(kFrames));
+}
+
 struct LameDeleter
 {
     void operator()(lame_global_flags* gfp) const { lame_close(gfp); }
@@ -81,4 +111,5 @@ void lameV2(benchmark::State& state)
 // 16-bit chunks of 64 KiB and 24/32-bit chunks of 128 KiB hold 16384 frames.
 BENCHMARK(meter<short>)->Arg(16384)->Unit(benchmark::kMillisecond);
 BENCHMARK(meter<int>)->Arg(16384)->Unit(benchmark::kMillisecond);
+BENCHMARK(libebur128)->Arg(16384)->Unit(benchmark::kMillisecond);
 BENCHMARK(lameV2)->Arg(16384)->Unit(benchmark::kMillisecond);

@@ -14,7 +14,7 @@ packages=(
   libmodplug-dev libsndfile1-dev libcue-dev libssl-dev
   libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
   # tests and benchmarks
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libebur128-dev
   sox flac lame vorbis-tools opus-tools speex wavpack musepack-tools ffmpeg sndfile-programs
   python3 python3-mutagen xvfb xauth time
   # screenshots of the desktop program
