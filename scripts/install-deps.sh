@@ -6,7 +6,7 @@ set -euo pipefail
 
 packages=(
   # build
-  build-essential cmake ninja-build pkg-config
+  build-essential cmake ninja-build pkg-config ccache
   # libraries
   qt6-base-dev qt6-image-formats-plugins libqt6svg6 libgl-dev
   libmp3lame-dev libtag1-dev libflac-dev libogg-dev libvorbis-dev

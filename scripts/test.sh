@@ -3,7 +3,8 @@
 # the whole suite as shipped (build/) and with AddressSanitizer and
 # UndefinedBehaviorSanitizer (build-asan/), then the threaded parts (the
 # controller, the engine and the command-line program) with ThreadSanitizer
-# (build-tsan/). Fails when any run fails.
+# (build-tsan/). Fails when any run fails. The sanitizer trees read the
+# test audio build/ generated rather than generating it again.
 set -uo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -25,8 +26,7 @@ build_and_test() {
     (cd "$root/$dir" && ctest -j "$jobs" --output-on-failure $selection)
 }
 
-# The ThreadSanitizer tree builds only the threaded programs and reads the
-# test audio build/ generated. Three tests are left out, for reasons outside
+# The ThreadSanitizer tree builds only the threaded programs. Three tests are left out, for reasons outside
 # the program: one has a worker thread start /bin/rm through QProcess, whose
 # vfork-style child shares the worker's memory and overwrites what the
 # runtime knows of that thread, so every later report about it is noise;
@@ -40,7 +40,8 @@ tsan_tests="-L ^(app|engine|cli)$ -E ^($tsan_skipped)$"
 
 status=0
 build_and_test build "" "" || status=1
-build_and_test build-asan "" "" -DSONABRIK_SANITIZE=ON -DSONABRIK_BUILD_BENCHMARKS=OFF || status=1
+build_and_test build-asan "" "" -DSONABRIK_SANITIZE=ON -DSONABRIK_BUILD_BENCHMARKS=OFF \
+    -DSONABRIK_FIXTURE_DIR="$root/build/fixtures" || status=1
 build_and_test build-tsan "$tsan_targets" "$tsan_tests" -DSONABRIK_TSAN=ON -DSONABRIK_BUILD_BENCHMARKS=OFF \
     -DSONABRIK_FIXTURE_DIR="$root/build/fixtures" || status=1
 if [ $status -eq 0 ]; then
