@@ -23,6 +23,8 @@
 #include <optional>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QStringList filesBelow(const QString& folder)
@@ -44,10 +46,8 @@ QStringList filesBelow(const QString& folder)
 
 double durationOf(const QString& path)
 {
-    const ToolResult probe =
-        runTool(QStringLiteral("ffprobe"),
-                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                 QStringLiteral("format=duration"), QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
+    const ToolResult probe = runTool(u"ffprobe"_s, {u"-v"_s, u"error"_s, u"-show_entries"_s,
+                                                    u"format=duration"_s, u"-of"_s, u"csv=p=0"_s, path});
     return probe.exitCode == 0 ? probe.standardOutput.trimmed().toDouble() : -1;
 }
 
@@ -57,8 +57,8 @@ protected:
     void SetUp() override
     {
         QDir().mkpath(out());
-        prefs.set(QStringLiteral("destinationDirectory"), out());
-        prefs.set(QStringLiteral("numProcesses"), 2);
+        prefs.set(u"destinationDirectory"_s, out());
+        prefs.set(u"numProcesses"_s, 2);
         controller.awakeFromNib();
         QObject::connect(&controller, &ApplicationController::runFinished, [this] { ++runsFinished; });
         QObject::connect(&controller, &ApplicationController::parsingFinished, [this] { ++parses; });
@@ -69,12 +69,12 @@ protected:
                          });
     }
 
-    QString out() const { return scratch.file(QStringLiteral("out")); }
+    QString out() const { return scratch.file(u"out"_s); }
 
     // A copy of a generated file in the scratch folder.
     QString source(const QString& fixture, const QString& relative)
     {
-        const QString path = scratch.file(QStringLiteral("in/") + relative);
+        const QString path = scratch.file(u"in/"_s + relative);
         QDir().mkpath(QFileInfo(path).path());
         QFile::remove(path);
         EXPECT_TRUE(QFile::copy(Fixtures::generated(fixture), path));
@@ -113,18 +113,18 @@ protected:
 
 TEST_F(ApplicationControllerTest, IntakeWalksFoldersWithoutHiddenFilesAndRefusesOnlyEarlierDuplicates)
 {
-    const QString first = source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("Album/CD1/01.flac"));
-    source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("Album/LOUD.MP3"));
-    source(QStringLiteral("ctl-short.wav"), QStringLiteral("Album/.hidden.wav"));
-    source(QStringLiteral("ctl-short.wav"), QStringLiteral("Album/.cache/inside.wav"));
-    QFile notes(scratch.file(QStringLiteral("in/Album/notes.txt")));
+    const QString first = source(u"ctl-tagged.flac"_s, u"Album/CD1/01.flac"_s);
+    source(u"ctl-tagged.mp3"_s, u"Album/LOUD.MP3"_s);
+    source(u"ctl-short.wav"_s, u"Album/.hidden.wav"_s);
+    source(u"ctl-short.wav"_s, u"Album/.cache/inside.wav"_s);
+    QFile notes(scratch.file(u"in/Album/notes.txt"_s));
     ASSERT_TRUE(notes.open(QIODevice::WriteOnly));
     notes.close();
-    const QString album = scratch.file(QStringLiteral("in/Album"));
+    const QString album = scratch.file(u"in/Album"_s);
 
     // The folder and a file inside it in one drop: the file comes twice.
     queue({album, first});
-    EXPECT_EQ(rows().paths(), (QStringList{first, album + QStringLiteral("/LOUD.MP3"), first}));
+    EXPECT_EQ(rows().paths(), (QStringList{first, album + u"/LOUD.MP3"_s, first}));
     EXPECT_EQ(rows().at(0)->topLevelPath(), album);
     EXPECT_EQ(rows().at(2)->topLevelPath(), first);
     EXPECT_TRUE(controller.containsMP3Files());
@@ -145,7 +145,7 @@ TEST_F(ApplicationControllerTest, RunStartsAtMostNumProcessesAndRemovesFinishedR
 {
     QStringList paths;
     for (int i = 1; i <= 5; ++i) {
-        paths << source(QStringLiteral("ctl-short.wav"), QStringLiteral("f%1.wav").arg(i));
+        paths << source(u"ctl-short.wav"_s, u"f%1.wav"_s.arg(i));
     }
     queue(paths);
     run();
@@ -155,37 +155,33 @@ TEST_F(ApplicationControllerTest, RunStartsAtMostNumProcessesAndRemovesFinishedR
     EXPECT_EQ(rows().count(), 0);
     EXPECT_FALSE(controller.encoderRunning());
     EXPECT_EQ(filesBelow(out()), (QStringList{"f1.mp3", "f2.mp3", "f3.mp3", "f4.mp3", "f5.mp3"}));
-    EXPECT_NEAR(durationOf(out() + QStringLiteral("/f3.mp3")), 0.5, 0.06);
+    EXPECT_NEAR(durationOf(out() + u"/f3.mp3"_s), 0.5, 0.06);
 }
 
 // An album's ReplayGain is written as soon as no row still to run belongs
 // to it: the first album's MP3s carry theirs while the second converts.
 TEST_F(ApplicationControllerTest, AnAlbumsReplayGainIsWrittenOnceItsLastRowFinished)
 {
-    prefs.set(QStringLiteral("numProcesses"), 1);
-    prefs.set(QStringLiteral("replayGain"), 2);
+    prefs.set(u"numProcesses"_s, 1);
+    prefs.set(u"replayGain"_s, 2);
     QStringList paths;
     // Made on a thread of their own: sox and flac start vfork-style, and a
     // child that shares the main thread's memory until exec leaves
     // ThreadSanitizer's record of that thread without the order it has with
     // the run's threads (it then reports the run's settings as a race).
     std::thread([&] {
-        for (const QString name : {QStringLiteral("a1"), QStringLiteral("a2"), QStringLiteral("b1")}) {
-            const QString wav = scratch.file(name + QStringLiteral(".wav"));
-            ASSERT_EQ(runTool(QStringLiteral("sox"),
-                              {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                               QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
-                               QStringLiteral("16"), wav, QStringLiteral("synth"), QStringLiteral("1"),
-                               QStringLiteral("pinknoise")})
+        for (const QString& name : {u"a1"_s, u"a2"_s, u"b1"_s}) {
+            const QString wav = scratch.file(name + u".wav"_s);
+            ASSERT_EQ(runTool(u"sox"_s, {u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"2"_s, u"-b"_s, u"16"_s, wav,
+                                         u"synth"_s, u"1"_s, u"pinknoise"_s})
                           .exitCode,
                       0);
-            paths << scratch.file(QStringLiteral("in/") + name + QStringLiteral(".flac"));
+            paths << scratch.file(u"in/"_s + name + u".flac"_s);
             QDir().mkpath(QFileInfo(paths.last()).path());
-            ASSERT_EQ(runTool(QStringLiteral("flac"),
-                              {QStringLiteral("-s"), QStringLiteral("--tag=ALBUM=") + name.left(1),
-                               QStringLiteral("-o"), paths.last(), wav})
-                          .exitCode,
-                      0);
+            ASSERT_EQ(
+                runTool(u"flac"_s, {u"-s"_s, u"--tag=ALBUM="_s + name.left(1), u"-o"_s, paths.last(), wav})
+                    .exitCode,
+                0);
         }
     }).join();
     queue(paths);
@@ -194,33 +190,32 @@ TEST_F(ApplicationControllerTest, AnAlbumsReplayGainIsWrittenOnceItsLastRowFinis
         rows().at(i)->metadata();
     }
     const auto hasAlbumGain = [&](const QString& path) {
-        return Mutagen::dump(path).contains(QStringLiteral("TXXX:REPLAYGAIN_ALBUM_GAIN"));
+        return Mutagen::dump(path).contains(u"TXXX:REPLAYGAIN_ALBUM_GAIN"_s);
     };
     // The outputs as they are when b1's row finishes, read once the run is
     // over: no process is started while the run's threads work.
-    const QString then = scratch.file(QStringLiteral("then"));
+    const QString then = scratch.file(u"then"_s);
     QDir().mkpath(then);
     QObject::connect(&controller, &ApplicationController::operationFinished, [&](FileEncodeOperation* row) {
-        if (row->inFilePath().endsWith(QStringLiteral("b1.flac"))) {
-            for (const QString name :
-                 {QStringLiteral("a1.mp3"), QStringLiteral("a2.mp3"), QStringLiteral("b1.mp3")}) {
+        if (row->inFilePath().endsWith(u"b1.flac"_s)) {
+            for (const QString& name : {u"a1.mp3"_s, u"a2.mp3"_s, u"b1.mp3"_s}) {
                 QFile::copy(out() + u'/' + name, then + u'/' + name);
             }
         }
     });
     run();
-    EXPECT_TRUE(hasAlbumGain(then + QStringLiteral("/a1.mp3")));
-    EXPECT_TRUE(hasAlbumGain(then + QStringLiteral("/a2.mp3")));
-    EXPECT_FALSE(hasAlbumGain(then + QStringLiteral("/b1.mp3")));
-    EXPECT_TRUE(hasAlbumGain(out() + QStringLiteral("/b1.mp3")));
+    EXPECT_TRUE(hasAlbumGain(then + u"/a1.mp3"_s));
+    EXPECT_TRUE(hasAlbumGain(then + u"/a2.mp3"_s));
+    EXPECT_FALSE(hasAlbumGain(then + u"/b1.mp3"_s));
+    EXPECT_TRUE(hasAlbumGain(out() + u"/b1.mp3"_s));
 }
 
 TEST_F(ApplicationControllerTest, KeptRowsAreResetUnlessTheOriginalsAreDeleted)
 {
-    prefs.set(QStringLiteral("keepFilesInQueueAfterEncoding"), true);
+    prefs.set(u"keepFilesInQueueAfterEncoding"_s, true);
     QStringList paths;
     for (int i = 1; i <= 4; ++i) {
-        paths << source(QStringLiteral("ctl-short.wav"), QStringLiteral("k%1.wav").arg(i));
+        paths << source(u"ctl-short.wav"_s, u"k%1.wav"_s.arg(i));
     }
     queue(paths);
     run();
@@ -235,8 +230,8 @@ TEST_F(ApplicationControllerTest, KeptRowsAreResetUnlessTheOriginalsAreDeleted)
     // With the originals deleted nothing stays, and the sources go to the
     // Trash; a source queued twice goes there only after its second row.
     controller.addFileEncodeOperationToQueue(paths.first(), paths.first());
-    prefs.set(QStringLiteral("deleteOriginal"), true);
-    prefs.set(QStringLiteral("overwriteOutputFiles"), false);
+    prefs.set(u"deleteOriginal"_s, true);
+    prefs.set(u"overwriteOutputFiles"_s, false);
     run();
     EXPECT_EQ(controller.failedEncodes(), 0);
     EXPECT_EQ(controller.successfulEncodes(), 5);
@@ -245,122 +240,118 @@ TEST_F(ApplicationControllerTest, KeptRowsAreResetUnlessTheOriginalsAreDeleted)
     for (const QString& path : paths) {
         EXPECT_FALSE(QFileInfo::exists(path)) << path.toStdString();
     }
-    const QString trash = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-                          QStringLiteral("/Trash/files");
-    EXPECT_TRUE(QFileInfo::exists(trash + QStringLiteral("/k1.wav")));
+    const QString trash =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash/files"_s;
+    EXPECT_TRUE(QFileInfo::exists(trash + u"/k1.wav"_s));
 }
 
 TEST_F(ApplicationControllerTest, FailuresAreCountedAndReported)
 {
-    const QString cut = source(QStringLiteral("dec-16-2ch-truncated.flac"), QStringLiteral("cut.flac"));
-    queue({source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("a.flac")),
-           source(QStringLiteral("ctl-corrupt.flac"), QStringLiteral("broken.flac")), cut,
-           source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("c.ogg"))});
+    const QString cut = source(u"dec-16-2ch-truncated.flac"_s, u"cut.flac"_s);
+    queue({source(u"ctl-tagged.flac"_s, u"a.flac"_s), source(u"ctl-corrupt.flac"_s, u"broken.flac"_s), cut,
+           source(u"ctl-tone.ogg"_s, u"c.ogg"_s)});
     // Two formats per file: the counts are the rows' own sums. A source cut
     // short is written, counted among the damaged, kept on disk even with
     // the originals deleted, and its row stays in the queue, marked.
     controller.encoderSettingsList().append(mp3Format(EncoderSettings::CBR, 64));
-    prefs.set(QStringLiteral("deleteOriginal"), true);
+    prefs.set(u"deleteOriginal"_s, true);
     ui.answers = {{AlertSecondButtonReturn, false}};
     run();
     EXPECT_EQ(controller.failedEncodes(), 2);
     EXPECT_EQ(controller.successfulEncodes(), 6);
     EXPECT_EQ(controller.damagedEncodes(), 2);
-    ASSERT_EQ(ui.alertMessages(), QStringList{QStringLiteral("Failed To Encode 2 of 8 Files.")});
-    EXPECT_EQ(ui.alerts.first().informativeText,
-              QStringLiteral("2 of 8 files written from a damaged source."));
-    EXPECT_EQ(ui.alerts.first().buttons, (QStringList{QStringLiteral("OK"), QStringLiteral("Show Report")}));
-    ASSERT_TRUE(waitUntil([&] { return ui.calls.contains(QStringLiteral("showErrorLog")); }));
+    ASSERT_EQ(ui.alertMessages(), QStringList{u"Failed To Encode 2 of 8 Files."_s});
+    EXPECT_EQ(ui.alerts.first().informativeText, u"2 of 8 files written from a damaged source."_s);
+    EXPECT_EQ(ui.alerts.first().buttons, (QStringList{u"OK"_s, u"Show Report"_s}));
+    ASSERT_TRUE(waitUntil([&] { return ui.calls.contains(u"showErrorLog"_s); }));
     EXPECT_EQ(filesBelow(out()),
               (QStringList{"a 2.mp3", "a.mp3", "c 2.mp3", "c.mp3", "cut 2.mp3", "cut.mp3"}));
     EXPECT_TRUE(QFileInfo::exists(cut));
-    EXPECT_FALSE(QFileInfo::exists(scratch.file(QStringLiteral("in/a.flac"))));
+    EXPECT_FALSE(QFileInfo::exists(scratch.file(u"in/a.flac"_s)));
     ASSERT_EQ(rows().count(), 1);
     FileEncodeOperation* row = rows().at(0);
     EXPECT_EQ(row->inFilePath(), cut);
     EXPECT_TRUE(row->sourceDamaged());
-    EXPECT_EQ(row->currentStatus(), QStringLiteral("cut.flac - Converted from a damaged source"));
+    EXPECT_EQ(row->currentStatus(), u"cut.flac - Converted from a damaged source"_s);
     // A second run converts it again, unmarked until it is found damaged.
-    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
+    prefs.set(u"overwriteOutputFiles"_s, true);
     ui.answers = {{AlertFirstButtonReturn, false}};
     run();
     EXPECT_EQ(controller.damagedEncodes(), 2);
-    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("2 of 2 files written from a damaged source."));
+    EXPECT_EQ(ui.alertMessages().last(), u"2 of 2 files written from a damaged source."_s);
 }
 
 TEST_F(ApplicationControllerTest, StartChecksRefuseBeforeAnythingRuns)
 {
     controller.encode();
-    EXPECT_EQ(ui.calls, QStringList{QStringLiteral("beep")});
+    EXPECT_EQ(ui.calls, QStringList{u"beep"_s});
 
-    const QString mp3 = source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3"));
+    const QString mp3 = source(u"ctl-tagged.mp3"_s, u"t.mp3"_s);
     queue({mp3});
     controller.encoderSettingsList().first()->setEnabled(false);
     controller.encodeFilesMenuItemSelected();
-    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("No Output Formats Enabled."));
+    EXPECT_EQ(ui.alertMessages().last(), u"No Output Formats Enabled."_s);
 
-    prefs.set(QStringLiteral("destinationDirectory"), QDir::homePath() + QStringLiteral("/Music/iTunes/Out"));
-    QDir().mkpath(QDir::homePath() + QStringLiteral("/Music/iTunes/Out"));
+    prefs.set(u"destinationDirectory"_s, QDir::homePath() + u"/Music/iTunes/Out"_s);
+    QDir().mkpath(QDir::homePath() + u"/Music/iTunes/Out"_s);
     controller.encodeFilesMenuItemSelected();
-    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("No Output Formats Enabled."));
+    EXPECT_EQ(ui.alertMessages().last(), u"No Output Formats Enabled."_s);
     // A metadata-only run needs no enabled format, but still a usable folder.
     controller.updateMetadataMenuItemSelected();
-    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("Invalid Output Folder."));
-    prefs.set(QStringLiteral("destinationDirectory"), scratch.file(QStringLiteral("missing")));
+    EXPECT_EQ(ui.alertMessages().last(), u"Invalid Output Folder."_s);
+    prefs.set(u"destinationDirectory"_s, scratch.file(u"missing"_s));
     controller.updateMetadataMenuItemSelected();
-    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("Output Folder Not Found"));
-    EXPECT_EQ(ui.calls.count(QStringLiteral("showPreferences")), 2);
+    EXPECT_EQ(ui.alertMessages().last(), u"Output Folder Not Found"_s);
+    EXPECT_EQ(ui.calls.count(u"showPreferences"_s), 2);
     EXPECT_EQ(rows().count(), 1);
     EXPECT_FALSE(controller.encoderRunning());
 
-    prefs.set(QStringLiteral("destinationDirectory"), out());
+    prefs.set(u"destinationDirectory"_s, out());
     run(true);
     EXPECT_EQ(controller.successfulEncodes(), 1);
     EXPECT_TRUE(filesBelow(out()).isEmpty());
 
     // A file where the folder should be is no missing folder: the run starts
     // and the output fails to make its folder, with that failure logged.
-    const QString inTheWay = scratch.file(QStringLiteral("in-the-way"));
+    const QString inTheWay = scratch.file(u"in-the-way"_s);
     QFile blocker(inTheWay);
     ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
     blocker.write("mine");
     blocker.close();
-    prefs.set(QStringLiteral("destinationDirectory"), inTheWay);
+    prefs.set(u"destinationDirectory"_s, inTheWay);
     controller.encoderSettingsList().first()->setEnabled(true);
-    queue({source(QStringLiteral("ctl-short.wav"), QStringLiteral("w.wav"))});
+    queue({source(u"ctl-short.wav"_s, u"w.wav"_s)});
     ui.alerts.clear();
     run();
-    EXPECT_EQ(ui.alertMessages(), QStringList{QStringLiteral("Failed To Encode 1 of 1 Files.")});
-    EXPECT_TRUE(ErrorLog::shared()->errorLogAsString().contains(
-        QStringLiteral("Could Not Move Encoded File To Folder")))
+    EXPECT_EQ(ui.alertMessages(), QStringList{u"Failed To Encode 1 of 1 Files."_s});
+    EXPECT_TRUE(ErrorLog::shared()->errorLogAsString().contains(u"Could Not Move Encoded File To Folder"_s))
         << ErrorLog::shared()->errorLogAsString().toStdString();
     EXPECT_EQ(fileBytes(inTheWay), QByteArray("mine"));
 }
 
 TEST_F(ApplicationControllerTest, OverwriteAnswersApplyToTheBatchOnlyWhenTicked)
 {
-    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
-    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
-    prefs.set(QStringLiteral("numProcesses"), 1);
+    prefs.set(u"overwriteOutputFiles"_s, true);
+    prefs.set(u"promptBeforeOverwriting"_s, true);
+    prefs.set(u"numProcesses"_s, 1);
     QStringList paths;
     for (const char* name : {"o1", "o2", "o3"}) {
-        paths << source(QStringLiteral("ctl-short.wav"), QString::fromLatin1(name) + QStringLiteral(".wav"));
-        QFile existing(out() + u'/' + QString::fromLatin1(name) + QStringLiteral(".mp3"));
+        paths << source(u"ctl-short.wav"_s, QString::fromLatin1(name) + u".wav"_s);
+        QFile existing(out() + u'/' + QString::fromLatin1(name) + u".mp3"_s);
         ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
         existing.write("old");
     }
-    prefs.set(QStringLiteral("keepFilesInQueueAfterEncoding"), true);
+    prefs.set(u"keepFilesInQueueAfterEncoding"_s, true);
     queue(paths);
 
     // "Skip" with the box ticked: one question for the whole batch.
     ui.answers = {{AlertThirdButtonReturn, true}};
     run();
     ASSERT_EQ(ui.alerts.size(), 1);
-    EXPECT_EQ(ui.alerts.first().messageText, QStringLiteral("The file \"o1.mp3\" already exists."));
-    EXPECT_EQ(ui.alerts.first().buttons,
-              (QStringList{QStringLiteral("No"), QStringLiteral("Yes"), QStringLiteral("Skip")}));
-    EXPECT_EQ(ui.alerts.first().suppressionTitle, QStringLiteral("Apply to all in this batch"));
-    EXPECT_EQ(fileBytes(out() + QStringLiteral("/o3.mp3")), QByteArray("old"));
+    EXPECT_EQ(ui.alerts.first().messageText, u"The file \"o1.mp3\" already exists."_s);
+    EXPECT_EQ(ui.alerts.first().buttons, (QStringList{u"No"_s, u"Yes"_s, u"Skip"_s}));
+    EXPECT_EQ(ui.alerts.first().suppressionTitle, u"Apply to all in this batch"_s);
+    EXPECT_EQ(fileBytes(out() + u"/o3.mp3"_s), QByteArray("old"));
 
     // A new run asks again: "Yes" overwrites, "No" writes beside, "Skip" keeps.
     ui.alerts.clear();
@@ -368,10 +359,10 @@ TEST_F(ApplicationControllerTest, OverwriteAnswersApplyToTheBatchOnlyWhenTicked)
         {AlertSecondButtonReturn, false}, {AlertFirstButtonReturn, false}, {AlertThirdButtonReturn, false}};
     run();
     EXPECT_EQ(ui.alerts.size(), 3);
-    EXPECT_NEAR(durationOf(out() + QStringLiteral("/o1.mp3")), 0.5, 0.06);
-    EXPECT_EQ(fileBytes(out() + QStringLiteral("/o2.mp3")), QByteArray("old"));
-    EXPECT_NEAR(durationOf(out() + QStringLiteral("/o2 2.mp3")), 0.5, 0.06);
-    EXPECT_EQ(fileBytes(out() + QStringLiteral("/o3.mp3")), QByteArray("old"));
+    EXPECT_NEAR(durationOf(out() + u"/o1.mp3"_s), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out() + u"/o2.mp3"_s), QByteArray("old"));
+    EXPECT_NEAR(durationOf(out() + u"/o2 2.mp3"_s), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out() + u"/o3.mp3"_s), QByteArray("old"));
     EXPECT_EQ(controller.successfulEncodes(), 3);
 
     // Two at a time, only o1 asked: o2 and o3 finish (and are reset, being
@@ -380,7 +371,7 @@ TEST_F(ApplicationControllerTest, OverwriteAnswersApplyToTheBatchOnlyWhenTicked)
     for (const char* name : {"o2.mp3", "o2 2.mp3", "o3.mp3"}) {
         ASSERT_TRUE(QFile::remove(out() + u'/' + QString::fromLatin1(name)));
     }
-    prefs.set(QStringLiteral("numProcesses"), 2);
+    prefs.set(u"numProcesses"_s, 2);
     ui.alerts.clear();
     ui.holdSheets = true;
     const int finishedBefore = finished;
@@ -396,26 +387,25 @@ TEST_F(ApplicationControllerTest, OverwriteAnswersApplyToTheBatchOnlyWhenTicked)
 
 TEST_F(ApplicationControllerTest, CancelKeepsRowsReadyAndLeavesNoPartialFiles)
 {
-    prefs.set(QStringLiteral("numProcesses"), 1);
-    const QString temporary = scratch.file(QStringLiteral("tmp"));
+    prefs.set(u"numProcesses"_s, 1);
+    const QString temporary = scratch.file(u"tmp"_s);
     QDir().mkpath(temporary);
     qputenv("TMPDIR", QFile::encodeName(temporary));
-    queue({source(QStringLiteral("ctl-long.wav"), QStringLiteral("l1.wav")),
-           source(QStringLiteral("ctl-long.wav"), QStringLiteral("l2.wav"))});
+    queue({source(u"ctl-long.wav"_s, u"l1.wav"_s), source(u"ctl-long.wav"_s, u"l2.wav"_s)});
     controller.encodeFilesMenuItemSelected();
     ASSERT_TRUE(waitUntil([&] { return rows().at(0)->percentComplete() > 0; }));
 
     // While it runs, a drop beeps and adds nothing, the window stays, and
     // quitting asks first; the default answer keeps the run going.
-    controller.applicationOpenFiles({source(QStringLiteral("ctl-short.wav"), QStringLiteral("late.wav"))});
-    ASSERT_TRUE(waitUntil([&] { return ui.calls.contains(QStringLiteral("beep")); }));
+    controller.applicationOpenFiles({source(u"ctl-short.wav"_s, u"late.wav"_s)});
+    ASSERT_TRUE(waitUntil([&] { return ui.calls.contains(u"beep"_s); }));
     EXPECT_EQ(rows().count(), 2);
     EXPECT_FALSE(controller.windowShouldClose());
     std::optional<bool> terminate;
     controller.applicationShouldTerminate([&](bool answer) { terminate = answer; });
     ASSERT_TRUE(waitUntil([&] { return terminate.has_value(); }));
     EXPECT_FALSE(*terminate);
-    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("There Are Still Operations In Progress."));
+    EXPECT_EQ(ui.alertMessages().last(), u"There Are Still Operations In Progress."_s);
     EXPECT_TRUE(controller.encoderRunning());
 
     controller.cancel();
@@ -445,17 +435,17 @@ TEST_F(ApplicationControllerTest, EncodeButtonIsEnabledAgainAfterEveryKindOfCanc
     const auto buttonIsEncodeAndEnabled = [&] { return !ui.encodeButtonCancels && ui.encodeButtonEnabled; };
     QStringList paths;
     for (const char* name : {"c1.wav", "c2.wav", "c3.wav"}) {
-        paths << source(QStringLiteral("ctl-short.wav"), QString::fromLatin1(name));
+        paths << source(u"ctl-short.wav"_s, QString::fromLatin1(name));
     }
 
     // A parse stopped after its first row.
     cancelOn(&OperationsArrayController::operationInserted);
-    queue({scratch.file(QStringLiteral("in"))});
+    queue({scratch.file(u"in"_s)});
     EXPECT_EQ(rows().paths(), QStringList{paths.first()});
     EXPECT_TRUE(buttonIsEncodeAndEnabled());
 
     // A removal stopped after its first row (removal goes from the last).
-    queue({scratch.file(QStringLiteral("in"))});
+    queue({scratch.file(u"in"_s)});
     ASSERT_EQ(rows().count(), 3);
     cancelOn(&OperationsArrayController::operationRemoved);
     controller.clear();
@@ -465,10 +455,10 @@ TEST_F(ApplicationControllerTest, EncodeButtonIsEnabledAgainAfterEveryKindOfCanc
 
     // A run whose only running row waits for the overwrite answer: the
     // cancel ends the run before it returns.
-    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
-    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
-    prefs.set(QStringLiteral("numProcesses"), 1);
-    QFile existing(out() + QStringLiteral("/c1.mp3"));
+    prefs.set(u"overwriteOutputFiles"_s, true);
+    prefs.set(u"promptBeforeOverwriting"_s, true);
+    prefs.set(u"numProcesses"_s, 1);
+    QFile existing(out() + u"/c1.mp3"_s);
     ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
     existing.write("old");
     existing.close();
@@ -481,25 +471,24 @@ TEST_F(ApplicationControllerTest, EncodeButtonIsEnabledAgainAfterEveryKindOfCanc
     EXPECT_FALSE(controller.encoderRunning());
     EXPECT_TRUE(buttonIsEncodeAndEnabled());
     EXPECT_EQ(rows().count(), 2);
-    EXPECT_EQ(filesBelow(out()), QStringList{QStringLiteral("c1.mp3")});
-    EXPECT_EQ(fileBytes(out() + QStringLiteral("/c1.mp3")), QByteArray("old"));
+    EXPECT_EQ(filesBelow(out()), QStringList{u"c1.mp3"_s});
+    EXPECT_EQ(fileBytes(out() + u"/c1.mp3"_s), QByteArray("old"));
 }
 
 TEST_F(ApplicationControllerTest, MetadataOnlyRenamesNeverTakeAnotherFilesPlace)
 {
     // Beside their sources, named by their title: both copies are called
     // "Old Title" by their tags.
-    prefs.set(QStringLiteral("outputSameAsSource"), true);
-    prefs.set(QStringLiteral("useCustomNamingScheme"), true);
-    prefs.set(QStringLiteral("customNamingScheme"), QStringLiteral("{trackTitle}"));
-    prefs.set(QStringLiteral("renameAfterUpdatingMetadata"), true);
-    prefs.set(QStringLiteral("overwriteOutputFiles"), false);
-    const QString trash = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-                          QStringLiteral("/Trash/files");
+    prefs.set(u"outputSameAsSource"_s, true);
+    prefs.set(u"useCustomNamingScheme"_s, true);
+    prefs.set(u"customNamingScheme"_s, u"{trackTitle}"_s);
+    prefs.set(u"renameAfterUpdatingMetadata"_s, true);
+    prefs.set(u"overwriteOutputFiles"_s, false);
+    const QString trash =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash/files"_s;
     const QStringList trashedBefore = filesBelow(trash);
-    const QString in = scratch.file(QStringLiteral("in"));
-    queue({source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("a.mp3")),
-           source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("b.mp3"))});
+    const QString in = scratch.file(u"in"_s);
+    queue({source(u"ctl-tagged.mp3"_s, u"a.mp3"_s), source(u"ctl-tagged.mp3"_s, u"b.mp3"_s)});
     run(true);
     EXPECT_EQ(controller.successfulEncodes(), 2);
     EXPECT_EQ(filesBelow(in), (QStringList{"Old Title 2.mp3", "Old Title.mp3"}));
@@ -509,21 +498,20 @@ TEST_F(ApplicationControllerTest, MetadataOnlyRenamesNeverTakeAnotherFilesPlace)
     // The rows follow their files.
     QStringList rowPaths = rows().paths();
     rowPaths.sort();
-    EXPECT_EQ(rowPaths,
-              (QStringList{in + QStringLiteral("/Old Title 2.mp3"), in + QStringLiteral("/Old Title.mp3")}));
+    EXPECT_EQ(rowPaths, (QStringList{in + u"/Old Title 2.mp3"_s, in + u"/Old Title.mp3"_s}));
     EXPECT_EQ(filesBelow(trash), trashedBefore);
 
     // Asked about the name that is taken, the user skips: the row keeps its
     // own file, so a later run tags that file and no other.
     controller.clear();
     ASSERT_TRUE(waitUntil([&] { return !controller.encoderRunning() && rows().count() == 0; }));
-    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
-    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
-    const QString c = source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("c.mp3"));
+    prefs.set(u"overwriteOutputFiles"_s, true);
+    prefs.set(u"promptBeforeOverwriting"_s, true);
+    const QString c = source(u"ctl-tagged.mp3"_s, u"c.mp3"_s);
     queue({c});
     ui.answers = {{AlertThirdButtonReturn, false}};
     run(true);
-    ASSERT_EQ(ui.alertMessages(), QStringList{QStringLiteral("The file \"Old Title.mp3\" already exists.")});
+    ASSERT_EQ(ui.alertMessages(), QStringList{u"The file \"Old Title.mp3\" already exists."_s});
     ASSERT_EQ(rows().count(), 1);
     EXPECT_EQ(rows().at(0)->inFilePath(), c);
     EXPECT_EQ(filesBelow(in), (QStringList{"Old Title 2.mp3", "Old Title.mp3", "c.mp3"}));
@@ -531,13 +519,13 @@ TEST_F(ApplicationControllerTest, MetadataOnlyRenamesNeverTakeAnotherFilesPlace)
 
 TEST_F(ApplicationControllerTest, PasteReplacesTheExchangedFieldsAndLongLoopsShowTheSheet)
 {
-    const QString tagged = source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("tagged.flac"));
-    const QString plain = source(QStringLiteral("ctl-second.flac"), QStringLiteral("plain.flac"));
+    const QString tagged = source(u"ctl-tagged.flac"_s, u"tagged.flac"_s);
+    const QString plain = source(u"ctl-second.flac"_s, u"plain.flac"_s);
     queue({plain, tagged});
     MetadataCommands& commands = controller.metadataCommands();
 
     commands.pasteAllMetadata(); // nothing copied: nothing happens
-    EXPECT_EQ(rows().at(1)->metadata()->lyrics(), QStringLiteral("first line"));
+    EXPECT_EQ(rows().at(1)->metadata()->lyrics(), u"first line"_s);
 
     ui.selection = {0};
     controller.listViewSelectionDidChange();
@@ -546,15 +534,14 @@ TEST_F(ApplicationControllerTest, PasteReplacesTheExchangedFieldsAndLongLoopsSho
     controller.listViewSelectionDidChange();
     commands.pasteAllMetadata();
     const AudioMetadataPtr pasted = rows().at(1)->metadata();
-    EXPECT_EQ(pasted->trackTitle(), QStringLiteral("Second Song"));
+    EXPECT_EQ(pasted->trackTitle(), u"Second Song"_s);
     EXPECT_EQ(pasted->lyrics(), std::nullopt);
     EXPECT_EQ(pasted->albumTitle(), std::nullopt);
 
     // Revert reads the source again.
     commands.revertMetadata();
-    ASSERT_TRUE(
-        waitUntil([&] { return rows().at(1)->metadata()->trackTitle() == QStringLiteral("Lantern Road"); }));
-    EXPECT_EQ(ui.alertMessages().last(), QStringLiteral("Revert Metadata"));
+    ASSERT_TRUE(waitUntil([&] { return rows().at(1)->metadata()->trackTitle() == u"Lantern Road"_s; }));
+    EXPECT_EQ(ui.alertMessages().last(), u"Revert Metadata"_s);
     EXPECT_FALSE(ui.progressSheetShown());
 
     // 30 rows are cleared at once; 31 go behind the progress sheet.
@@ -575,7 +562,7 @@ TEST_F(ApplicationControllerTest, PasteReplacesTheExchangedFieldsAndLongLoopsSho
     commands.clearAllMetadata();
     ASSERT_TRUE(waitUntil([&] { return rows().at(30)->metadata()->trackTitle() == std::nullopt; }));
     EXPECT_EQ(ui.alerts.last().informativeText,
-              QStringLiteral("Are you sure you want to clear all the metadata from 30 selected files?"));
+              u"Are you sure you want to clear all the metadata from 30 selected files?"_s);
     EXPECT_FALSE(ui.progressSheetShown());
     EXPECT_TRUE(rows().at(0)->metadata()->trackTitle().has_value());
 
@@ -588,7 +575,7 @@ TEST_F(ApplicationControllerTest, PasteReplacesTheExchangedFieldsAndLongLoopsSho
     commands.clearAllMetadata();
     ASSERT_TRUE(waitUntil([&] { return !rows().at(0)->metadata()->trackTitle().has_value(); }));
     EXPECT_TRUE(ui.progressSheetShown());
-    EXPECT_TRUE(ui.progressTexts.contains(QStringLiteral("Clearing Metadata")));
+    EXPECT_TRUE(ui.progressTexts.contains(u"Clearing Metadata"_s));
 }
 
 } // namespace

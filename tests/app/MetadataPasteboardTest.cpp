@@ -14,37 +14,38 @@
 #include <QMimeData>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 TEST(MetadataPasteboardTest, ArchiveKeepsTheExchangedFieldsAndRefusesDamagedBytes)
 {
     const AudioMetadataPtr source =
-        AudioMetadata::metadataFromFile(Fixtures::generated(QStringLiteral("ctl-tagged.flac")));
-    source->setAlbumArtwork(
-        AlbumArtwork::albumArtworkFromFile(Fixtures::generated(QStringLiteral("art.png"))));
+        AudioMetadata::metadataFromFile(Fixtures::generated(u"ctl-tagged.flac"_s));
+    source->setAlbumArtwork(AlbumArtwork::albumArtworkFromFile(Fixtures::generated(u"art.png"_s)));
     source->setBpm(120);
-    source->setKey(QStringLiteral("Am")); // never exchanged
+    source->setKey(u"Am"_s); // never exchanged
     const QVariantMap copied = source->exchangeDictionary();
-    ASSERT_TRUE(copied.contains(QStringLiteral("lyrics")));
+    ASSERT_TRUE(copied.contains(u"lyrics"_s));
 
     const std::unique_ptr<QMimeData> clipboard = MetadataPasteboard::mimeData(copied);
     EXPECT_TRUE(clipboard->hasFormat(AlbumArtwork::kPasteboardType));
-    EXPECT_EQ(clipboard->data(QStringLiteral("image/png")), source->albumArtwork()->data());
+    EXPECT_EQ(clipboard->data(u"image/png"_s), source->albumArtwork()->data());
     const std::optional<QVariantMap> pasted = MetadataPasteboard::fromMimeData(*clipboard);
     ASSERT_TRUE(pasted.has_value());
     EXPECT_EQ(pasted->keys(), copied.keys());
 
     AudioMetadata target;
-    target.setKey(QStringLiteral("C"));
+    target.setKey(u"C"_s);
     target.setFromExchangeDictionary(*pasted);
-    EXPECT_EQ(target.trackTitle(), QStringLiteral("Lantern Road"));
+    EXPECT_EQ(target.trackTitle(), u"Lantern Road"_s);
     EXPECT_EQ(target.trackYear(), 1969);
     EXPECT_EQ(target.bpm(), 120);
-    EXPECT_EQ(target.lyrics(), QStringLiteral("first line"));
-    EXPECT_EQ(target.key(), QStringLiteral("C"));
+    EXPECT_EQ(target.lyrics(), u"first line"_s);
+    EXPECT_EQ(target.key(), u"C"_s);
     ASSERT_NE(target.albumArtwork(), nullptr);
     EXPECT_EQ(target.albumArtwork()->md5(), source->albumArtwork()->md5());
-    EXPECT_EQ(target.albumArtwork()->dimensions(), QStringLiteral("37 x 23"));
+    EXPECT_EQ(target.albumArtwork()->dimensions(), u"37 x 23"_s);
 
     // Cut short anywhere: nothing.
     const QByteArray archive = MetadataPasteboard::archive(copied);
@@ -53,11 +54,10 @@ TEST(MetadataPasteboardTest, ArchiveKeepsTheExchangedFieldsAndRefusesDamagedByte
     }
     // A known name with a value of the wrong kind, or a name that is no
     // exchanged field: nothing.
-    for (const auto& [name, value] :
-         {std::pair<QString, QVariant>{QStringLiteral("trackNumber"), QStringLiteral("7")},
-          {QStringLiteral("trackTitle"), 7},
-          {QStringLiteral("sourceLocation"), QStringLiteral("/etc/passwd")},
-          {QStringLiteral("noSuchField"), 1}}) {
+    for (const auto& [name, value] : {std::pair<QString, QVariant>{u"trackNumber"_s, u"7"_s},
+                                      {u"trackTitle"_s, 7},
+                                      {u"sourceLocation"_s, u"/etc/passwd"_s},
+                                      {u"noSuchField"_s, 1}}) {
         QByteArray forged;
         QDataStream out(&forged, QIODevice::WriteOnly);
         out.setVersion(QDataStream::Qt_6_4);

@@ -15,6 +15,8 @@
 #include <QStringList>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The table as the commands see it: plain fields, with what was asked of
@@ -63,7 +65,7 @@ protected:
     }
 
     int reloadsOfList() const { return ui.outputFormatListReloads; }
-    qsizetype beeps() const { return ui.calls.count(QStringLiteral("beep")); }
+    qsizetype beeps() const { return ui.calls.count(u"beep"_s); }
 
     PreferencesScope prefs;
     ScriptedUserInterface ui;
@@ -150,30 +152,29 @@ TEST_F(OutputFormatCommandsTest, AddedFormatsStartFromTheStoredDefault)
 
     commands.addOutputFormat();
     ASSERT_EQ(formats().size(), 4);
-    EXPECT_EQ(formats().last()->completeDescription(), QStringLiteral("MP3 - VBR Quality 9"));
+    EXPECT_EQ(formats().last()->completeDescription(), u"MP3 - VBR Quality 9"_s);
     EXPECT_TRUE(formats().last()->isDuplicateOf(*formats().at(2)));
     EXPECT_EQ(table.selectedRange, (std::pair<int, int>{3, 1}));
     EXPECT_EQ(table.scrolledTo, 3);
 
     // The stored default survives as a dictionary a later start reads.
-    const EncoderSettings stored(
-        Preferences::shared().dictionaryValue(QStringLiteral("defaultEncoderSetting")));
+    const EncoderSettings stored(Preferences::shared().dictionaryValue(u"defaultEncoderSetting"_s));
     EXPECT_EQ(stored.description(), formats().at(2)->description());
 
     // A stored default of a format Sonabrik does not write (an older
     // preferences file) is added, and encoded, as MP3; the log says so once.
     EncoderSettings flac(stored.settingsDictionary());
     flac.setEncoderType(EncoderSettings::FLAC);
-    flac.setExtension(QStringLiteral("flac"));
-    Preferences::shared().setValue(QStringLiteral("defaultEncoderSetting"), flac.settingsDictionary());
+    flac.setExtension(u"flac"_s);
+    Preferences::shared().setValue(u"defaultEncoderSetting"_s, flac.settingsDictionary());
     ErrorLog::shared()->clear();
     commands.addOutputFormat();
     commands.addOutputFormat();
     for (const auto& added : {formats().at(4), formats().at(5)}) {
         EXPECT_EQ(added->encoderType(), EncoderSettings::MP3);
-        EXPECT_EQ(added->extension(), QStringLiteral("mp3"));
+        EXPECT_EQ(added->extension(), u"mp3"_s);
     }
-    EXPECT_EQ(ErrorLog::shared()->errorLogAsString().count(QStringLiteral("is not one Sonabrik writes")), 1);
+    EXPECT_EQ(ErrorLog::shared()->errorLogAsString().count(u"is not one Sonabrik writes"_s), 1);
 }
 
 TEST_F(OutputFormatCommandsTest, DroppedRowsMoveAboveTheRowDroppedOn)
@@ -193,7 +194,7 @@ TEST_F(OutputFormatCommandsTest, DroppedRowsMoveAboveTheRowDroppedOn)
 
     // Data that holds no rows, or rows for another place, changes nothing.
     QMimeData foreign;
-    foreign.setText(QStringLiteral("1"));
+    foreign.setText(u"1"_s);
     EXPECT_FALSE(commands.acceptDrop(foreign, 0));
     data = OutputFormatCommands::writeRows({1});
     EXPECT_FALSE(commands.acceptDrop(*data, 7));

@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 TEST(PreferencesRulesTest, StoredEncoderCountsWithoutAnItemBecomeTheProcessorCount)
@@ -70,29 +72,26 @@ TEST(PreferencesRulesTest, DSDNotesFollowTheDecimationWithIntegerDivision)
 
 TEST(PreferencesRulesTest, AnOlderSameAsSourceFolderMeansOutputsBesideTheirSources)
 {
-    for (const QString& folder : {QStringLiteral("Same As Source"), QString()}) {
-        PreferencesScope prefs({{QStringLiteral("destinationDirectory"), folder},
-                                {QStringLiteral("outputSameAsSource"), false}});
+    for (const QString& folder : {u"Same As Source"_s, QString()}) {
+        PreferencesScope prefs({{u"destinationDirectory"_s, folder}, {u"outputSameAsSource"_s, false}});
         PreferencesRules::adoptOlderSameAsSource();
-        EXPECT_TRUE(Preferences::shared().boolValue(QStringLiteral("outputSameAsSource")))
-            << folder.toStdString();
+        EXPECT_TRUE(Preferences::shared().boolValue(u"outputSameAsSource"_s)) << folder.toStdString();
     }
-    PreferencesScope prefs({{QStringLiteral("destinationDirectory"), QStringLiteral("/tmp/music")},
-                            {QStringLiteral("outputSameAsSource"), false}});
+    PreferencesScope prefs({{u"destinationDirectory"_s, u"/tmp/music"_s}, {u"outputSameAsSource"_s, false}});
     PreferencesRules::adoptOlderSameAsSource();
-    EXPECT_FALSE(Preferences::shared().boolValue(QStringLiteral("outputSameAsSource")));
+    EXPECT_FALSE(Preferences::shared().boolValue(u"outputSameAsSource"_s));
 }
 
 TEST(PreferencesRulesTest, PreviewNamesTheExampleTrackAndFollowsTheTwoDigitPreference)
 {
-    PreferencesScope prefs({{QStringLiteral("useTwoDigitNumbers"), true}});
+    PreferencesScope prefs({{u"useTwoDigitNumbers"_s, true}});
     const NamingSchemePreview preview;
-    const QString scheme = QStringLiteral("{albumArtist}/{albumTitle}/{trackNumber - }{trackTitle}");
+    const QString scheme = u"{albumArtist}/{albumTitle}/{trackNumber - }{trackTitle}"_s;
     EXPECT_EQ(preview.sampleFor(scheme), "The Quiet Orchards/North of Tidewater/01 - Lantern Road.mp3");
-    prefs.set(QStringLiteral("useTwoDigitNumbers"), false);
+    prefs.set(u"useTwoDigitNumbers"_s, false);
     EXPECT_EQ(preview.sampleFor(scheme), "The Quiet Orchards/North of Tidewater/1 - Lantern Road.mp3");
     EXPECT_EQ(preview.sampleFor(QString()), "01 Lantern Road.mp3");
-    EXPECT_EQ(preview.sampleFor(QStringLiteral("{year} {sourceKind} {outputBitrate} {key}")),
+    EXPECT_EQ(preview.sampleFor(u"{year} {sourceKind} {outputBitrate} {key}"_s),
               "1969 FLAC 192.00 kbps D Minor.mp3");
 }
 

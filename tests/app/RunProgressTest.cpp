@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 TEST(RunProgress, WeighsFilesByTheirLengthAndTellsTheTimeLeft)
@@ -13,7 +15,7 @@ TEST(RunProgress, WeighsFilesByTheirLengthAndTellsTheTimeLeft)
     const int a = 0, b = 0, c = 0;
     RunProgress progress;
     progress.start(QList<const void*>{&a, &b, &c});
-    EXPECT_EQ(progress.describe(), QStringLiteral("0 of 3 files done, 0 %"));
+    EXPECT_EQ(progress.describe(), u"0 of 3 files done, 0 %"_s);
 
     // A 60 s file and a 540 s one known; c, unknown yet, counts as 300 s.
     progress.setLength(&a, 60);
@@ -24,15 +26,14 @@ TEST(RunProgress, WeighsFilesByTheirLengthAndTellsTheTimeLeft)
     // Too early for a speed: the first seconds are start-up.
     progress.setElapsed(1);
     EXPECT_FALSE(progress.speed());
-    EXPECT_EQ(progress.describe(), QStringLiteral("1 of 3 files done, 36 %"));
+    EXPECT_EQ(progress.describe(), u"1 of 3 files done, 36 %"_s);
 
     // 330 s of audio in 10 s: 33 times real time, 570 s of audio left.
     progress.setElapsed(10);
     ASSERT_TRUE(progress.speed());
     EXPECT_NEAR(*progress.speed(), 33.0, 1e-9);
     EXPECT_NEAR(*progress.secondsLeft(), 570.0 / 33.0, 1e-9);
-    EXPECT_EQ(progress.describe(),
-              QStringLiteral("1 of 3 files done, 36 % (33× real time, about 20 s left)"));
+    EXPECT_EQ(progress.describe(), u"1 of 3 files done, 36 % (33× real time, about 20 s left)"_s);
 
     // c turns out short: the estimate follows, and files finish once only.
     progress.setLength(&c, 30);

@@ -18,6 +18,8 @@
 #include <QStringConverter>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using CliProgram::filesBelow;
@@ -31,19 +33,16 @@ void run(const QString& program, const QStringList& arguments)
 // A stereo tone of seconds at rate, as WAV or (by the name) FLAC.
 void makeTone(const QString& path, const char* seconds, int rate = 44100)
 {
-    run(QStringLiteral("sox"),
-        {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QString::number(rate),
-         QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"), path,
-         QStringLiteral("synth"), QLatin1String(seconds), QStringLiteral("sine"), QStringLiteral("300-900")});
+    run(u"sox"_s, {u"-D"_s, u"-n"_s, u"-r"_s, QString::number(rate), u"-c"_s, u"2"_s, u"-b"_s, u"16"_s, path,
+                   u"synth"_s, QLatin1String(seconds), u"sine"_s, u"300-900"_s});
 }
 
 // Frames of an MP3 decoded by ffmpeg, which drops the encoder delay and
 // padding its Info frame states.
 qint64 decodedFrames(const QString& path)
 {
-    const ToolResult result = runTool(
-        QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), path,
-                                   QStringLiteral("-f"), QStringLiteral("s16le"), QStringLiteral("-")});
+    const ToolResult result =
+        runTool(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-i"_s, path, u"-f"_s, u"s16le"_s, u"-"_s});
     EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
     return result.standardOutput.size() / 4;
 }
@@ -89,43 +88,40 @@ struct Placement
 
 QString besideInUtf8(const QString& folder)
 {
-    makeTone(folder + QStringLiteral("/Image.flac"), "20.37");
-    write(folder + QStringLiteral("/Image.cue"), kSheet.toUtf8());
-    return folder + QStringLiteral("/Image.cue");
+    makeTone(folder + u"/Image.flac"_s, "20.37");
+    write(folder + u"/Image.cue"_s, kSheet.toUtf8());
+    return folder + u"/Image.cue"_s;
 }
 
 QString besideInWindows1252(const QString& folder)
 {
-    makeTone(folder + QStringLiteral("/Image.flac"), "20.37");
-    write(folder + QStringLiteral("/Other name.cue"), encoded(kSheet, QStringConverter::Latin1));
+    makeTone(folder + u"/Image.flac"_s, "20.37");
+    write(folder + u"/Other name.cue"_s, encoded(kSheet, QStringConverter::Latin1));
     return folder; // the folder: the sheet is found, the image queued once
 }
 
 QString besideInUtf16(const QString& folder)
 {
-    makeTone(folder + QStringLiteral("/Image.wav"), "20.37");
-    write(folder + QStringLiteral("/Image.cue"), encoded(kSheet, QStringConverter::Utf16LE));
-    return folder + QStringLiteral("/Image.wav"); // the image: its sheet is beside it
+    makeTone(folder + u"/Image.wav"_s, "20.37");
+    write(folder + u"/Image.cue"_s, encoded(kSheet, QStringConverter::Utf16LE));
+    return folder + u"/Image.wav"_s; // the image: its sheet is beside it
 }
 
 QString insideAsBlock(const QString& folder)
 {
-    makeTone(folder + QStringLiteral("/Image.wav"), "20.37");
-    write(folder + QStringLiteral("/sheet.txt"), kSheet.toUtf8());
-    run(QStringLiteral("flac"),
-        {QStringLiteral("-s"), QStringLiteral("--cuesheet"), folder + QStringLiteral("/sheet.txt"),
-         QStringLiteral("-o"), folder + QStringLiteral("/Image.flac"),
-         folder + QStringLiteral("/Image.wav")});
-    QFile::remove(folder + QStringLiteral("/Image.wav"));
-    return folder + QStringLiteral("/Image.flac");
+    makeTone(folder + u"/Image.wav"_s, "20.37");
+    write(folder + u"/sheet.txt"_s, kSheet.toUtf8());
+    run(u"flac"_s, {u"-s"_s, u"--cuesheet"_s, folder + u"/sheet.txt"_s, u"-o"_s, folder + u"/Image.flac"_s,
+                    folder + u"/Image.wav"_s});
+    QFile::remove(folder + u"/Image.wav"_s);
+    return folder + u"/Image.flac"_s;
 }
 
 QString insideAsComment(const QString& folder)
 {
-    makeTone(folder + QStringLiteral("/Image.flac"), "20.37");
-    Mutagen::tag(folder + QStringLiteral("/Image.flac"), QStringLiteral("flac"),
-                 {Mutagen::entry(QStringLiteral("CUESHEET"), kSheet)});
-    return folder + QStringLiteral("/Image.flac");
+    makeTone(folder + u"/Image.flac"_s, "20.37");
+    Mutagen::tag(folder + u"/Image.flac"_s, u"flac"_s, {Mutagen::entry(u"CUESHEET"_s, kSheet)});
+    return folder + u"/Image.flac"_s;
 }
 
 class AlbumImages : public testing::TestWithParam<Placement>
@@ -133,18 +129,15 @@ class AlbumImages : public testing::TestWithParam<Placement>
 protected:
     CliProgram::Result convert(const QStringList& paths)
     {
-        QDir().mkpath(scratch.file(QStringLiteral("home")));
-        QDir().mkpath(scratch.file(QStringLiteral("tmp")));
-        return CliProgram::run(QStringList{QStringLiteral("convert"), QStringLiteral("-f"),
-                                           QStringLiteral("cbr:128"), QStringLiteral("-o"),
-                                           scratch.file(QStringLiteral("out"))} +
-                                   paths,
-                               environment());
+        QDir().mkpath(scratch.file(u"home"_s));
+        QDir().mkpath(scratch.file(u"tmp"_s));
+        return CliProgram::run(
+            QStringList{u"convert"_s, u"-f"_s, u"cbr:128"_s, u"-o"_s, scratch.file(u"out"_s)} + paths,
+            environment());
     }
     QProcessEnvironment environment() const
     {
-        return CliProgram::isolatedEnvironment(scratch.file(QStringLiteral("home")),
-                                               scratch.file(QStringLiteral("tmp")));
+        return CliProgram::isolatedEnvironment(scratch.file(u"home"_s), scratch.file(u"tmp"_s));
     }
     ScratchDir scratch;
 };
@@ -152,14 +145,14 @@ protected:
 TEST_P(AlbumImages, SplitIntoTaggedTracksThatJoinToTheImage)
 {
     const Placement& placement = GetParam();
-    QDir().mkpath(scratch.file(QStringLiteral("in")));
-    const QString given = placement.make(scratch.file(QStringLiteral("in")));
+    QDir().mkpath(scratch.file(u"in"_s));
+    const QString given = placement.make(scratch.file(u"in"_s));
     ASSERT_FALSE(HasFatalFailure());
 
     const CliProgram::Result result = convert({given});
     ASSERT_EQ(result.exitCode, 0) << result.out.toStdString() << result.err.toStdString();
-    EXPECT_TRUE(result.out.contains(QStringLiteral("3 of 3 files written.")));
-    QStringList outputs = filesBelow(scratch.file(QStringLiteral("out")));
+    EXPECT_TRUE(result.out.contains(u"3 of 3 files written."_s));
+    QStringList outputs = filesBelow(scratch.file(u"out"_s));
     outputs.sort();
     const QStringList expected = placement.titled
                                      ? QStringList{"01 - Un.mp3", "02 - Deux_Zwei.mp3", "03 - Trois.mp3"}
@@ -168,13 +161,13 @@ TEST_P(AlbumImages, SplitIntoTaggedTracksThatJoinToTheImage)
 
     qint64 joined = 0;
     for (const QString& name : outputs) {
-        joined += decodedFrames(scratch.file(QStringLiteral("out/") + name));
+        joined += decodedFrames(scratch.file(u"out/"_s + name));
     }
     EXPECT_EQ(joined, kImageFrames);
-    EXPECT_EQ(decodedFrames(scratch.file(QStringLiteral("out/") + outputs[0])), kSecondTrackStart);
+    EXPECT_EQ(decodedFrames(scratch.file(u"out/"_s + outputs[0])), kSecondTrackStart);
 
-    const QJsonObject second = Mutagen::dump(scratch.file(QStringLiteral("out/") + outputs[1]));
-    EXPECT_EQ(second.value("TRCK").toArray().first().toString(), QStringLiteral("2/3"));
+    const QJsonObject second = Mutagen::dump(scratch.file(u"out/"_s + outputs[1]));
+    EXPECT_EQ(second.value("TRCK").toArray().first().toString(), u"2/3"_s);
     if (placement.titled) {
         const std::map<const char*, QString> tags{{"TIT2", "Deux/Zwei"},
                                                   {"TPE1", "Invit\u00E9e"},
@@ -188,14 +181,13 @@ TEST_P(AlbumImages, SplitIntoTaggedTracksThatJoinToTheImage)
         for (const auto& [key, value] : tags) {
             EXPECT_EQ(second.value(QLatin1String(key)).toArray().first().toString(), value) << key;
         }
-        const QJsonObject first = Mutagen::dump(scratch.file(QStringLiteral("out/") + outputs[0]));
-        EXPECT_EQ(first.value("TPE1").toArray().first().toString(), QStringLiteral("L\u00E9a & Co"));
+        const QJsonObject first = Mutagen::dump(scratch.file(u"out/"_s + outputs[0]));
+        EXPECT_EQ(first.value("TPE1").toArray().first().toString(), u"L\u00E9a & Co"_s);
     }
 
     // info --json: one object per track, with its span in samples.
-    const QString infoPath = QFileInfo(given).isDir() ? given + QStringLiteral("/Other name.cue") : given;
-    const CliProgram::Result info =
-        CliProgram::run({QStringLiteral("info"), QStringLiteral("--json"), infoPath}, environment());
+    const QString infoPath = QFileInfo(given).isDir() ? given + u"/Other name.cue"_s : given;
+    const CliProgram::Result info = CliProgram::run({u"info"_s, u"--json"_s, infoPath}, environment());
     const QStringList lines = info.out.trimmed().split(u'\n');
     ASSERT_EQ(lines.size(), 3) << info.out.toStdString();
     const QJsonObject described = QJsonDocument::fromJson(lines[1].toUtf8()).object();
@@ -217,33 +209,32 @@ INSTANTIATE_TEST_SUITE_P(Sheets, AlbumImages,
 // fault gets one error-log line naming its sheet.
 TEST_F(AlbumImages, SeveralFilesGapsAndBrokenSheets)
 {
-    const QString in = scratch.file(QStringLiteral("in"));
+    const QString in = scratch.file(u"in"_s);
     QDir().mkpath(in);
-    makeTone(in + QStringLiteral("/a.flac"), "6.5");
-    makeTone(in + QStringLiteral("/b.wav"), "3.1", 48000);
-    write(in + QStringLiteral("/two.cue"), "FILE \"a.wav\" WAVE\n" // found as a.flac
-                                           " TRACK 01 AUDIO\n  INDEX 01 00:01:00\n"
-                                           " TRACK 02 AUDIO\n  INDEX 00 00:03:00\n  INDEX 01 00:04:00\n"
-                                           "FILE \"b.wav\" WAVE\n"
-                                           " TRACK 03 AUDIO\n  INDEX 00 00:00:00\n  INDEX 01 00:01:00\n");
-    makeTone(in + QStringLiteral("/c.wav"), "4");
-    write(in + QStringLiteral("/c.cue"), "FILE \"c.wav\" WAVE\n"
-                                         " TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
-                                         " TRACK 02 AUDIO\n  INDEX 01 00:03:00\n"
-                                         " TRACK 03 AUDIO\n  INDEX 01 00:02:00\n"
-                                         " TRACK 04 AUDIO\n  INDEX 01 00:02:37\n"
-                                         " TRACK 05 AUDIO\n  INDEX 01 00:09:00\n");
-    makeTone(in + QStringLiteral("/d.wav"), "1");
-    write(in + QStringLiteral("/d.cue"), "FILE \"d.wav\" WAVE\n"
-                                         " TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
-                                         " TRACK 02 AUDIO\n  INDEX 01 00:00:00\n");
-    write(in + QStringLiteral("/missing.cue"),
-          "FILE \"gone.flac\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:00:00\n");
-    write(in + QStringLiteral("/notes.cue"), "Just some notes about the album.\n");
+    makeTone(in + u"/a.flac"_s, "6.5");
+    makeTone(in + u"/b.wav"_s, "3.1", 48000);
+    write(in + u"/two.cue"_s, "FILE \"a.wav\" WAVE\n" // found as a.flac
+                              " TRACK 01 AUDIO\n  INDEX 01 00:01:00\n"
+                              " TRACK 02 AUDIO\n  INDEX 00 00:03:00\n  INDEX 01 00:04:00\n"
+                              "FILE \"b.wav\" WAVE\n"
+                              " TRACK 03 AUDIO\n  INDEX 00 00:00:00\n  INDEX 01 00:01:00\n");
+    makeTone(in + u"/c.wav"_s, "4");
+    write(in + u"/c.cue"_s, "FILE \"c.wav\" WAVE\n"
+                            " TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
+                            " TRACK 02 AUDIO\n  INDEX 01 00:03:00\n"
+                            " TRACK 03 AUDIO\n  INDEX 01 00:02:00\n"
+                            " TRACK 04 AUDIO\n  INDEX 01 00:02:37\n"
+                            " TRACK 05 AUDIO\n  INDEX 01 00:09:00\n");
+    makeTone(in + u"/d.wav"_s, "1");
+    write(in + u"/d.cue"_s, "FILE \"d.wav\" WAVE\n"
+                            " TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
+                            " TRACK 02 AUDIO\n  INDEX 01 00:00:00\n");
+    write(in + u"/missing.cue"_s, "FILE \"gone.flac\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:00:00\n");
+    write(in + u"/notes.cue"_s, "Just some notes about the album.\n");
 
     const CliProgram::Result result = convert({in});
     const std::string output = (result.out + result.err).toStdString();
-    QStringList outputs = filesBelow(scratch.file(QStringLiteral("out")));
+    QStringList outputs = filesBelow(scratch.file(u"out"_s));
     outputs.sort();
     // two.cue: 3 tracks; c.cue: tracks 1 and 3 (track 3 starts before 2,
     // 4 and 5 run past the end); d.cue: track 2 (track 1 is empty).
@@ -251,14 +242,14 @@ TEST_F(AlbumImages, SeveralFilesGapsAndBrokenSheets)
                                     "d - 02.mp3"}))
         << output;
     // Track 1 from 1 s to track 2's INDEX 01 at 4 s; track 2 to the end.
-    EXPECT_EQ(decodedFrames(scratch.file(QStringLiteral("out/a - 01.mp3"))), 132300);
-    EXPECT_EQ(decodedFrames(scratch.file(QStringLiteral("out/a - 02.mp3"))), 286650 - 176400);
+    EXPECT_EQ(decodedFrames(scratch.file(u"out/a - 01.mp3"_s)), 132300);
+    EXPECT_EQ(decodedFrames(scratch.file(u"out/a - 02.mp3"_s)), 286650 - 176400);
     // Track 3 is all of b.wav, its gap included.
-    EXPECT_EQ(decodedFrames(scratch.file(QStringLiteral("out/b - 03.mp3"))), 148800);
+    EXPECT_EQ(decodedFrames(scratch.file(u"out/b - 03.mp3"_s)), 148800);
 
     const QString log = result.err;
     const auto logged = [&](const QString& sheet, const QString& words) {
-        return log.contains(QStringLiteral("Cue Sheet: %1/%2.  Error: %3").arg(in, sheet, words));
+        return log.contains(u"Cue Sheet: %1/%2.  Error: %3"_s.arg(in, sheet, words));
     };
     EXPECT_TRUE(logged("two.cue", "the 0:01.0 before track 1 (a hidden track) are left out")) << output;
     EXPECT_TRUE(logged("c.cue", "the index of track 3 runs backwards")) << output;

@@ -22,6 +22,8 @@
 #include <gtest/gtest.h>
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using CliProgram::probedDuration;
@@ -52,9 +54,7 @@ void run(const QString& program, const QStringList& arguments)
 
 void ffmpeg(const QStringList& arguments)
 {
-    run(QStringLiteral("ffmpeg"), QStringList{QStringLiteral("-nostdin"), QStringLiteral("-v"),
-                                              QStringLiteral("error"), QStringLiteral("-y")} +
-                                      arguments);
+    run(u"ffmpeg"_s, QStringList{u"-nostdin"_s, u"-v"_s, u"error"_s, u"-y"_s} + arguments);
 }
 
 QString at(const QString& folder, const char* name)
@@ -66,10 +66,8 @@ QStringList makeFLAC(const QString& folder)
 {
     // Verbatim subframes: a bit flipped in a frame's audio changes one
     // sample and nothing after it, so that only the frame's CRC can tell.
-    run(QStringLiteral("flac"),
-        {QStringLiteral("-s"), QStringLiteral("-f"), QStringLiteral("--disable-fixed-subframes"),
-         QStringLiteral("--max-lpc-order=0"), QStringLiteral("-o"), at(folder, "in/clean.flac"),
-         at(folder, "src.wav")});
+    run(u"flac"_s, {u"-s"_s, u"-f"_s, u"--disable-fixed-subframes"_s, u"--max-lpc-order=0"_s, u"-o"_s,
+                    at(folder, "in/clean.flac"), at(folder, "src.wav")});
     // A stream without a signature: STREAMINFO's MD5 all zeros, as encoders
     // that do not sum the audio write it.
     QByteArray bytes = fileBytes(at(folder, "in/clean.flac"));
@@ -81,8 +79,8 @@ QStringList makeFLAC(const QString& folder)
     // Variable block size: the same frames with the blocking-strategy bit
     // set and sample numbers in their headers, CRCs recomputed (from a file
     // without a seek table, whose offsets would no longer hold).
-    run(QStringLiteral("flac"), {QStringLiteral("-s"), QStringLiteral("-f"), QStringLiteral("--no-seektable"),
-                                 QStringLiteral("-o"), at(folder, "fixed.flac"), at(folder, "src.wav")});
+    run(u"flac"_s,
+        {u"-s"_s, u"-f"_s, u"--no-seektable"_s, u"-o"_s, at(folder, "fixed.flac"), at(folder, "src.wav")});
     run(systemPython(), {QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/flac_variable_blocks.py"),
                          at(folder, "fixed.flac"), at(folder, "in/clean-variable-blocks.flac")});
     return {"clean.flac", "clean-without-md5.flac", "clean-variable-blocks.flac"};
@@ -90,65 +88,58 @@ QStringList makeFLAC(const QString& folder)
 
 QStringList makeOggFLAC(const QString& folder)
 {
-    run(QStringLiteral("flac"), {QStringLiteral("-s"), QStringLiteral("-f"), QStringLiteral("--ogg"),
-                                 QStringLiteral("-o"), at(folder, "in/clean.oga"), at(folder, "src.wav")});
+    run(u"flac"_s,
+        {u"-s"_s, u"-f"_s, u"--ogg"_s, u"-o"_s, at(folder, "in/clean.oga"), at(folder, "src.wav")});
     return {"clean.oga"};
 }
 
 QStringList makeVorbis(const QString& folder)
 {
-    run(QStringLiteral("oggenc"), {QStringLiteral("-Q"), QStringLiteral("-s"), QStringLiteral("1"),
-                                   QStringLiteral("-o"), at(folder, "a.ogg"), at(folder, "src.wav")});
-    run(QStringLiteral("oggenc"), {QStringLiteral("-Q"), QStringLiteral("-s"), QStringLiteral("2"),
-                                   QStringLiteral("-o"), at(folder, "b.ogg"), at(folder, "short.wav")});
+    run(u"oggenc"_s, {u"-Q"_s, u"-s"_s, u"1"_s, u"-o"_s, at(folder, "a.ogg"), at(folder, "src.wav")});
+    run(u"oggenc"_s, {u"-Q"_s, u"-s"_s, u"2"_s, u"-o"_s, at(folder, "b.ogg"), at(folder, "short.wav")});
     QFile::copy(at(folder, "a.ogg"), at(folder, "in/clean.ogg"));
     // Two links one after the other, and two logical streams interleaved.
     QFile chained(at(folder, "in/clean-chained.ogg"));
     EXPECT_TRUE(chained.open(QIODevice::WriteOnly));
     chained.write(fileBytes(at(folder, "a.ogg")) + fileBytes(at(folder, "b.ogg")));
     chained.close();
-    ffmpeg({QStringLiteral("-i"), at(folder, "src.wav"), QStringLiteral("-i"), at(folder, "short.wav"),
-            QStringLiteral("-map"), QStringLiteral("0"), QStringLiteral("-map"), QStringLiteral("1"),
-            QStringLiteral("-c:a"), QStringLiteral("libvorbis"), at(folder, "in/clean-multiplexed.ogg")});
+    ffmpeg({u"-i"_s, at(folder, "src.wav"), u"-i"_s, at(folder, "short.wav"), u"-map"_s, u"0"_s, u"-map"_s,
+            u"1"_s, u"-c:a"_s, u"libvorbis"_s, at(folder, "in/clean-multiplexed.ogg")});
     return {"clean.ogg", "clean-chained.ogg", "clean-multiplexed.ogg"};
 }
 
 QStringList makeOpus(const QString& folder)
 {
-    run(QStringLiteral("opusenc"), {QStringLiteral("--quiet"), QStringLiteral("--serial"),
-                                    QStringLiteral("1"), at(folder, "src.wav"), at(folder, "in/clean.opus")});
+    run(u"opusenc"_s,
+        {u"--quiet"_s, u"--serial"_s, u"1"_s, at(folder, "src.wav"), at(folder, "in/clean.opus")});
     return {"clean.opus"};
 }
 
 QStringList makeSpeex(const QString& folder)
 {
-    run(QStringLiteral("sox"),
-        {QStringLiteral("-D"), at(folder, "src.wav"), QStringLiteral("-r"), QStringLiteral("16000"),
-         QStringLiteral("-c"), QStringLiteral("1"), at(folder, "src-16k.wav")});
-    run(QStringLiteral("speexenc"), {QStringLiteral("--quiet"), QStringLiteral("-w"),
-                                     at(folder, "src-16k.wav"), at(folder, "in/clean.spx")});
+    run(u"sox"_s,
+        {u"-D"_s, at(folder, "src.wav"), u"-r"_s, u"16000"_s, u"-c"_s, u"1"_s, at(folder, "src-16k.wav")});
+    run(u"speexenc"_s, {u"--quiet"_s, u"-w"_s, at(folder, "src-16k.wav"), at(folder, "in/clean.spx")});
     return {"clean.spx"};
 }
 
 QStringList makeWavPack(const QString& folder)
 {
     // With its MD5 signature (-m).
-    run(QStringLiteral("wavpack"), {QStringLiteral("-q"), QStringLiteral("-y"), QStringLiteral("-m"),
-                                    at(folder, "src.wav"), QStringLiteral("-o"), at(folder, "in/clean.wv")});
+    run(u"wavpack"_s, {u"-q"_s, u"-y"_s, u"-m"_s, at(folder, "src.wav"), u"-o"_s, at(folder, "in/clean.wv")});
     return {"clean.wv"};
 }
 
 QStringList makeMusepack(const QString& folder)
 {
-    run(QStringLiteral("mpcenc"), {QStringLiteral("--silent"), QStringLiteral("--overwrite"),
-                                   at(folder, "src.wav"), at(folder, "in/clean.mpc")});
+    run(u"mpcenc"_s, {u"--silent"_s, u"--overwrite"_s, at(folder, "src.wav"), at(folder, "in/clean.mpc")});
     return {"clean.mpc"};
 }
 
 QStringList makeWith(const QString& folder, const char* name, const QStringList& codec)
 {
-    ffmpeg(QStringList{QStringLiteral("-i"), at(folder, "src.wav")} + codec +
-           QStringList{folder + QStringLiteral("/in/") + QLatin1String(name)});
+    ffmpeg(QStringList{u"-i"_s, at(folder, "src.wav")} + codec +
+           QStringList{folder + u"/in/"_s + QLatin1String(name)});
     return {QLatin1String(name)};
 }
 
@@ -160,7 +151,7 @@ QStringList makeWAV(const QString& folder)
 
 QStringList makeDSD(const QString& folder)
 {
-    QFile::copy(Fixtures::generated(QStringLiteral("dsd-tone-64-2ch.dsf")), at(folder, "in/clean.dsf"));
+    QFile::copy(Fixtures::generated(u"dsd-tone-64-2ch.dsf"_s), at(folder, "in/clean.dsf"));
     return {"clean.dsf"};
 }
 
@@ -215,19 +206,15 @@ protected:
             QDir().mkpath(scratch.file(QLatin1String(folder)));
         }
         for (const auto& [name, seconds] : {std::pair{"src.wav", "10"}, {"short.wav", "3"}}) {
-            run(QStringLiteral("sox"),
-                {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                 QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"),
-                 scratch.file(QLatin1String(name)), QStringLiteral("synth"), QLatin1String(seconds),
-                 QStringLiteral("sine"), QStringLiteral("440"), QStringLiteral("sine"), QStringLiteral("660"),
-                 QStringLiteral("gain"), QStringLiteral("-6")});
+            run(u"sox"_s, {u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"2"_s, u"-b"_s, u"16"_s,
+                           scratch.file(QLatin1String(name)), u"synth"_s, QLatin1String(seconds), u"sine"_s,
+                           u"440"_s, u"sine"_s, u"660"_s, u"gain"_s, u"-6"_s});
         }
     }
 
     QProcessEnvironment environment() const
     {
-        return CliProgram::isolatedEnvironment(scratch.file(QStringLiteral("home")),
-                                               scratch.file(QStringLiteral("tmp")));
+        return CliProgram::isolatedEnvironment(scratch.file(u"home"_s), scratch.file(u"tmp"_s));
     }
 
     ScratchDir scratch;
@@ -239,72 +226,64 @@ TEST_P(DamagedSources, AreReportedAndKeptAndCleanOnesAreNot)
     const QStringList clean = format.make(scratch.path());
     ASSERT_FALSE(HasFatalFailure());
     const QString extension = QLatin1String(format.extension);
-    const QByteArray original = fileBytes(scratch.file(QStringLiteral("in/clean.") + extension));
+    const QByteArray original = fileBytes(scratch.file(u"in/clean."_s + extension));
     ASSERT_GT(original.size(), 8192);
     for (const Expected& expected : format.damaged) {
-        QFile file(scratch.file(QStringLiteral("in/%1.%2").arg(QLatin1String(expected.damage), extension)));
+        QFile file(scratch.file(u"in/%1.%2"_s.arg(QLatin1String(expected.damage), extension)));
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(damages().at(expected.damage)(original));
     }
 
-    const CliProgram::Result result = CliProgram::run(
-        {QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("1"), QStringLiteral("-f"),
-         QStringLiteral("cbr:128"), QStringLiteral("--delete-original"), QStringLiteral("-o"),
-         scratch.file(QStringLiteral("out")), scratch.file(QStringLiteral("in"))},
-        environment());
+    const CliProgram::Result result =
+        CliProgram::run({u"convert"_s, u"-j"_s, u"1"_s, u"-f"_s, u"cbr:128"_s, u"--delete-original"_s,
+                         u"-o"_s, scratch.file(u"out"_s), scratch.file(u"in"_s)},
+                        environment());
     const std::string output = (result.out + result.err).toStdString();
 
     // "[2/5] DAMAGED: /…/in/cut.flac" for each file.
     std::map<QString, QString> outcome;
-    const QRegularExpression line(QStringLiteral("^\\[\\d+/\\d+\\] (\\w+): .*/in/([^/\\n]+)$"),
+    const QRegularExpression line(u"^\\[\\d+/\\d+\\] (\\w+): .*/in/([^/\\n]+)$"_s,
                                   QRegularExpression::MultilineOption);
     for (auto match = line.globalMatch(result.out); match.hasNext();) {
         const QRegularExpressionMatch m = match.next();
         outcome[m.captured(2)] = m.captured(1);
     }
-    const QString log = result.err.section(QStringLiteral("\nError log:\n"), 1);
+    const QString log = result.err.section(u"\nError log:\n"_s, 1);
 
     for (const QString& name : clean) {
-        EXPECT_EQ(outcome[name], QStringLiteral("done")) << name.toStdString() << '\n' << output;
+        EXPECT_EQ(outcome[name], u"done"_s) << name.toStdString() << '\n' << output;
         EXPECT_FALSE(log.contains(name)) << name.toStdString() << '\n' << output;
-        EXPECT_FALSE(QFile::exists(scratch.file(QStringLiteral("in/") + name)))
-            << "not trashed: " << name.toStdString();
-        EXPECT_GT(probedDuration(scratch.file(QStringLiteral("out/") + QFileInfo(name).completeBaseName() +
-                                              QStringLiteral(".mp3"))),
+        EXPECT_FALSE(QFile::exists(scratch.file(u"in/"_s + name))) << "not trashed: " << name.toStdString();
+        EXPECT_GT(probedDuration(scratch.file(u"out/"_s + QFileInfo(name).completeBaseName() + u".mp3"_s)),
                   0.5)
             << name.toStdString();
     }
     qsizetype damaged = 0;
     qsizetype failed = 0;
     for (const Expected& expected : format.damaged) {
-        const QString name = QStringLiteral("%1.%2").arg(QLatin1String(expected.damage), extension);
+        const QString name = u"%1.%2"_s.arg(QLatin1String(expected.damage), extension);
         SCOPED_TRACE(name.toStdString());
-        EXPECT_TRUE(QFile::exists(scratch.file(QStringLiteral("in/") + name)))
-            << "a damaged source was trashed";
+        EXPECT_TRUE(QFile::exists(scratch.file(u"in/"_s + name))) << "a damaged source was trashed";
         if (!expected.phrase) {
-            EXPECT_EQ(outcome[name], QStringLiteral("FAILED")) << output;
+            EXPECT_EQ(outcome[name], u"FAILED"_s) << output;
             ++failed;
             continue;
         }
         ++damaged;
-        EXPECT_EQ(outcome[name], QStringLiteral("DAMAGED")) << output;
-        const QString prefix =
-            QStringLiteral("Damaged Source: %1: ").arg(scratch.file(QStringLiteral("in/") + name));
+        EXPECT_EQ(outcome[name], u"DAMAGED"_s) << output;
+        const QString prefix = u"Damaged Source: %1: "_s.arg(scratch.file(u"in/"_s + name));
         const QStringList lines = log.split(u'\n').filter(prefix);
         ASSERT_EQ(lines.size(), 1) << output;
         EXPECT_TRUE(lines.first().contains(QLatin1String(expected.phrase))) << lines.first().toStdString();
-        EXPECT_TRUE(lines.first().endsWith(QStringLiteral(". The MP3 holds what could be decoded.")));
-        EXPECT_GT(
-            probedDuration(scratch.file(QStringLiteral("out/%1.mp3").arg(QLatin1String(expected.damage)))),
-            0.0);
+        EXPECT_TRUE(lines.first().endsWith(u". The MP3 holds what could be decoded."_s));
+        EXPECT_GT(probedDuration(scratch.file(u"out/%1.mp3"_s.arg(QLatin1String(expected.damage)))), 0.0);
     }
     const qsizetype total = clean.size() + qsizetype(format.damaged.size());
     const QString report = damaged > 0
-                               ? QStringLiteral("%1 of %2 files written, %3 from a damaged source.\n")
-                                     .arg(total - failed)
+                               ? u"%1 of %2 files written, %3 from a damaged source.\n"_s.arg(total - failed)
                                      .arg(total)
                                      .arg(damaged)
-                               : QStringLiteral("%1 of %2 files written.\n").arg(total - failed).arg(total);
+                               : u"%1 of %2 files written.\n"_s.arg(total - failed).arg(total);
     EXPECT_TRUE(result.out.contains(report)) << output;
     EXPECT_EQ(result.exitCode, 1);
 }
@@ -338,24 +317,22 @@ INSTANTIATE_TEST_SUITE_P(
         FormatCase{"TrueAudio",
                    "tta",
                    [](const QString& folder) {
-                       return makeWith(folder, "clean.tta", {QStringLiteral("-c:a"), QStringLiteral("tta")});
+                       return makeWith(folder, "clean.tta", {u"-c:a"_s, u"tta"_s});
                    },
                    {{"cut", nullptr}, {"overwritten", nullptr}}},
-        FormatCase{"AAC",
-                   "m4a",
-                   [](const QString& folder) {
-                       return makeWith(folder, "clean.m4a",
-                                       {QStringLiteral("-c:a"), QStringLiteral("aac"),
-                                        QStringLiteral("-movflags"), QStringLiteral("+faststart")});
-                   },
-                   {{"cut", kEndsEarly}, {"overwritten", "packet"}}},
         FormatCase{
-            "WindowsMedia",
-            "wma",
+            "AAC",
+            "m4a",
             [](const QString& folder) {
-                return makeWith(folder, "clean.wma", {QStringLiteral("-c:a"), QStringLiteral("wmav2")});
+                return makeWith(folder, "clean.m4a", {u"-c:a"_s, u"aac"_s, u"-movflags"_s, u"+faststart"_s});
             },
-            {{"cut", "1 packet failed to decode at 0:05"}, {"overwritten", kEndsEarly}}},
+            {{"cut", kEndsEarly}, {"overwritten", "packet"}}},
+        FormatCase{"WindowsMedia",
+                   "wma",
+                   [](const QString& folder) {
+                       return makeWith(folder, "clean.wma", {u"-c:a"_s, u"wmav2"_s});
+                   },
+                   {{"cut", "1 packet failed to decode at 0:05"}, {"overwritten", kEndsEarly}}},
         // Raw samples carry no checksum: only their length can tell.
         FormatCase{"WAV", "wav", makeWAV, {{"cut", kEndsEarly}}},
         FormatCase{"DSD", "dsf", makeDSD, {{"cut", "stream ends at 0:00.3 of 0:00.5"}}}),

@@ -25,6 +25,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using CliProgram::filesBelow;
@@ -44,9 +46,9 @@ protected:
         for (const char* folder : {"in", "out", "tmp", "home"}) {
             QDir().mkpath(scratch.file(QLatin1String(folder)));
         }
-        makeSource(QStringLiteral("a.wav"), kShortSeconds);
-        makeSource(QStringLiteral("b.wav"), kLongSeconds);
-        makeSource(QStringLiteral("c.wav"), kShortSeconds);
+        makeSource(u"a.wav"_s, kShortSeconds);
+        makeSource(u"b.wav"_s, kLongSeconds);
+        makeSource(u"c.wav"_s, kShortSeconds);
         for (const QString& name : sourceNames()) {
             original[name] = fileBytes(in(name));
         }
@@ -54,20 +56,18 @@ protected:
 
 public:
     // For the faults, which act on the folders.
-    QString in(const QString& name = {}) const { return scratch.file(QStringLiteral("in/") + name); }
-    QString out(const QString& name = {}) const { return scratch.file(QStringLiteral("out/") + name); }
-    QString temporary() const { return scratch.file(QStringLiteral("tmp")); }
+    QString in(const QString& name = {}) const { return scratch.file(u"in/"_s + name); }
+    QString out(const QString& name = {}) const { return scratch.file(u"out/"_s + name); }
+    QString temporary() const { return scratch.file(u"tmp"_s); }
 
 protected:
     static QStringList sourceNames() { return {"a.wav", "b.wav", "c.wav"}; }
 
     void makeSource(const QString& name, double seconds)
     {
-        const ToolResult made = runTool(
-            QStringLiteral("sox"),
-            {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-             QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"), in(name),
-             QStringLiteral("synth"), QString::number(seconds), QStringLiteral("pinknoise")});
+        const ToolResult made =
+            runTool(u"sox"_s, {u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"2"_s, u"-b"_s, u"16"_s,
+                               in(name), u"synth"_s, QString::number(seconds), u"pinknoise"_s});
         ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
     }
 
@@ -75,21 +75,13 @@ protected:
     // test's (and the unprivileged user's to write).
     QProcessEnvironment environment() const
     {
-        return CliProgram::isolatedEnvironment(scratch.file(QStringLiteral("home")), temporary());
+        return CliProgram::isolatedEnvironment(scratch.file(u"home"_s), temporary());
     }
 
     QStringList arguments() const
     {
-        return {QStringLiteral("convert"),
-                QStringLiteral("-j"),
-                QStringLiteral("1"),
-                QStringLiteral("-f"),
-                QStringLiteral("cbr:128"),
-                QStringLiteral("-o"),
-                out(),
-                in(QStringLiteral("a.wav")),
-                in(QStringLiteral("b.wav")),
-                in(QStringLiteral("c.wav"))};
+        return {u"convert"_s, u"-j"_s, u"1"_s,         u"-f"_s,        u"cbr:128"_s,
+                u"-o"_s,      out(),   in(u"a.wav"_s), in(u"b.wav"_s), in(u"c.wav"_s)};
     }
 
     // No MP3 under an output's name is shorter than its source, no hidden
@@ -99,8 +91,8 @@ protected:
         for (const QString& file : filesBelow(out())) {
             const QString name = QFileInfo(file).fileName();
             EXPECT_FALSE(name.startsWith(u'.')) << when << ": a leftover " << file.toStdString();
-            ASSERT_TRUE(name.endsWith(QStringLiteral(".mp3"))) << when << ": " << file.toStdString();
-            const double expected = name == QStringLiteral("b.mp3") ? kLongSeconds : kShortSeconds;
+            ASSERT_TRUE(name.endsWith(u".mp3"_s)) << when << ": " << file.toStdString();
+            const double expected = name == u"b.mp3"_s ? kLongSeconds : kShortSeconds;
             EXPECT_NEAR(probedDuration(out(file)), expected, 0.06) << when << ": " << file.toStdString();
         }
     }
@@ -151,8 +143,8 @@ class CliMidRunFault : public CliFaults, public ::testing::WithParamInterface<Mi
 const MidRunFault kMidRunFaults[] = {
     {"SourcesDeleted",
      [](const CliFaults& t) {
-         ASSERT_TRUE(QFile::remove(t.in(QStringLiteral("b.wav"))));
-         ASSERT_TRUE(QFile::remove(t.in(QStringLiteral("c.wav"))));
+         ASSERT_TRUE(QFile::remove(t.in(u"b.wav"_s)));
+         ASSERT_TRUE(QFile::remove(t.in(u"c.wav"_s)));
      },
      {"a.mp3", "b.mp3"},
      1,
@@ -160,8 +152,8 @@ const MidRunFault kMidRunFaults[] = {
      {"b.wav", "c.wav"}},
     {"SourcesMadeUnreadable",
      [](const CliFaults& t) {
-         chmodOrFail(t.in(QStringLiteral("b.wav")), 0);
-         chmodOrFail(t.in(QStringLiteral("c.wav")), 0);
+         chmodOrFail(t.in(u"b.wav"_s), 0);
+         chmodOrFail(t.in(u"c.wav"_s), 0);
      },
      {"a.mp3", "b.mp3"},
      1,
@@ -189,7 +181,7 @@ TEST_P(CliMidRunFault, TheRunEndsWithItsReportAndOnlyWholeOutputs)
     Unprivileged::own(scratch.path());
     QStringList arguments = this->arguments();
     if (!fault.trashed.isEmpty()) {
-        arguments.insert(1, QStringLiteral("--delete-original"));
+        arguments.insert(1, u"--delete-original"_s);
     }
     CliProcess run(arguments, environment(), Unprivileged::needed());
     ASSERT_TRUE(run.stopWhileSecondFileEncodes(temporary()));
@@ -204,18 +196,16 @@ TEST_P(CliMidRunFault, TheRunEndsWithItsReportAndOnlyWholeOutputs)
     expectOnlyWholeOutputs("at the end");
     EXPECT_EQ(temporaryFilesIn(temporary()), QStringList{});
     if (fault.failed > 0) {
-        EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode %1 of 3 Files.").arg(fault.failed)))
+        EXPECT_TRUE(result.err.contains(u"Failed To Encode %1 of 3 Files."_s.arg(fault.failed)))
             << result.err.toStdString();
         EXPECT_TRUE(result.err.contains(QLatin1String(fault.errorText))) << result.err.toStdString();
-        EXPECT_EQ(result.out.count(QStringLiteral("FAILED: ")), fault.failed) << result.out.toStdString();
+        EXPECT_EQ(result.out.count(u"FAILED: "_s), fault.failed) << result.out.toStdString();
     }
     // The report names what the run wrote (a.mp3 of the removed folder too).
     const qsizetype wrote = 3 - fault.failed;
-    EXPECT_TRUE(result.out.contains(QStringLiteral("%1 of 3 files written.").arg(wrote)))
-        << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains(u"%1 of 3 files written."_s.arg(wrote))) << result.out.toStdString();
     for (const QString& name : fault.written) {
-        EXPECT_TRUE(result.out.contains(QStringLiteral("  ") + out(name) + u'\n'))
-            << result.out.toStdString();
+        EXPECT_TRUE(result.out.contains(u"  "_s + out(name) + u'\n')) << result.out.toStdString();
     }
     for (const QString& name : sourceNames()) {
         if (QFileInfo::exists(in(name))) {
@@ -223,7 +213,7 @@ TEST_P(CliMidRunFault, TheRunEndsWithItsReportAndOnlyWholeOutputs)
         }
     }
     // Only sources converted whole go to the Trash, and they go unchanged.
-    const QString trash = scratch.file(QStringLiteral("home/.local/share/Trash/files/"));
+    const QString trash = scratch.file(u"home/.local/share/Trash/files/"_s);
     for (const QString& name : fault.trashed) {
         EXPECT_FALSE(QFileInfo::exists(in(name))) << name.toStdString();
         EXPECT_EQ(fileBytes(trash + name), original.at(name)) << name.toStdString();
@@ -242,16 +232,15 @@ public:
     SmallDisk(const QString& folder, const char* size) : m_folder(folder)
     {
         const ToolResult mounted =
-            runTool(QStringLiteral("mount"),
-                    {QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("-o"),
-                     QStringLiteral("size=") + QLatin1String(size), QStringLiteral("sonabrik-test"), folder});
+            runTool(u"mount"_s, {u"-t"_s, u"tmpfs"_s, u"-o"_s, u"size="_s + QLatin1String(size),
+                                 u"sonabrik-test"_s, folder});
         m_mounted = mounted.exitCode == 0;
         m_error = mounted.standardError.trimmed();
     }
     ~SmallDisk()
     {
         if (m_mounted) {
-            runTool(QStringLiteral("umount"), {m_folder});
+            runTool(u"umount"_s, {m_folder});
         }
     }
     bool mounted() const { return m_mounted; }
@@ -287,11 +276,9 @@ TEST_P(CliFullDisk, TheFileThatDoesNotFitFailsAlone)
     }
     const CliProgram::Result result = CliProgram::run(arguments(), environment());
     EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
-    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 3 Files.")))
-        << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(u"Failed To Encode 1 of 3 Files."_s)) << result.err.toStdString();
     EXPECT_TRUE(result.err.contains(QLatin1String(GetParam().errorText))) << result.err.toStdString();
-    EXPECT_TRUE(result.out.contains(QStringLiteral("FAILED: ") + in(QStringLiteral("b.wav"))))
-        << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains(u"FAILED: "_s + in(u"b.wav"_s))) << result.out.toStdString();
     EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "c.mp3"}));
     expectOnlyWholeOutputs("full disk");
     EXPECT_EQ(temporaryFilesIn(temporary()), QStringList{});
@@ -314,14 +301,12 @@ TEST_F(CliFaults, TagsThatDoNotFitOnTheTemporaryDiskFailTheirFile)
     if (!Unprivileged::needed()) {
         GTEST_SKIP() << "skipped: mounting a small disk needs root";
     }
-    const QString cover = scratch.file(QStringLiteral("cover.png"));
-    const QString covered = in(QStringLiteral("covered.flac"));
+    const QString cover = scratch.file(u"cover.png"_s);
+    const QString covered = in(u"covered.flac"_s);
     const QString script = QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/hostile_files.py");
-    makeSource(QStringLiteral("covered.flac"), kShortSeconds);
-    for (const QStringList& step : {QStringList{QStringLiteral("png"), cover, QStringLiteral("16"),
-                                                QStringLiteral("16"), QStringLiteral("300000")},
-                                    QStringList{QStringLiteral("flacpicture"), covered, cover,
-                                                QStringLiteral("image/png"), QStringLiteral("0")}}) {
+    makeSource(u"covered.flac"_s, kShortSeconds);
+    for (const QStringList& step : {QStringList{u"png"_s, cover, u"16"_s, u"16"_s, u"300000"_s},
+                                    QStringList{u"flacpicture"_s, covered, cover, u"image/png"_s, u"0"_s}}) {
         const ToolResult made = runTool(systemPython(), QStringList{script} + step);
         ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
     }
@@ -330,12 +315,10 @@ TEST_F(CliFaults, TagsThatDoNotFitOnTheTemporaryDiskFailTheirFile)
         GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << disk.error().toStdString();
     }
     const CliProgram::Result result = CliProgram::run(
-        {QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("1"), QStringLiteral("-o"), out(),
-         in(QStringLiteral("a.wav")), covered, in(QStringLiteral("c.wav"))},
+        {u"convert"_s, u"-j"_s, u"1"_s, u"-o"_s, out(), in(u"a.wav"_s), covered, in(u"c.wav"_s)},
         environment());
     EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
-    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 3 Files.")))
-        << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(u"Failed To Encode 1 of 3 Files."_s)) << result.err.toStdString();
     EXPECT_TRUE(
         result.err.contains(QStringLiteral("MP3 Encode Operation Failed To Encode File: covered.flac.  "
                                            "Error:Unable to write the tags to the output file.")))
@@ -356,43 +339,40 @@ TEST_F(CliFaults, UpdatingTagsNeverCutsTheUsersMP3)
     if (!Unprivileged::needed()) {
         GTEST_SKIP() << "skipped: mounting a small disk needs root";
     }
-    const QString cover = scratch.file(QStringLiteral("cover.png"));
+    const QString cover = scratch.file(u"cover.png"_s);
     const ToolResult drawn =
-        runTool(systemPython(),
-                {QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/hostile_files.py"), QStringLiteral("png"),
-                 cover, QStringLiteral("16"), QStringLiteral("16"), QStringLiteral("100000")});
+        runTool(systemPython(), {QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/hostile_files.py"),
+                                 u"png"_s, cover, u"16"_s, u"16"_s, u"100000"_s});
     ASSERT_EQ(drawn.exitCode, 0) << drawn.standardError.toStdString();
-    const QString disk = scratch.file(QStringLiteral("mp3s"));
+    const QString disk = scratch.file(u"mp3s"_s);
     QDir().mkpath(disk);
     const SmallDisk small(disk, "256k");
     if (!small.mounted()) {
         GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << small.error().toStdString();
     }
     // Tags in ID3v2.3 with UTF-16 text: longer than the UTF-8 ones found.
-    const QString settings = scratch.file(QStringLiteral("home/.config/Sonabrik"));
+    const QString settings = scratch.file(u"home/.config/Sonabrik"_s);
     QDir().mkpath(settings);
     const auto writeFile = [](const QString& path, const QByteArray& bytes) {
         QFile file(path);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         ASSERT_EQ(file.write(bytes), bytes.size());
     };
-    writeFile(settings + QStringLiteral("/Sonabrik.conf"), "[General]\nWriteMP3ID3v2TagVersion=2\n");
+    writeFile(settings + u"/Sonabrik.conf"_s, "[General]\nWriteMP3ID3v2TagVersion=2\n");
 
-    const QString roomy = disk + QStringLiteral("/roomy.mp3");
-    const QString tight = disk + QStringLiteral("/tight.mp3");
+    const QString roomy = disk + u"/roomy.mp3"_s;
+    const QString tight = disk + u"/tight.mp3"_s;
     for (const QString& mp3 : {roomy, tight}) {
         const ToolResult encoded =
-            runTool(QStringLiteral("lame"), {QStringLiteral("--silent"), QStringLiteral("-b"),
-                                             QStringLiteral("128"), in(QStringLiteral("a.wav")), mp3});
+            runTool(u"lame"_s, {u"--silent"_s, u"-b"_s, u"128"_s, in(u"a.wav"_s), mp3});
         ASSERT_EQ(encoded.exitCode, 0) << encoded.standardError.toStdString();
     }
-    const QJsonArray title = Mutagen::entry(QStringLiteral("TIT2"), QStringLiteral("Lantern Road"));
-    Mutagen::tag(roomy, QStringLiteral("id3"), {title}, {{QStringLiteral("padding"), 1000}});
-    Mutagen::tag(tight, QStringLiteral("id3"),
-                 {title, Mutagen::entry(QStringLiteral("APIC"),
-                                        QJsonObject{{QStringLiteral("apic"), cover},
-                                                    {QStringLiteral("mime"), QStringLiteral("image/png")}})},
-                 {{QStringLiteral("padding"), 0}});
+    const QJsonArray title = Mutagen::entry(u"TIT2"_s, u"Lantern Road"_s);
+    Mutagen::tag(roomy, u"id3"_s, {title}, {{u"padding"_s, 1000}});
+    Mutagen::tag(
+        tight, u"id3"_s,
+        {title, Mutagen::entry(u"APIC"_s, QJsonObject{{u"apic"_s, cover}, {u"mime"_s, u"image/png"_s}})},
+        {{u"padding"_s, 0}});
     ASSERT_EQ(::chmod(QFile::encodeName(tight).constData(), 0640), 0);
     const QByteArray tightBefore = fileBytes(tight);
     const QDateTime tightTime = QFileInfo(tight).lastModified();
@@ -404,7 +384,7 @@ TEST_F(CliFaults, UpdatingTagsNeverCutsTheUsersMP3)
     const auto inode = [&](const QString& path) { return status(path).st_ino; };
     // The version the tag was written in: 3 once Sonabrik has written it.
     const auto tagVersion = [](const QString& path) {
-        return mutagenTags(path)[QStringLiteral("id3v2")][QStringLiteral("version")][1].toInt();
+        return mutagenTags(path)[u"id3v2"_s][u"version"_s][1].toInt();
     };
     const ino_t roomyInode = inode(roomy);
     const ino_t tightInode = inode(tight);
@@ -413,19 +393,19 @@ TEST_F(CliFaults, UpdatingTagsNeverCutsTheUsersMP3)
     struct statvfs space = {};
     ASSERT_EQ(::statvfs(QFile::encodeName(disk).constData(), &space), 0);
     const qint64 free = qint64(space.f_bavail) * qint64(space.f_frsize);
-    const QString filler = disk + QStringLiteral("/filler");
+    const QString filler = disk + u"/filler"_s;
     writeFile(filler, QByteArray(free - tightBefore.size() / 2, 'x'));
 
-    const QStringList update{QStringLiteral("convert"), QStringLiteral("--update-metadata"), roomy, tight};
+    const QStringList update{u"convert"_s, u"--update-metadata"_s, roomy, tight};
     CliProgram::Result result = CliProgram::run(update, environment());
     EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
-    EXPECT_TRUE(result.err.contains(QStringLiteral("Could Not Write Metadata To: ") + tight +
-                                    QStringLiteral(".  Error:No space left on device")))
+    EXPECT_TRUE(result.err.contains(u"Could Not Write Metadata To: "_s + tight +
+                                    u".  Error:No space left on device"_s))
         << result.err.toStdString();
     EXPECT_EQ(fileBytes(tight), tightBefore);
     EXPECT_EQ(inode(roomy), roomyInode);
     EXPECT_EQ(tagVersion(roomy), 3);
-    EXPECT_EQ(id3v2Text(mutagenTags(roomy), QStringLiteral("TIT2")), QStringLiteral("Lantern Road"));
+    EXPECT_EQ(id3v2Text(mutagenTags(roomy), u"TIT2"_s), u"Lantern Road"_s);
     EXPECT_NEAR(probedDuration(roomy), kShortSeconds, 0.06);
     EXPECT_EQ(QDir(disk).entryList(QDir::Files | QDir::Hidden).size(), 3) << "a copy was left behind";
 
@@ -436,7 +416,7 @@ TEST_F(CliFaults, UpdatingTagsNeverCutsTheUsersMP3)
     EXPECT_EQ(status(tight).st_mode & 07777, 0640u);
     EXPECT_EQ(QFileInfo(tight).lastModified(), tightTime);
     EXPECT_EQ(tagVersion(tight), 3);
-    EXPECT_EQ(id3v2Text(mutagenTags(tight), QStringLiteral("TIT2")), QStringLiteral("Lantern Road"));
+    EXPECT_EQ(id3v2Text(mutagenTags(tight), u"TIT2"_s), u"Lantern Road"_s);
     EXPECT_NEAR(probedDuration(tight), kShortSeconds, 0.06);
 }
 
@@ -457,23 +437,22 @@ TEST_F(CliFaults, KilledMidRunAndRunAgain)
     // removes it, but not the files of a process that still runs (this
     // test's) nor another program's.
     EXPECT_FALSE(temporaryFilesIn(temporary()).isEmpty());
-    const QString running = QStringLiteral("Wavecrate-00000000-%1-abcdEFGH").arg(::getpid());
-    for (const QString& name : {running, QStringLiteral("other-program.tmp")}) {
+    const QString running = u"Wavecrate-00000000-%1-abcdEFGH"_s.arg(::getpid());
+    for (const QString& name : {running, u"other-program.tmp"_s}) {
         QFile(temporary() + u'/' + name).open(QIODevice::WriteOnly);
     }
     QStringList arguments = this->arguments();
-    arguments.insert(1, QStringLiteral("--overwrite"));
-    arguments.insert(2, QStringLiteral("skip"));
+    arguments.insert(1, u"--overwrite"_s);
+    arguments.insert(2, u"skip"_s);
     const CliProgram::Result result = CliProgram::run(arguments, environment());
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_TRUE(result.out.contains(QStringLiteral("2 of 3 files written, 1 skipped.")))
-        << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains(u"2 of 3 files written, 1 skipped."_s)) << result.out.toStdString();
     EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "b.mp3", "c.mp3"}));
     expectOnlyWholeOutputs("after the second run");
     expectSourcesUnchanged();
     QStringList left = QDir(temporary()).entryList(QDir::Files | QDir::Hidden);
     left.sort();
-    EXPECT_EQ(left, (QStringList{running, QStringLiteral("other-program.tmp")}));
+    EXPECT_EQ(left, (QStringList{running, u"other-program.tmp"_s}));
 }
 
 } // namespace

@@ -21,6 +21,8 @@
 #include <functional>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using CliProgram::filesBelow;
@@ -45,25 +47,22 @@ QString hex(const QByteArray& bytes)
 
 void png(const QString& path, int width, int height, qint64 padding)
 {
-    hostile({QStringLiteral("png"), path, QString::number(width), QString::number(height),
-             QString::number(padding)});
+    hostile({u"png"_s, path, QString::number(width), QString::number(height), QString::number(padding)});
 }
 
 class CliHostileTags : public ::testing::Test
 {
 public:
-    QString in(const QString& name = {}) const { return scratch.file(QStringLiteral("in/") + name); }
-    QString out(const QString& name = {}) const { return scratch.file(QStringLiteral("out/") + name); }
+    QString in(const QString& name = {}) const { return scratch.file(u"in/"_s + name); }
+    QString out(const QString& name = {}) const { return scratch.file(u"out/"_s + name); }
 
     // Half a second of tone, as FLAC or WAV.
     QString tone(const QString& name) const
     {
         QDir().mkpath(in());
-        const ToolResult made = runTool(
-            QStringLiteral("sox"),
-            {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-             QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"), in(name),
-             QStringLiteral("synth"), QStringLiteral("0.5"), QStringLiteral("sine"), QStringLiteral("440")});
+        const ToolResult made =
+            runTool(u"sox"_s, {u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"2"_s, u"-b"_s, u"16"_s,
+                               in(name), u"synth"_s, u"0.5"_s, u"sine"_s, u"440"_s});
         EXPECT_EQ(made.exitCode, 0) << made.standardError.toStdString();
         return in(name);
     }
@@ -72,11 +71,10 @@ protected:
     CliProgram::Result convert(const QStringList& options)
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        const QString temporary = scratch.file(QStringLiteral("tmp"));
+        const QString temporary = scratch.file(u"tmp"_s);
         QDir().mkpath(temporary);
-        environment.insert(QStringLiteral("TMPDIR"), temporary);
-        return CliProgram::run(QStringList{QStringLiteral("convert")} + options +
-                                   QStringList{QStringLiteral("-o"), out(), in()},
+        environment.insert(u"TMPDIR"_s, temporary);
+        return CliProgram::run(QStringList{u"convert"_s} + options + QStringList{u"-o"_s, out(), in()},
                                environment);
     }
 
@@ -90,8 +88,8 @@ void expectVisibleNamesInside(const QString& scratchFolder, const QString& outFo
                               const QByteArray& cover)
 {
     for (const QString& file : filesBelow(scratchFolder)) {
-        EXPECT_TRUE(file.startsWith(QStringLiteral("in/")) || file.startsWith(QStringLiteral("out/")) ||
-                    file.startsWith(QStringLiteral("tmp/")) || file == QStringLiteral("cover.png"))
+        EXPECT_TRUE(file.startsWith(u"in/"_s) || file.startsWith(u"out/"_s) || file.startsWith(u"tmp/"_s) ||
+                    file == u"cover.png"_s)
             << "written outside the output folder: " << file.toStdString();
     }
     const QString outside = QFileInfo(outFolder).canonicalFilePath() + u'/';
@@ -108,12 +106,12 @@ void expectVisibleNamesInside(const QString& scratchFolder, const QString& outFo
         if (!walk.fileInfo().isFile()) {
             continue;
         }
-        if (name.endsWith(QStringLiteral(".png"))) {
+        if (name.endsWith(u".png"_s)) {
             ++covers;
             EXPECT_EQ(fileBytes(path), cover) << path.toStdString();
         } else {
             ++mp3s;
-            EXPECT_TRUE(name.endsWith(QStringLiteral(".mp3"))) << path.toStdString();
+            EXPECT_TRUE(name.endsWith(u".mp3"_s)) << path.toStdString();
             EXPECT_NEAR(probedDuration(path), 0.5, 0.06) << path.toStdString();
         }
     }
@@ -123,14 +121,14 @@ void expectVisibleNamesInside(const QString& scratchFolder, const QString& outFo
 
 QStringList mp3sBelow(const QString& folder)
 {
-    return filesBelow(folder).filter(QRegularExpression(QStringLiteral("\\.mp3$")));
+    return filesBelow(folder).filter(QRegularExpression(u"\\.mp3$"_s));
 }
 
 // The MP3 whose ID3v2 title is title, among the files below folder.
 QString mp3Titled(const QString& folder, const QString& title)
 {
     for (const QString& file : mp3sBelow(folder)) {
-        if (id3v2Text(mutagenTags(folder + u'/' + file), QStringLiteral("TIT2")) == title) {
+        if (id3v2Text(mutagenTags(folder + u'/' + file), u"TIT2"_s) == title) {
             return folder + u'/' + file;
         }
     }
@@ -139,65 +137,60 @@ QString mp3Titled(const QString& folder, const QString& title)
 
 TEST_F(CliHostileTags, NamesStayInsideAndVisibleAndTheTagsSurviveWhole)
 {
-    const QString longComposer = QStringLiteral("Ünïcödé ").repeated(1250); // 10,000 characters
-    const QString controls = QStringLiteral("line\nbreak\ttab\x01start del\x7f");
-    const QString flac = tone(QStringLiteral("hostile.flac"));
-    Mutagen::tag(flac, QStringLiteral("flac"),
-                 {entry(QStringLiteral("TITLE"), QStringLiteral("../../escape")),
-                  entry(QStringLiteral("ARTIST"), QStringLiteral(".hidden")),
-                  entry(QStringLiteral("ALBUMARTIST"), QStringLiteral("..")),
-                  entry(QStringLiteral("ALBUM"), QStringLiteral("...And Justice for All")),
-                  entry(QStringLiteral("GENRE"), controls), entry(QStringLiteral("COMPOSER"), longComposer),
-                  entry(QStringLiteral("GROUPING"), QStringLiteral("QQQQ")),
-                  entry(QStringLiteral("ISRC"), QStringLiteral("RRRR"))});
+    const QString longComposer = u"Ünïcödé "_s.repeated(1250); // 10,000 characters
+    const QString controls = u"line\nbreak\ttab\x01start del\x7f"_s;
+    const QString flac = tone(u"hostile.flac"_s);
+    Mutagen::tag(flac, u"flac"_s,
+                 {entry(u"TITLE"_s, u"../../escape"_s), entry(u"ARTIST"_s, u".hidden"_s),
+                  entry(u"ALBUMARTIST"_s, u".."_s), entry(u"ALBUM"_s, u"...And Justice for All"_s),
+                  entry(u"GENRE"_s, controls), entry(u"COMPOSER"_s, longComposer),
+                  entry(u"GROUPING"_s, u"QQQQ"_s), entry(u"ISRC"_s, u"RRRR"_s)});
     // Its cover is saved beside the MP3 too, named by its album.
-    const QString cover = scratch.file(QStringLiteral("cover.png"));
+    const QString cover = scratch.file(u"cover.png"_s);
     png(cover, 16, 16, 0);
-    hostile({QStringLiteral("flacpicture"), flac, cover, QStringLiteral("image/png"), QStringLiteral("0")});
-    prefs.set(QStringLiteral("saveAlbumArtworkToFile"), true);
-    prefs.set(QStringLiteral("albumArtworkFileName"), QStringLiteral("{albumTitle}"));
+    hostile({u"flacpicture"_s, flac, cover, u"image/png"_s, u"0"_s});
+    prefs.set(u"saveAlbumArtworkToFile"_s, true);
+    prefs.set(u"albumArtworkFileName"_s, u"{albumTitle}"_s);
     // Raw bytes where a tag writer would only write valid text: invalid
     // UTF-8 in one comment, a NUL in another.
-    hostile({QStringLiteral("replace"), flac, hex("GROUPING=QQQQ"), hex("GROUPING=\xff\xfe\xc3(")});
-    hostile({QStringLiteral("replace"), flac, hex("ISRC=RRRR"), hex(QByteArray("ISRC=R\0/R", 9))});
+    hostile({u"replace"_s, flac, hex("GROUPING=QQQQ"), hex("GROUPING=\xff\xfe\xc3(")});
+    hostile({u"replace"_s, flac, hex("ISRC=RRRR"), hex(QByteArray("ISRC=R\0/R", 9))});
 
-    const QString wav = tone(QStringLiteral("hostile.wav"));
-    Mutagen::tag(wav, QStringLiteral("wave"),
-                 {entry(QStringLiteral("TIT2"), QStringLiteral("SSSS")),
-                  entry(QStringLiteral("TPE1"), QStringLiteral("/")),
-                  entry(QStringLiteral("TPE2"), QStringLiteral(".")),
-                  entry(QStringLiteral("TALB"), QStringLiteral("/").repeated(10000))});
-    hostile({QStringLiteral("replace"), wav, hex("SSSS"), hex("\xed\xa0\x80S")}); // a UTF-8 surrogate
+    const QString wav = tone(u"hostile.wav"_s);
+    Mutagen::tag(wav, u"wave"_s,
+                 {entry(u"TIT2"_s, u"SSSS"_s), entry(u"TPE1"_s, u"/"_s), entry(u"TPE2"_s, u"."_s),
+                  entry(u"TALB"_s, u"/"_s.repeated(10000))});
+    hostile({u"replace"_s, wav, hex("SSSS"), hex("\xed\xa0\x80S")}); // a UTF-8 surrogate
 
     const QString scheme = QStringLiteral(
         "{albumArtist}/{albumTitle}/{trackArtist}/{genre} {grouping} {ISRC}/{composer}/{trackTitle}");
-    const CliProgram::Result result = convert({QStringLiteral("-n"), scheme});
+    const CliProgram::Result result = convert({u"-n"_s, scheme});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString() << result.out.toStdString();
-    EXPECT_TRUE(result.out.contains(QStringLiteral("2 of 2 files written."))) << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains(u"2 of 2 files written."_s)) << result.out.toStdString();
     expectVisibleNamesInside(scratch.path(), out(), 2, fileBytes(cover));
 
     // The names were made safe; the tags keep every character.
-    const QString fromFlac = mp3Titled(out(), QStringLiteral("../../escape"));
+    const QString fromFlac = mp3Titled(out(), u"../../escape"_s);
     ASSERT_FALSE(fromFlac.isEmpty()) << filesBelow(out()).join(u'\n').toStdString();
     const QJsonObject tags = mutagenTags(fromFlac);
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TPE1")), QStringLiteral(".hidden"));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TPE2")), QStringLiteral(".."));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TALB")), QStringLiteral("...And Justice for All"));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TCON")), controls);
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TCOM")), longComposer);
+    EXPECT_EQ(id3v2Text(tags, u"TPE1"_s), u".hidden"_s);
+    EXPECT_EQ(id3v2Text(tags, u"TPE2"_s), u".."_s);
+    EXPECT_EQ(id3v2Text(tags, u"TALB"_s), u"...And Justice for All"_s);
+    EXPECT_EQ(id3v2Text(tags, u"TCON"_s), controls);
+    EXPECT_EQ(id3v2Text(tags, u"TCOM"_s), longComposer);
     // TagLib reads a comment up to a NUL, and drops one that is not UTF-8.
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TSRC")), QStringLiteral("R"));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT1")), QString());
+    EXPECT_EQ(id3v2Text(tags, u"TSRC"_s), u"R"_s);
+    EXPECT_EQ(id3v2Text(tags, u"TIT1"_s), QString());
 
     const QStringList all = mp3sBelow(out());
     const QString fromWav =
         out(all.first() == QDir(out()).relativeFilePath(fromFlac) ? all.last() : all.first());
     const QJsonObject wavTags = mutagenTags(fromWav);
-    EXPECT_EQ(id3v2Text(wavTags, QStringLiteral("TPE1")), QStringLiteral("/"));
-    EXPECT_EQ(id3v2Text(wavTags, QStringLiteral("TALB")), QStringLiteral("/").repeated(10000));
+    EXPECT_EQ(id3v2Text(wavTags, u"TPE1"_s), u"/"_s);
+    EXPECT_EQ(id3v2Text(wavTags, u"TALB"_s), u"/"_s.repeated(10000));
     // A title TagLib cannot decode is no title: the file's name stands in.
-    EXPECT_EQ(id3v2Text(wavTags, QStringLiteral("TIT2")), QStringLiteral("hostile"));
-    EXPECT_TRUE(fromWav.endsWith(QStringLiteral("/hostile.mp3"))) << fromWav.toStdString();
+    EXPECT_EQ(id3v2Text(wavTags, u"TIT2"_s), u"hostile"_s);
+    EXPECT_TRUE(fromWav.endsWith(u"/hostile.mp3"_s)) << fromWav.toStdString();
 }
 
 // What mutagen finds of the first APIC frame: its size and MD5, or nothing.
@@ -211,7 +204,7 @@ Cover coverIn(const QString& mp3)
 {
     const ToolResult read = runTool(
         systemPython(),
-        {QStringLiteral("-c"),
+        {u"-c"_s,
          QStringLiteral("import hashlib, sys, mutagen.id3\n"
                         "frames = mutagen.id3.ID3(sys.argv[1]).getall('APIC')\n"
                         "if frames: print(len(frames[0].data), hashlib.md5(frames[0].data).hexdigest())\n"),
@@ -253,34 +246,29 @@ class CliHostileCover : public CliHostileTags, public ::testing::WithParamInterf
 void jpeg(const QString& path, int width, int height)
 {
     const ToolResult made =
-        runTool(QStringLiteral("ffmpeg"),
-                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
-                 QStringLiteral("-i"), QStringLiteral("color=red:s=16x16"), QStringLiteral("-frames:v"),
-                 QStringLiteral("1"), QStringLiteral("-f"), QStringLiteral("mjpeg"), path});
+        runTool(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s, u"color=red:s=16x16"_s,
+                              u"-frames:v"_s, u"1"_s, u"-f"_s, u"mjpeg"_s, path});
     ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
-    hostile({QStringLiteral("jpegsize"), path, QString::number(width), QString::number(height)});
+    hostile({u"jpegsize"_s, path, QString::number(width), QString::number(height)});
 }
 
 auto flacWithPicture(const char* mime, int lengthDelta)
 {
     return [=](CliHostileTags& t, const QString& image) {
-        const QString flac = t.tone(QStringLiteral("cover.flac"));
-        Mutagen::tag(flac, QStringLiteral("flac"), {entry(QStringLiteral("TITLE"), QStringLiteral("Cover"))});
-        hostile(
-            {QStringLiteral("flacpicture"), flac, image, QLatin1String(mime), QString::number(lengthDelta)});
+        const QString flac = t.tone(u"cover.flac"_s);
+        Mutagen::tag(flac, u"flac"_s, {entry(u"TITLE"_s, u"Cover"_s)});
+        hostile({u"flacpicture"_s, flac, image, QLatin1String(mime), QString::number(lengthDelta)});
     };
 }
 
 auto wavWithAPIC(const char* mime, int sizeDelta)
 {
     return [=](CliHostileTags& t, const QString& image) {
-        const QString wav = t.tone(QStringLiteral("cover.wav"));
-        QJsonObject picture{{QStringLiteral("apic"), image}, {QStringLiteral("mime"), QLatin1String(mime)}};
-        Mutagen::tag(
-            wav, QStringLiteral("wave"),
-            {entry(QStringLiteral("TIT2"), QStringLiteral("Cover")), entry(QStringLiteral("APIC"), picture)});
+        const QString wav = t.tone(u"cover.wav"_s);
+        QJsonObject picture{{u"apic"_s, image}, {u"mime"_s, QLatin1String(mime)}};
+        Mutagen::tag(wav, u"wave"_s, {entry(u"TIT2"_s, u"Cover"_s), entry(u"APIC"_s, picture)});
         if (sizeDelta != 0) {
-            hostile({QStringLiteral("apicsize"), wav, QString::number(sizeDelta)});
+            hostile({u"apicsize"_s, wav, QString::number(sizeDelta)});
         }
     };
 }
@@ -311,7 +299,7 @@ const HostileCover kHostileCovers[] = {
 
 TEST_P(CliHostileCover, TheFileConvertsWithItsTitle)
 {
-    const QString image = scratch.file(QStringLiteral("image"));
+    const QString image = scratch.file(u"image"_s);
     GetParam().image(image);
     GetParam().make(*this, image);
     const CliProgram::Result result = convert({});
@@ -320,7 +308,7 @@ TEST_P(CliHostileCover, TheFileConvertsWithItsTitle)
     ASSERT_EQ(written.size(), 1) << written.join(u' ').toStdString();
     const QString mp3 = out(written.first());
     EXPECT_NEAR(probedDuration(mp3), 0.5, 0.06);
-    EXPECT_EQ(id3v2Text(mutagenTags(mp3), QStringLiteral("TIT2")), QStringLiteral("Cover"));
+    EXPECT_EQ(id3v2Text(mutagenTags(mp3), u"TIT2"_s), u"Cover"_s);
 
     const Cover cover = coverIn(mp3);
     const QByteArray bytes = fileBytes(image);

@@ -11,7 +11,6 @@
 #include "Tools.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -25,67 +24,29 @@
 #include <csignal>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-struct CliResult
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using CliProgram::filesBelow;
 
-QString cliProgram()
+CliProgram::Result cli(const QStringList& arguments, const QByteArray& input = {},
+                       const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment())
 {
-    return QStringLiteral(SONABRIK_BINARY_DIR "/Classes/sonabrik-cli");
-}
-
-CliResult cli(const QStringList& arguments, const QByteArray& input = {},
-              const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment())
-{
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(cliProgram(), arguments);
-    EXPECT_TRUE(process.waitForStarted());
-    process.write(input);
-    process.closeWriteChannel();
-    EXPECT_TRUE(process.waitForFinished(180000));
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
-
-// Every file below folder, hidden ones included, relative and sorted.
-QStringList filesBelow(const QString& folder)
-{
-    QStringList files;
-    QDirIterator walk(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (walk.hasNext()) {
-        files << QDir(folder).relativeFilePath(walk.next());
-    }
-    files.sort();
-    return files;
+    return CliProgram::run(arguments, environment, input);
 }
 
 QJsonObject probeStream(const QString& path)
 {
-    const ToolResult probe =
-        runTool(QStringLiteral("ffprobe"),
-                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                 QStringLiteral("stream=sample_rate,channels,bit_rate:format=duration"),
-                 QStringLiteral("-of"), QStringLiteral("json"), path});
-    const QJsonObject all = QJsonDocument::fromJson(probe.standardOutput).object();
-    QJsonObject stream = all.value(QStringLiteral("streams")).toArray().at(0).toObject();
-    stream.insert(QStringLiteral("duration"),
-                  all.value(QStringLiteral("format")).toObject().value(QStringLiteral("duration")));
-    return stream;
+    return ffprobe(path, {u"-show_entries"_s, u"stream=sample_rate,channels,bit_rate"_s})[u"streams"_s][0]
+        .toObject();
 }
 
 double duration(const QString& path)
 {
-    return probeStream(path).value(QStringLiteral("duration")).toString().toDouble();
+    return CliProgram::probedDuration(path);
 }
 
-// True once a file appears in folder (within 60 s).
 // Waits for one of the program's own temporary files in folder (a sanitizer's
 // runtime may put files of its own there as it starts).
 bool waitForFile(const QString& folder)
@@ -102,17 +63,14 @@ bool waitForFile(const QString& folder)
 QByteArray storedPreferences()
 {
     return fileBytes(QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-                     QStringLiteral("/Sonabrik/Sonabrik.conf"));
+                     u"/Sonabrik/Sonabrik.conf"_s);
 }
 
 class SonabrikCliTest : public ::testing::Test
 {
 protected:
-    QString in(const QString& relative = {}) const { return scratch.file(QStringLiteral("in/") + relative); }
-    QString out(const QString& relative = {}) const
-    {
-        return scratch.file(QStringLiteral("out/") + relative);
-    }
+    QString in(const QString& relative = {}) const { return scratch.file(u"in/"_s + relative); }
+    QString out(const QString& relative = {}) const { return scratch.file(u"out/"_s + relative); }
 
     QString source(const QString& fixture, const QString& relative)
     {
@@ -128,34 +86,33 @@ protected:
 
 TEST_F(SonabrikCliTest, ConvertsNestedFoldersIntoTwoFormatsKeepingTheirStructure)
 {
-    source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("Album/CD1/01.flac"));
-    source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("Album/02.ogg"));
-    source(QStringLiteral("ctl-short.wav"), QStringLiteral("Album/.hidden.wav"));
-    source(QStringLiteral("ctl-short.wav"), QStringLiteral("Album/.cache/inner.wav"));
-    QFile(in(QStringLiteral("Album/notes.txt"))).open(QIODevice::WriteOnly);
+    source(u"ctl-tagged.flac"_s, u"Album/CD1/01.flac"_s);
+    source(u"ctl-tone.ogg"_s, u"Album/02.ogg"_s);
+    source(u"ctl-short.wav"_s, u"Album/.hidden.wav"_s);
+    source(u"ctl-short.wav"_s, u"Album/.cache/inner.wav"_s);
+    QFile(in(u"Album/notes.txt"_s)).open(QIODevice::WriteOnly);
 
-    const CliResult result =
-        cli({QStringLiteral("convert"), QStringLiteral("--keep-structure"), QStringLiteral("-o"), out(),
-             QStringLiteral("-f"), QStringLiteral("vbr:2"), QStringLiteral("-f"),
-             QStringLiteral("cbr:128,rate=32000,mode=mono"), in(QStringLiteral("Album"))});
+    const CliProgram::Result result =
+        cli({u"convert"_s, u"--keep-structure"_s, u"-o"_s, out(), u"-f"_s, u"vbr:2"_s, u"-f"_s,
+             u"cbr:128,rate=32000,mode=mono"_s, in(u"Album"_s)});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_EQ(filesBelow(out()),
               (QStringList{"Album/02 2.mp3", "Album/02.mp3", "Album/CD1/01 2.mp3", "Album/CD1/01.mp3"}));
-    const QJsonObject cbr = probeStream(out(QStringLiteral("Album/CD1/01 2.mp3")));
-    EXPECT_EQ(cbr.value(QStringLiteral("sample_rate")).toString(), QStringLiteral("32000"));
-    EXPECT_EQ(cbr.value(QStringLiteral("channels")).toInt(), 1);
-    EXPECT_EQ(cbr.value(QStringLiteral("bit_rate")).toString(), QStringLiteral("128000"));
-    EXPECT_EQ(probeStream(out(QStringLiteral("Album/02.mp3"))).value(QStringLiteral("channels")).toInt(), 2);
-    const QJsonObject tags = mutagenTags(out(QStringLiteral("Album/CD1/01.mp3")));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), QStringLiteral("Lantern Road"));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TPE1")), QStringLiteral("The Quiet Orchards"));
-    EXPECT_TRUE(result.out.contains(QStringLiteral("4 of 4 files written.")));
+    const QJsonObject cbr = probeStream(out(u"Album/CD1/01 2.mp3"_s));
+    EXPECT_EQ(cbr.value(u"sample_rate"_s).toString(), u"32000"_s);
+    EXPECT_EQ(cbr.value(u"channels"_s).toInt(), 1);
+    EXPECT_EQ(cbr.value(u"bit_rate"_s).toString(), u"128000"_s);
+    EXPECT_EQ(probeStream(out(u"Album/02.mp3"_s)).value(u"channels"_s).toInt(), 2);
+    const QJsonObject tags = mutagenTags(out(u"Album/CD1/01.mp3"_s));
+    EXPECT_EQ(id3v2Text(tags, u"TIT2"_s), u"Lantern Road"_s);
+    EXPECT_EQ(id3v2Text(tags, u"TPE1"_s), u"The Quiet Orchards"_s);
+    EXPECT_TRUE(result.out.contains(u"4 of 4 files written."_s));
     // The first run says in one line where the files go, not the window's
     // welcome; the options were for this run only.
-    EXPECT_TRUE(result.err.contains(QStringLiteral("MP3 files go to ") + QDir::cleanPath(out()) +
-                                    QStringLiteral(" (choose another folder with -o FOLDER)\n")))
+    EXPECT_TRUE(result.err.contains(u"MP3 files go to "_s + QDir::cleanPath(out()) +
+                                    u" (choose another folder with -o FOLDER)\n"_s))
         << result.err.toStdString();
-    EXPECT_FALSE(result.err.contains(QStringLiteral("Welcome")));
+    EXPECT_FALSE(result.err.contains(u"Welcome"_s));
     EXPECT_TRUE(storedPreferences().contains("firstRun=false"));
     EXPECT_FALSE(storedPreferences().contains("preserveInputFileDirectoryStructure"));
     EXPECT_FALSE(storedPreferences().contains(out().toUtf8()));
@@ -163,22 +120,21 @@ TEST_F(SonabrikCliTest, ConvertsNestedFoldersIntoTwoFormatsKeepingTheirStructure
 
 TEST_F(SonabrikCliTest, NamingSchemesMakeFoldersAndTheNameCommandPreviewsThem)
 {
-    const QString flac = source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("x.flac"));
-    const QString scheme = QStringLiteral("{trackArtist}/{albumTitle}/{trackNumber - }{trackTitle}");
-    const CliResult preview = cli({QStringLiteral("name"), scheme, flac});
-    EXPECT_EQ(preview.out, QStringLiteral("The Quiet Orchards/North of Tidewater/01 - Lantern Road.mp3\n"));
+    const QString flac = source(u"ctl-tagged.flac"_s, u"x.flac"_s);
+    const QString scheme = u"{trackArtist}/{albumTitle}/{trackNumber - }{trackTitle}"_s;
+    const CliProgram::Result preview = cli({u"name"_s, scheme, flac});
+    EXPECT_EQ(preview.out, u"The Quiet Orchards/North of Tidewater/01 - Lantern Road.mp3\n"_s);
 
-    const CliResult result =
-        cli({QStringLiteral("convert"), QStringLiteral("-n"), scheme, QStringLiteral("-o"), out(), flac});
+    const CliProgram::Result result = cli({u"convert"_s, u"-n"_s, scheme, u"-o"_s, out(), flac});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_EQ(filesBelow(out()), QStringList{preview.out.trimmed()});
 
-    const CliResult info = cli({QStringLiteral("info"), QStringLiteral("--json"), flac});
+    const CliProgram::Result info = cli({u"info"_s, u"--json"_s, flac});
     const QJsonObject record = QJsonDocument::fromJson(info.out.toUtf8()).object();
-    EXPECT_EQ(record.value(QStringLiteral("trackTitle")).toString(), QStringLiteral("Lantern Road"));
-    EXPECT_EQ(record.value(QStringLiteral("trackNumber")).toInt(), 1);
-    EXPECT_EQ(record.value(QStringLiteral("sourceSampleRate")).toDouble(), 44100.0);
-    EXPECT_FALSE(record.contains(QStringLiteral("albumArtist")));
+    EXPECT_EQ(record.value(u"trackTitle"_s).toString(), u"Lantern Road"_s);
+    EXPECT_EQ(record.value(u"trackNumber"_s).toInt(), 1);
+    EXPECT_EQ(record.value(u"sourceSampleRate"_s).toDouble(), 44100.0);
+    EXPECT_FALSE(record.contains(u"albumArtist"_s));
 }
 
 // Tags longer than a file name may be still name the output: each folder and
@@ -187,22 +143,18 @@ TEST_F(SonabrikCliTest, NamingSchemesMakeFoldersAndTheNameCommandPreviewsThem)
 TEST_F(SonabrikCliTest, LongNonASCIITagsMakeNamesThatFitTheFileSystem)
 {
     QDir().mkpath(in());
-    const QString title = QStringLiteral("é").repeated(200);
-    const QString album = QStringLiteral("音").repeated(200);
-    const QString flac = in(QStringLiteral("long.flac"));
+    const QString title = u"é"_s.repeated(200);
+    const QString album = u"音"_s.repeated(200);
+    const QString flac = in(u"long.flac"_s);
     const ToolResult made =
-        runTool(QStringLiteral("sox"),
-                {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                 QStringLiteral("-c"), QStringLiteral("1"), QStringLiteral("--comment"),
-                 QStringLiteral("TITLE=") + title, QStringLiteral("--add-comment"),
-                 QStringLiteral("ALBUM=") + album, flac, QStringLiteral("synth"), QStringLiteral("0.5"),
-                 QStringLiteral("sine"), QStringLiteral("440")});
+        runTool(u"sox"_s,
+                {u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"1"_s, u"--comment"_s, u"TITLE="_s + title,
+                 u"--add-comment"_s, u"ALBUM="_s + album, flac, u"synth"_s, u"0.5"_s, u"sine"_s, u"440"_s});
     ASSERT_EQ(made.exitCode, 0);
-    const QString scheme = QStringLiteral("{albumTitle}/{trackTitle}");
+    const QString scheme = u"{albumTitle}/{trackTitle}"_s;
     // Two sources with the same tags: the second gets a numbered name.
-    ASSERT_TRUE(QFile::copy(flac, in(QStringLiteral("long2.flac"))));
-    const CliResult result =
-        cli({QStringLiteral("convert"), QStringLiteral("-n"), scheme, QStringLiteral("-o"), out(), in()});
+    ASSERT_TRUE(QFile::copy(flac, in(u"long2.flac"_s)));
+    const CliProgram::Result result = cli({u"convert"_s, u"-n"_s, scheme, u"-o"_s, out(), in()});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     const QStringList written = filesBelow(out());
     ASSERT_EQ(written.size(), 2) << written.join(u'\n').toStdString();
@@ -212,66 +164,61 @@ TEST_F(SonabrikCliTest, LongNonASCIITagsMakeNamesThatFitTheFileSystem)
         EXPECT_EQ(components[0], album.left(85)); // 85 × 3 bytes
         EXPECT_LE(components[1].toUtf8().size(), 255);
         EXPECT_TRUE(components[1].startsWith(title.left(120))) << file.toStdString();
-        EXPECT_TRUE(components[1].endsWith(QStringLiteral(".mp3")));
+        EXPECT_TRUE(components[1].endsWith(u".mp3"_s));
         EXPECT_NEAR(duration(out(file)), 0.5, 0.06);
         const QJsonObject tags = mutagenTags(out(file));
-        EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), title);
-        EXPECT_EQ(id3v2Text(tags, QStringLiteral("TALB")), album);
+        EXPECT_EQ(id3v2Text(tags, u"TIT2"_s), title);
+        EXPECT_EQ(id3v2Text(tags, u"TALB"_s), album);
     }
-    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(125) + QStringLiteral(".mp3")));
-    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(124) + QStringLiteral(" 2.mp3")));
+    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(125) + u".mp3"_s));
+    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(124) + u" 2.mp3"_s));
 }
 
 TEST_F(SonabrikCliTest, OverwriteAnswersComeFromTheTerminalOrTheCommandLine)
 {
-    const QStringList sources{source(QStringLiteral("ctl-short.wav"), QStringLiteral("a.wav")),
-                              source(QStringLiteral("ctl-short.wav"), QStringLiteral("b.wav"))};
-    const QStringList base{QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("1"),
-                           QStringLiteral("-o"), out()};
+    const QStringList sources{source(u"ctl-short.wav"_s, u"a.wav"_s), source(u"ctl-short.wav"_s, u"b.wav"_s)};
+    const QStringList base{u"convert"_s, u"-j"_s, u"1"_s, u"-o"_s, out()};
     for (const char* name : {"a.mp3", "b.mp3"}) {
         QDir().mkpath(out());
         QFile old(out(QString::fromLatin1(name)));
         ASSERT_TRUE(old.open(QIODevice::WriteOnly));
         old.write("old");
     }
-    const QStringList ask =
-        base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("ask")} + sources;
+    const QStringList ask = base + QStringList{u"--overwrite"_s, u"ask"_s} + sources;
 
     // Skip, applied to the whole batch: asked once.
-    CliResult result = cli(ask, "s\ny\n");
+    CliProgram::Result result = cli(ask, "s\ny\n");
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_EQ(result.err.count(QStringLiteral("already exists.")), 1);
-    EXPECT_TRUE(result.err.contains(QStringLiteral("The file \"a.mp3\" already exists.")));
-    EXPECT_EQ(fileBytes(out(QStringLiteral("a.mp3"))), QByteArray("old"));
-    EXPECT_TRUE(result.out.contains(QStringLiteral("0 of 2 files written, 2 skipped.")))
-        << result.out.toStdString();
+    EXPECT_EQ(result.err.count(u"already exists."_s), 1);
+    EXPECT_TRUE(result.err.contains(u"The file \"a.mp3\" already exists."_s));
+    EXPECT_EQ(fileBytes(out(u"a.mp3"_s)), QByteArray("old"));
+    EXPECT_TRUE(result.out.contains(u"0 of 2 files written, 2 skipped."_s)) << result.out.toStdString();
 
     // Yes for the first, No (a new name) for the second.
     result = cli(ask, "y\nn\nn\nn\n");
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_EQ(result.err.count(QStringLiteral("already exists.")), 2);
-    EXPECT_NEAR(duration(out(QStringLiteral("a.mp3"))), 0.5, 0.06);
-    EXPECT_EQ(fileBytes(out(QStringLiteral("b.mp3"))), QByteArray("old"));
-    EXPECT_NEAR(duration(out(QStringLiteral("b 2.mp3"))), 0.5, 0.06);
+    EXPECT_EQ(result.err.count(u"already exists."_s), 2);
+    EXPECT_NEAR(duration(out(u"a.mp3"_s)), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out(u"b.mp3"_s)), QByteArray("old"));
+    EXPECT_NEAR(duration(out(u"b 2.mp3"_s)), 0.5, 0.06);
 
     // Without a terminal answer the file is skipped; "replace" never asks.
     result = cli(ask, "");
-    EXPECT_EQ(fileBytes(out(QStringLiteral("b.mp3"))), QByteArray("old"));
-    result = cli(base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("replace")} + sources);
-    EXPECT_FALSE(result.err.contains(QStringLiteral("already exists.")));
-    EXPECT_NEAR(duration(out(QStringLiteral("b.mp3"))), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out(u"b.mp3"_s)), QByteArray("old"));
+    result = cli(base + QStringList{u"--overwrite"_s, u"replace"_s} + sources);
+    EXPECT_FALSE(result.err.contains(u"already exists."_s));
+    EXPECT_NEAR(duration(out(u"b.mp3"_s)), 0.5, 0.06);
     EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "b 2.mp3", "b.mp3"}));
 
     // The answer given once on the command line.
-    result = cli(base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("skip")} + sources);
+    result = cli(base + QStringList{u"--overwrite"_s, u"skip"_s} + sources);
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_FALSE(result.err.contains(QStringLiteral("already exists.")));
-    EXPECT_TRUE(result.out.contains(QStringLiteral("0 of 2 files written, 2 skipped.")))
-        << result.out.toStdString();
+    EXPECT_FALSE(result.err.contains(u"already exists."_s));
+    EXPECT_TRUE(result.out.contains(u"0 of 2 files written, 2 skipped."_s)) << result.out.toStdString();
     EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "b 2.mp3", "b.mp3"}));
-    result = cli(base + QStringList{QStringLiteral("--overwrite"), QStringLiteral("rename")} + sources);
+    result = cli(base + QStringList{u"--overwrite"_s, u"rename"_s} + sources);
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_TRUE(result.out.contains(QStringLiteral("2 of 2 files written."))) << result.out.toStdString();
+    EXPECT_TRUE(result.out.contains(u"2 of 2 files written."_s)) << result.out.toStdString();
     EXPECT_EQ(filesBelow(out()), (QStringList{"a 2.mp3", "a.mp3", "b 2.mp3", "b 3.mp3", "b.mp3"}));
 }
 
@@ -280,80 +227,65 @@ TEST_F(SonabrikCliTest, PipedAnswersApplyInOrderAndTheSummaryCountsWhatWasWritte
     QStringList sources;
     QDir().mkpath(out());
     for (const char* name : {"a", "b", "c", "d"}) {
-        sources << source(QStringLiteral("ctl-short.wav"),
-                          QString::fromLatin1(name) + QStringLiteral(".wav"));
-        QFile old(out(QString::fromLatin1(name) + QStringLiteral(".mp3")));
+        sources << source(u"ctl-short.wav"_s, QString::fromLatin1(name) + u".wav"_s);
+        QFile old(out(QString::fromLatin1(name) + u".mp3"_s));
         ASSERT_TRUE(old.open(QIODevice::WriteOnly));
         old.write("old");
     }
     // All answers arrive in one read: yes, no (a new name), skip, each for
     // this file only; the fourth question finds the input ended.
-    CliResult result =
-        cli(QStringList{QStringLiteral("convert"), QStringLiteral("--overwrite"), QStringLiteral("ask"),
-                        QStringLiteral("-j"), QStringLiteral("1"), QStringLiteral("-o"), out()} +
-                sources,
+    CliProgram::Result result =
+        cli(QStringList{u"convert"_s, u"--overwrite"_s, u"ask"_s, u"-j"_s, u"1"_s, u"-o"_s, out()} + sources,
             "y\nn\nn\nn\ns\nn\n");
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_EQ(result.err.count(QStringLiteral("already exists.")), 4) << result.err.toStdString();
-    EXPECT_EQ(result.err.count(QStringLiteral("(no answer: skipped)")), 1) << result.err.toStdString();
-    EXPECT_NEAR(duration(out(QStringLiteral("a.mp3"))), 0.5, 0.06);
-    EXPECT_EQ(fileBytes(out(QStringLiteral("b.mp3"))), QByteArray("old"));
-    EXPECT_NEAR(duration(out(QStringLiteral("b 2.mp3"))), 0.5, 0.06);
-    EXPECT_EQ(fileBytes(out(QStringLiteral("c.mp3"))), QByteArray("old"));
-    EXPECT_EQ(fileBytes(out(QStringLiteral("d.mp3"))), QByteArray("old"));
-    EXPECT_TRUE(result.out.contains(QStringLiteral("2 of 4 files written, 2 skipped.\n  ") +
-                                    out(QStringLiteral("a.mp3")) + QStringLiteral("\n  ") +
-                                    out(QStringLiteral("b 2.mp3")) + u'\n'))
+    EXPECT_EQ(result.err.count(u"already exists."_s), 4) << result.err.toStdString();
+    EXPECT_EQ(result.err.count(u"(no answer: skipped)"_s), 1) << result.err.toStdString();
+    EXPECT_NEAR(duration(out(u"a.mp3"_s)), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out(u"b.mp3"_s)), QByteArray("old"));
+    EXPECT_NEAR(duration(out(u"b 2.mp3"_s)), 0.5, 0.06);
+    EXPECT_EQ(fileBytes(out(u"c.mp3"_s)), QByteArray("old"));
+    EXPECT_EQ(fileBytes(out(u"d.mp3"_s)), QByteArray("old"));
+    EXPECT_TRUE(result.out.contains(u"2 of 4 files written, 2 skipped.\n  "_s + out(u"a.mp3"_s) + u"\n  "_s +
+                                    out(u"b 2.mp3"_s) + u'\n'))
         << result.out.toStdString();
 
     // The same file twice in one command, two at a time: both plan the same
     // name, and the list gives the names they were written under.
-    const QString twice = source(QStringLiteral("ctl-short.wav"), QStringLiteral("twice/01.wav"));
-    result = cli({QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("2"), QStringLiteral("-o"),
-                  out(QStringLiteral("twice")), twice, twice});
+    const QString twice = source(u"ctl-short.wav"_s, u"twice/01.wav"_s);
+    result = cli({u"convert"_s, u"-j"_s, u"2"_s, u"-o"_s, out(u"twice"_s), twice, twice});
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_EQ(filesBelow(out(QStringLiteral("twice"))), (QStringList{"01 2.mp3", "01.mp3"}));
+    EXPECT_EQ(filesBelow(out(u"twice"_s)), (QStringList{"01 2.mp3", "01.mp3"}));
     QStringList listed;
     for (const QString& line : result.out.split(u'\n')) {
-        if (line.startsWith(QStringLiteral("  ")) && !line.startsWith(QStringLiteral("  All files"))) {
+        if (line.startsWith(u"  "_s) && !line.startsWith(u"  All files"_s)) {
             listed << line.trimmed();
         }
     }
     listed.sort();
-    EXPECT_EQ(listed,
-              (QStringList{out(QStringLiteral("twice/01 2.mp3")), out(QStringLiteral("twice/01.mp3"))}))
+    EXPECT_EQ(listed, (QStringList{out(u"twice/01 2.mp3"_s), out(u"twice/01.mp3"_s)}))
         << result.out.toStdString();
 
     // MP3 sources to MP3: no output format applies, so no encode is counted.
-    result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(QStringLiteral("same")),
-                  source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("same/x.mp3")),
-                  source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("same/y.mp3"))});
+    result = cli({u"convert"_s, u"-o"_s, out(u"same"_s), source(u"ctl-tagged.mp3"_s, u"same/x.mp3"_s),
+                  source(u"ctl-tagged.mp3"_s, u"same/y.mp3"_s)});
     EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
-    EXPECT_TRUE(result.out.contains(QStringLiteral("0 of 0 files written, 2 skipped.\n")))
-        << result.out.toStdString();
-    EXPECT_TRUE(filesBelow(out(QStringLiteral("same"))).isEmpty());
+    EXPECT_TRUE(result.out.contains(u"0 of 0 files written, 2 skipped.\n"_s)) << result.out.toStdString();
+    EXPECT_TRUE(filesBelow(out(u"same"_s)).isEmpty());
 }
 
 TEST_F(SonabrikCliTest, UpdateMetadataRetagsMP3SourcesInPlace)
 {
-    const QString mp3 = source(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3"));
+    const QString mp3 = source(u"ctl-tagged.mp3"_s, u"t.mp3"_s);
     const QByteArray before = fileBytes(mp3);
-    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--update-metadata"),
-                                  QStringLiteral("--id3v2-version"), QStringLiteral("4"),
-                                  QStringLiteral("--ape"), QStringLiteral("-o"), out(), mp3});
+    const CliProgram::Result result = cli({u"convert"_s, u"--update-metadata"_s, u"--id3v2-version"_s, u"4"_s,
+                                           u"--ape"_s, u"-o"_s, out(), mp3});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_TRUE(filesBelow(out()).isEmpty());
     const QJsonObject tags = mutagenTags(mp3);
-    EXPECT_EQ(tags.value(QStringLiteral("id3v2"))
-                  .toObject()
-                  .value(QStringLiteral("version"))
-                  .toArray()
-                  .at(1)
-                  .toInt(),
-              4);
-    EXPECT_TRUE(tags.contains(QStringLiteral("ape")));
+    EXPECT_EQ(tags.value(u"id3v2"_s).toObject().value(u"version"_s).toArray().at(1).toInt(), 4);
+    EXPECT_TRUE(tags.contains(u"ape"_s));
     // The audio frames are the same ones.
-    EXPECT_NEAR(duration(mp3), duration(Fixtures::generated(QStringLiteral("ctl-tagged.mp3"))), 0.001);
+    EXPECT_NEAR(duration(mp3), duration(Fixtures::generated(u"ctl-tagged.mp3"_s)), 0.001);
     EXPECT_NE(fileBytes(mp3), before);
 }
 
@@ -363,8 +295,7 @@ double mp3Length(const QString& path)
 {
     const ToolResult length = runTool(
         systemPython(),
-        {QStringLiteral("-c"),
-         QStringLiteral("import sys, mutagen.mp3; print(mutagen.mp3.MP3(sys.argv[1]).info.length)"), path});
+        {u"-c"_s, u"import sys, mutagen.mp3; print(mutagen.mp3.MP3(sys.argv[1]).info.length)"_s, path});
     EXPECT_EQ(length.exitCode, 0) << length.standardError.toStdString();
     return QString::fromUtf8(length.standardOutput).trimmed().toDouble();
 }
@@ -374,10 +305,9 @@ double mp3Length(const QString& path)
 // the MP3 (a DFF file's tags are not read: its title is its name).
 TEST_F(SonabrikCliTest, ConvertsDSFAndDFFWithTheirLengthAndTags)
 {
-    source(QStringLiteral("dsd-tagged.dsf"), QStringLiteral("dsd/tagged.dsf"));
-    source(QStringLiteral("dsd-tone-64-2ch.dff"), QStringLiteral("dsd/tone.dff"));
-    const CliResult result =
-        cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), in(QStringLiteral("dsd"))});
+    source(u"dsd-tagged.dsf"_s, u"dsd/tagged.dsf"_s);
+    source(u"dsd-tone-64-2ch.dff"_s, u"dsd/tone.dff"_s);
+    const CliProgram::Result result = cli({u"convert"_s, u"-o"_s, out(), in(u"dsd"_s)});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_EQ(filesBelow(out()), (QStringList{"tagged.mp3", "tone.mp3"}));
     for (const char* name : {"tagged.mp3", "tone.mp3"}) {
@@ -391,13 +321,12 @@ TEST_F(SonabrikCliTest, ConvertsDSFAndDFFWithTheirLengthAndTags)
                 << name << " channel " << channel;
         }
     }
-    const QJsonObject tags = mutagenTags(out(QStringLiteral("tagged.mp3")));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), QStringLiteral("One Bit River"));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TPE1")), QStringLiteral("The Modulators"));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TALB")), QStringLiteral("Sixty-Four Times"));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TRCK")), QStringLiteral("3"));
-    EXPECT_EQ(id3v2Text(mutagenTags(out(QStringLiteral("tone.mp3"))), QStringLiteral("TIT2")),
-              QStringLiteral("tone"));
+    const QJsonObject tags = mutagenTags(out(u"tagged.mp3"_s));
+    EXPECT_EQ(id3v2Text(tags, u"TIT2"_s), u"One Bit River"_s);
+    EXPECT_EQ(id3v2Text(tags, u"TPE1"_s), u"The Modulators"_s);
+    EXPECT_EQ(id3v2Text(tags, u"TALB"_s), u"Sixty-Four Times"_s);
+    EXPECT_EQ(id3v2Text(tags, u"TRCK"_s), u"3"_s);
+    EXPECT_EQ(id3v2Text(mutagenTags(out(u"tone.mp3"_s)), u"TIT2"_s), u"tone"_s);
 }
 
 TEST_F(SonabrikCliTest, ConvertsTheTagLibDSDFiles)
@@ -405,11 +334,11 @@ TEST_F(SonabrikCliTest, ConvertsTheTagLibDSDFiles)
     SONABRIK_REQUIRE_TAGLIB_FIXTURES();
     QDir().mkpath(in());
     for (const char* name : {"empty10ms.dsf", "empty10ms.dff"}) {
-        ASSERT_TRUE(QFile::copy(Fixtures::taglib(QLatin1String(name)),
-                                in(QStringLiteral("taglib-") + QLatin1String(name).right(3) +
-                                   QStringLiteral(".") + QLatin1String(name).right(3))));
+        ASSERT_TRUE(QFile::copy(
+            Fixtures::taglib(QLatin1String(name)),
+            in(u"taglib-"_s + QLatin1String(name).right(3) + u"."_s + QLatin1String(name).right(3))));
     }
-    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), in()});
+    const CliProgram::Result result = cli({u"convert"_s, u"-o"_s, out(), in()});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     EXPECT_EQ(filesBelow(out()), (QStringList{"taglib-dff.mp3", "taglib-dsf.mp3"}));
     for (const char* name : {"taglib-dff.mp3", "taglib-dsf.mp3"}) {
@@ -419,25 +348,23 @@ TEST_F(SonabrikCliTest, ConvertsTheTagLibDSDFiles)
 
 TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTrash)
 {
-    const QString good1 = source(QStringLiteral("ctl-tagged.flac"), QStringLiteral("good1.flac"));
-    const QString broken = source(QStringLiteral("ctl-corrupt.flac"), QStringLiteral("broken.flac"));
-    const QString good2 = source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("good2.ogg"));
-    const CliResult result = cli(
-        {QStringLiteral("convert"), QStringLiteral("--delete-original"), QStringLiteral("-o"), out(), in()});
+    const QString good1 = source(u"ctl-tagged.flac"_s, u"good1.flac"_s);
+    const QString broken = source(u"ctl-corrupt.flac"_s, u"broken.flac"_s);
+    const QString good2 = source(u"ctl-tone.ogg"_s, u"good2.ogg"_s);
+    const CliProgram::Result result = cli({u"convert"_s, u"--delete-original"_s, u"-o"_s, out(), in()});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 3 Files.")))
-        << result.err.toStdString();
-    EXPECT_TRUE(result.err.contains(QStringLiteral("broken.flac")));
+    EXPECT_TRUE(result.err.contains(u"Failed To Encode 1 of 3 Files."_s)) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(u"broken.flac"_s));
     EXPECT_EQ(filesBelow(out()), (QStringList{"good1.mp3", "good2.mp3"}));
     EXPECT_FALSE(QFileInfo::exists(good1));
     EXPECT_FALSE(QFileInfo::exists(good2));
     EXPECT_TRUE(QFileInfo::exists(broken));
-    const QString trash = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-                          QStringLiteral("/Trash/files");
+    const QString trash =
+        QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash/files"_s;
     const QStringList trashed = filesBelow(trash);
-    EXPECT_TRUE(trashed.contains(QStringLiteral("good1.flac")));
-    EXPECT_TRUE(trashed.contains(QStringLiteral("good2.ogg")));
-    EXPECT_FALSE(trashed.contains(QStringLiteral("broken.flac")));
+    EXPECT_TRUE(trashed.contains(u"good1.flac"_s));
+    EXPECT_TRUE(trashed.contains(u"good2.ogg"_s));
+    EXPECT_FALSE(trashed.contains(u"broken.flac"_s));
 }
 
 // A source that breaks once its audio is being encoded fails alone, says
@@ -446,45 +373,36 @@ TEST_F(SonabrikCliTest, OneBrokenFileFailsAloneAndOnlyConvertedSourcesGoToTheTra
 TEST_F(SonabrikCliTest, AFileThatBreaksWhileEncodingLeavesNoTemporaryFiles)
 {
     QDir().mkpath(in());
-    const QString wav = scratch.file(QStringLiteral("whole.wav"));
-    const QString whole = scratch.file(QStringLiteral("whole.tta"));
-    ASSERT_EQ(
-        runTool(QStringLiteral("sox"),
-                {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                 QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"), wav,
-                 QStringLiteral("synth"), QStringLiteral("5"), QStringLiteral("pinknoise")})
-            .exitCode,
-        0);
-    ASSERT_EQ(runTool(QStringLiteral("ffmpeg"),
-                      {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), wav,
-                       QStringLiteral("-c:a"), QStringLiteral("tta"), whole})
+    const QString wav = scratch.file(u"whole.wav"_s);
+    const QString whole = scratch.file(u"whole.tta"_s);
+    ASSERT_EQ(runTool(u"sox"_s, {u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"2"_s, u"-b"_s, u"16"_s,
+                                 wav, u"synth"_s, u"5"_s, u"pinknoise"_s})
                   .exitCode,
+              0);
+    ASSERT_EQ(runTool(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-i"_s, wav, u"-c:a"_s, u"tta"_s, whole}).exitCode,
               0);
     // The header promises five seconds and its seek table every frame; the
     // frames stop after two, so the decoder fails in the middle of the
     // encode, with the MP3 already begun.
     const QByteArray bytes = fileBytes(whole);
-    QFile cut(in(QStringLiteral("cut.tta")));
+    QFile cut(in(u"cut.tta"_s));
     ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
     cut.write(bytes.left(bytes.size() * 2 / 5));
     cut.close();
-    source(QStringLiteral("ctl-tone.ogg"), QStringLiteral("good.ogg"));
+    source(u"ctl-tone.ogg"_s, u"good.ogg"_s);
 
-    const QString temporary = scratch.file(QStringLiteral("tmp"));
+    const QString temporary = scratch.file(u"tmp"_s);
     QDir().mkpath(temporary);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("TMPDIR"), temporary);
-    const CliResult result =
-        cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), in()}, {}, environment);
+    environment.insert(u"TMPDIR"_s, temporary);
+    const CliProgram::Result result = cli({u"convert"_s, u"-o"_s, out(), in()}, {}, environment);
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains(QStringLiteral("Failed To Encode 1 of 2 Files.")))
-        << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(u"Failed To Encode 1 of 2 Files."_s)) << result.err.toStdString();
     EXPECT_TRUE(result.err.contains(QStringLiteral(
         "MP3 Encode Operation Failed To Encode File: cut.tta.  Error:TTA Decoder process_stream Error")))
         << result.err.toStdString();
-    EXPECT_TRUE(result.out.contains(QStringLiteral("FAILED: ") + in(QStringLiteral("cut.tta"))))
-        << result.out.toStdString();
-    EXPECT_EQ(filesBelow(out()), QStringList{QStringLiteral("good.mp3")});
+    EXPECT_TRUE(result.out.contains(u"FAILED: "_s + in(u"cut.tta"_s))) << result.out.toStdString();
+    EXPECT_EQ(filesBelow(out()), QStringList{u"good.mp3"_s});
     EXPECT_EQ(filesBelow(temporary), QStringList{});
 }
 
@@ -504,18 +422,17 @@ double toneAmplitude(const std::vector<double>& channel, size_t start, double ra
 // input tone with its down-mix weight.
 TEST_F(SonabrikCliTest, SurroundSourcesNeedTheDownmixAndCarryTheWeightsOfEachChannel)
 {
-    const QString flac = source(QStringLiteral("mix-51.flac"), QStringLiteral("surround.flac"));
-    CliResult result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), flac});
+    const QString flac = source(u"mix-51.flac"_s, u"surround.flac"_s);
+    CliProgram::Result result = cli({u"convert"_s, u"-o"_s, out(), flac});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains(QStringLiteral("Unable to initialize the LAME encoder.")))
-        << result.err.toStdString();
-    EXPECT_TRUE(result.err.contains(QStringLiteral("surround.flac has 6 channels")));
-    EXPECT_TRUE(result.err.contains(QStringLiteral("--downmix")));
+    EXPECT_TRUE(result.err.contains(u"Unable to initialize the LAME encoder."_s)) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(u"surround.flac has 6 channels"_s));
+    EXPECT_TRUE(result.err.contains(u"--downmix"_s));
     EXPECT_TRUE(filesBelow(out()).isEmpty());
 
-    result = cli({QStringLiteral("convert"), QStringLiteral("--downmix"), QStringLiteral("-o"), out(), flac});
+    result = cli({u"convert"_s, u"--downmix"_s, u"-o"_s, out(), flac});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    const Pcm mixed = decodeWithFFmpeg(out(QStringLiteral("surround.mp3")));
+    const Pcm mixed = decodeWithFFmpeg(out(u"surround.mp3"_s));
     ASSERT_EQ(mixed.channels, 2);
     ASSERT_GE(mixed.frames(), size_t(1.5 * 44100));
     // L R C LFE Ls Rs, each a tone of 10^(-12/20) full scale.
@@ -537,36 +454,32 @@ TEST_F(SonabrikCliTest, SurroundSourcesNeedTheDownmixAndCarryTheWeightsOfEachCha
 // wait for the same library lock, still convert.
 TEST_F(SonabrikCliTest, ABrokenModuleLeavesTheModulesAfterItConverting)
 {
-    const QStringList sources{source(QStringLiteral("codec-broken.mod"), QStringLiteral("1-broken.mod")),
-                              source(QStringLiteral("codec-loop.mod"), QStringLiteral("2-loop.mod")),
-                              source(QStringLiteral("codec-loop.mod"), QStringLiteral("3-loop.mod"))};
-    const CliResult result = cli(QStringList{QStringLiteral("convert"), QStringLiteral("-j"),
-                                             QStringLiteral("1"), QStringLiteral("-o"), out()} +
-                                 sources);
+    const QStringList sources{source(u"codec-broken.mod"_s, u"1-broken.mod"_s),
+                              source(u"codec-loop.mod"_s, u"2-loop.mod"_s),
+                              source(u"codec-loop.mod"_s, u"3-loop.mod"_s)};
+    const CliProgram::Result result =
+        cli(QStringList{u"convert"_s, u"-j"_s, u"1"_s, u"-o"_s, out()} + sources);
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(
-        result.err.contains(QStringLiteral("ModDecoder ModPlug_Load Failed!  File: ") + sources.first()))
+    EXPECT_TRUE(result.err.contains(u"ModDecoder ModPlug_Load Failed!  File: "_s + sources.first()))
         << result.err.toStdString();
     EXPECT_EQ(filesBelow(out()), (QStringList{"2-loop.mp3", "3-loop.mp3"}));
     // One pass of 15.36 s, and what the last render adds.
-    EXPECT_NEAR(duration(out(QStringLiteral("2-loop.mp3"))), 15.6, 0.3);
+    EXPECT_NEAR(duration(out(u"2-loop.mp3"_s)), 15.6, 0.3);
 }
 
 // FFmpeg's console messages about a damaged stream appear only with
 // --verbose; either way the file converts.
 TEST_F(SonabrikCliTest, LibraryConsoleMessagesOnlyWithVerbose)
 {
-    const QString damaged = source(QStringLiteral("plat-corrupt-aac.m4a"), QStringLiteral("damaged.m4a"));
-    const QRegularExpression ffmpegLine(QStringLiteral("^\\[\\w+ @ 0x[0-9a-f]+\\]"),
-                                        QRegularExpression::MultilineOption);
+    const QString damaged = source(u"plat-corrupt-aac.m4a"_s, u"damaged.m4a"_s);
+    const QRegularExpression ffmpegLine(u"^\\[\\w+ @ 0x[0-9a-f]+\\]"_s, QRegularExpression::MultilineOption);
     // Written from a damaged source: reported, and the status says so.
-    CliResult result = cli({QStringLiteral("convert"), QStringLiteral("-o"), out(), damaged});
+    CliProgram::Result result = cli({u"convert"_s, u"-o"_s, out(), damaged});
     EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
     EXPECT_FALSE(result.err.contains(ffmpegLine)) << result.err.toStdString();
     EXPECT_FALSE(result.out.contains(ffmpegLine)) << result.out.toStdString();
 
-    result = cli({QStringLiteral("--verbose"), QStringLiteral("convert"), QStringLiteral("--overwrite"),
-                  QStringLiteral("replace"), QStringLiteral("-o"), out(), damaged});
+    result = cli({u"--verbose"_s, u"convert"_s, u"--overwrite"_s, u"replace"_s, u"-o"_s, out(), damaged});
     EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
     EXPECT_TRUE(result.err.contains(ffmpegLine)) << result.err.toStdString();
 }
@@ -582,35 +495,32 @@ TEST_F(SonabrikCliTest, QtGuiAndFFmpegAreLoadedOnlyForFilesThatNeedThem)
         source(QLatin1String(fixture), name + QLatin1Char('/') + name + QLatin1Char('.') +
                                            QFileInfo(QLatin1String(fixture)).suffix());
         QProcessEnvironment traced = QProcessEnvironment::systemEnvironment();
-        traced.insert(QStringLiteral("LD_DEBUG"), QStringLiteral("files"));
-        const CliResult result =
-            cli({QStringLiteral("convert"), QStringLiteral("-o"), out(name), in(name)}, {}, traced);
+        traced.insert(u"LD_DEBUG"_s, u"files"_s);
+        const CliProgram::Result result = cli({u"convert"_s, u"-o"_s, out(name), in(name)}, {}, traced);
         EXPECT_EQ(result.exitCode, 0) << fixture;
         return result.err;
     };
     const auto loads = [](const QString& trace, const char* library) {
         // "file=NAME" or, for what is opened by path, "file=/…/NAME".
-        const QRegularExpression opened(QStringLiteral("file=(\\S*/)?") +
+        const QRegularExpression opened(u"file=(\\S*/)?"_s +
                                         QRegularExpression::escape(QLatin1String(library)));
         return trace.contains(opened);
     };
 
-    const QString plain = convertTraced("ctl-short.wav", QStringLiteral("plain"));
+    const QString plain = convertTraced("ctl-short.wav", u"plain"_s);
     ASSERT_TRUE(loads(plain, "libQt6Core.so")) << "no loader trace";
     EXPECT_FALSE(loads(plain, "libQt6Gui.so"));
     EXPECT_FALSE(loads(plain, "libavformat.so"));
 
     // A cover is sized through QtGui, and still reaches the MP3.
-    const QString pictured = convertTraced("reading-one-picture.flac", QStringLiteral("cover"));
+    const QString pictured = convertTraced("reading-one-picture.flac", u"cover"_s);
     EXPECT_TRUE(loads(pictured, "libsonabrik-guiservices.so"));
     EXPECT_TRUE(loads(pictured, "libQt6Gui.so"));
-    const QJsonObject frames =
-        mutagenTags(out(QStringLiteral("cover/cover.mp3")))[QStringLiteral("id3v2")][QStringLiteral("frames")]
-            .toObject();
-    EXPECT_EQ(frames["APIC"][0]["mime"].toString(), QStringLiteral("image/png"));
+    const QJsonObject frames = mutagenTags(out(u"cover/cover.mp3"_s))[u"id3v2"_s][u"frames"_s].toObject();
+    EXPECT_EQ(frames["APIC"][0]["mime"].toString(), u"image/png"_s);
 
     // M4A goes through FFmpeg.
-    const QString aac = convertTraced("plat-aac.m4a", QStringLiteral("aac"));
+    const QString aac = convertTraced("plat-aac.m4a", u"aac"_s);
     EXPECT_TRUE(loads(aac, "libavformat.so"));
 }
 
@@ -620,21 +530,17 @@ TEST_F(SonabrikCliTest, InterruptStopsTheRunWithoutPartialOrTemporaryFiles)
     QDir().mkpath(in());
     for (const char* name : {"m1.wav", "m2.wav", "m3.wav"}) {
         const ToolResult made =
-            runTool(QStringLiteral("sox"),
-                    {QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"),
-                     QStringLiteral("44100"), QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
-                     QStringLiteral("16"), in(QString::fromLatin1(name)), QStringLiteral("synth"),
-                     QStringLiteral("60"), QStringLiteral("pinknoise")});
+            runTool(u"sox"_s, {u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"2"_s, u"-b"_s, u"16"_s,
+                               in(QString::fromLatin1(name)), u"synth"_s, u"60"_s, u"pinknoise"_s});
         ASSERT_EQ(made.exitCode, 0);
     }
-    const QString temporary = scratch.file(QStringLiteral("tmp"));
+    const QString temporary = scratch.file(u"tmp"_s);
     QDir().mkpath(temporary);
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("TMPDIR"), temporary);
+    environment.insert(u"TMPDIR"_s, temporary);
     process.setProcessEnvironment(environment);
-    process.start(cliProgram(), {QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("1"),
-                                 QStringLiteral("-o"), out(), in()});
+    process.start(CliProgram::path(), {u"convert"_s, u"-j"_s, u"1"_s, u"-o"_s, out(), in()});
     ASSERT_TRUE(process.waitForStarted());
     // Interrupt once the first file is being encoded.
     ASSERT_TRUE(waitForFile(temporary));
@@ -651,46 +557,38 @@ TEST_F(SonabrikCliTest, InterruptStopsTheRunWithoutPartialOrTemporaryFiles)
     // The report names every file left over, the cancelled one and those
     // never started alike.
     const QString report = QString::fromUtf8(process.readAllStandardOutput());
-    EXPECT_TRUE(report.contains(QStringLiteral("Interrupted: %1 of 3 files not converted.").arg(3 - written)))
+    EXPECT_TRUE(report.contains(u"Interrupted: %1 of 3 files not converted."_s.arg(3 - written)))
         << report.toStdString();
-    EXPECT_EQ(report.count(QStringLiteral("not converted: ")), 3 - written) << report.toStdString();
-    EXPECT_TRUE(report.contains(QStringLiteral("not converted: ") + in(QStringLiteral("m3.wav"))))
-        << report.toStdString();
+    EXPECT_EQ(report.count(u"not converted: "_s), 3 - written) << report.toStdString();
+    EXPECT_TRUE(report.contains(u"not converted: "_s + in(u"m3.wav"_s))) << report.toStdString();
 }
 
 TEST_F(SonabrikCliTest, UsageErrorsExitWithTwoAndARefusedRunWithOne)
 {
-    const CliResult refused = cli({QStringLiteral("convert"), QStringLiteral("-o"),
-                                   QDir::homePath() + QStringLiteral("/Music/iTunes/Out"),
-                                   source(QStringLiteral("ctl-short.wav"), QStringLiteral("r.wav"))});
+    const CliProgram::Result refused = cli({u"convert"_s, u"-o"_s, QDir::homePath() + u"/Music/iTunes/Out"_s,
+                                            source(u"ctl-short.wav"_s, u"r.wav"_s)});
     EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_TRUE(refused.err.contains(QStringLiteral("Invalid Output Folder."))) << refused.err.toStdString();
+    EXPECT_TRUE(refused.err.contains(u"Invalid Output Folder."_s)) << refused.err.toStdString();
 
     EXPECT_EQ(cli({}).exitCode, 2);
-    EXPECT_EQ(cli({QStringLiteral("convert")}).exitCode, 2);
-    const CliResult badFormat =
-        cli({QStringLiteral("convert"), QStringLiteral("-f"), QStringLiteral("vbr:12"), in()});
+    EXPECT_EQ(cli({u"convert"_s}).exitCode, 2);
+    const CliProgram::Result badFormat = cli({u"convert"_s, u"-f"_s, u"vbr:12"_s, in()});
     EXPECT_EQ(badFormat.exitCode, 2);
-    EXPECT_TRUE(badFormat.err.contains(QStringLiteral("VBR quality")));
-    EXPECT_EQ(cli({QStringLiteral("convert"), QStringLiteral("--overwrite"), QStringLiteral("always"), in()})
-                  .exitCode,
-              2);
-    EXPECT_EQ(cli({QStringLiteral("convert"), QStringLiteral("--replaygain"), QStringLiteral("loud"), in()})
-                  .exitCode,
-              2);
-    const CliResult help = cli({QStringLiteral("convert"), QStringLiteral("--help")});
+    EXPECT_TRUE(badFormat.err.contains(u"VBR quality"_s));
+    EXPECT_EQ(cli({u"convert"_s, u"--overwrite"_s, u"always"_s, in()}).exitCode, 2);
+    EXPECT_EQ(cli({u"convert"_s, u"--replaygain"_s, u"loud"_s, in()}).exitCode, 2);
+    const CliProgram::Result help = cli({u"convert"_s, u"--help"_s});
     EXPECT_EQ(help.exitCode, 0);
-    EXPECT_TRUE(help.out.contains(QStringLiteral("--keep-structure")));
+    EXPECT_TRUE(help.out.contains(u"--keep-structure"_s));
     // Every command answers --help and --version, whatever else is given.
     for (const char* command : {"info", "name", "decoder"}) {
-        const CliResult commandHelp = cli({QString::fromLatin1(command), QStringLiteral("--help")});
+        const CliProgram::Result commandHelp = cli({QString::fromLatin1(command), u"--help"_s});
         EXPECT_EQ(commandHelp.exitCode, 0) << command;
-        EXPECT_TRUE(
-            commandHelp.out.startsWith(QStringLiteral("usage: sonabrik-cli ") + QString::fromLatin1(command)))
+        EXPECT_TRUE(commandHelp.out.startsWith(u"usage: sonabrik-cli "_s + QString::fromLatin1(command)))
             << commandHelp.out.toStdString();
-        const CliResult version = cli({QString::fromLatin1(command), QStringLiteral("--version")});
+        const CliProgram::Result version = cli({QString::fromLatin1(command), u"--version"_s});
         EXPECT_EQ(version.exitCode, 0) << command;
-        EXPECT_TRUE(version.out.startsWith(QStringLiteral("sonabrik-cli "))) << command;
+        EXPECT_TRUE(version.out.startsWith(u"sonabrik-cli "_s)) << command;
     }
 }
 
@@ -701,7 +599,7 @@ QMap<QString, QString> replayGainItems(const QString& mp3)
 {
     const ToolResult read = runTool(
         systemPython(),
-        {QStringLiteral("-c"),
+        {u"-c"_s,
          QStringLiteral(
              "import sys, json, mutagen.id3, mutagen.apev2\n"
              "items = []\n"
@@ -720,7 +618,7 @@ QMap<QString, QString> replayGainItems(const QString& mp3)
     QMap<QString, QString> items;
     for (const QJsonValue item : QJsonDocument::fromJson(read.standardOutput).array()) {
         QString& text = items[item[0].toString()];
-        text += (text.isEmpty() ? QString() : QStringLiteral("|")) + item[1].toString();
+        text += (text.isEmpty() ? QString() : u"|"_s) + item[1].toString();
     }
     return items;
 }
@@ -731,11 +629,11 @@ QMap<QString, QString> replayGainItems(const QString& mp3)
 void expectFigures(const QMap<QString, QString>& items, const QString& prefix,
                    const LoudnessReference& reference, const QString& mp3)
 {
-    const QString gain = items.value(prefix + QStringLiteral("_GAIN"));
-    const QString peak = items.value(prefix + QStringLiteral("_PEAK"));
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^-?[0-9]+\\.[0-9]{2} dB$")).match(gain).hasMatch())
+    const QString gain = items.value(prefix + u"_GAIN"_s);
+    const QString peak = items.value(prefix + u"_PEAK"_s);
+    EXPECT_TRUE(QRegularExpression(u"^-?[0-9]+\\.[0-9]{2} dB$"_s).match(gain).hasMatch())
         << mp3.toStdString() << " " << prefix.toStdString() << ": " << gain.toStdString();
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^[0-9]\\.[0-9]{6}$")).match(peak).hasMatch())
+    EXPECT_TRUE(QRegularExpression(u"^[0-9]\\.[0-9]{6}$"_s).match(peak).hasMatch())
         << mp3.toStdString() << " " << prefix.toStdString() << ": " << peak.toStdString();
     EXPECT_NEAR(gain.section(u' ', 0, 0).toDouble(), -18.0 - reference.loudness, 0.1)
         << mp3.toStdString() << " " << prefix.toStdString();
@@ -746,12 +644,9 @@ void expectFigures(const QMap<QString, QString>& items, const QString& prefix,
 QString pinkNoise(const QString& path, const char* gain, int channels = 2)
 {
     QDir().mkpath(QFileInfo(path).path());
-    const ToolResult made = runTool(
-        QStringLiteral("sox"),
-        {QStringLiteral("-R"), QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"),
-         QStringLiteral("44100"), QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
-         QStringLiteral("16"), path, QStringLiteral("synth"), QStringLiteral("10"),
-         QStringLiteral("pinknoise"), QStringLiteral("gain"), QLatin1String(gain)});
+    const ToolResult made = runTool(u"sox"_s, {u"-R"_s, u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s,
+                                               QString::number(channels), u"-b"_s, u"16"_s, path, u"synth"_s,
+                                               u"10"_s, u"pinknoise"_s, u"gain"_s, QLatin1String(gain)});
     EXPECT_EQ(made.exitCode, 0) << made.standardError.toStdString();
     return path;
 }
@@ -761,19 +656,17 @@ LoudnessReference loudnessTogether(const QStringList& files, const QString& scra
 {
     QStringList wavs;
     for (const QString& file : files) {
-        wavs << scratchFile + QString::number(wavs.size()) + QStringLiteral(".wav");
-        EXPECT_EQ(runTool(QStringLiteral("ffmpeg"),
-                          {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), file,
-                           QStringLiteral("-c:a"), QStringLiteral("pcm_s16le"), wavs.last()})
-                      .exitCode,
-                  0);
+        wavs << scratchFile + QString::number(wavs.size()) + u".wav"_s;
+        EXPECT_EQ(
+            runTool(u"ffmpeg"_s, {u"-v"_s, u"error"_s, u"-i"_s, file, u"-c:a"_s, u"pcm_s16le"_s, wavs.last()})
+                .exitCode,
+            0);
     }
-    EXPECT_EQ(
-        runTool(QStringLiteral("sox"), wavs + QStringList{scratchFile + QStringLiteral(".wav")}).exitCode, 0);
-    return loudnessByFFmpeg(scratchFile + QStringLiteral(".wav"));
+    EXPECT_EQ(runTool(u"sox"_s, wavs + QStringList{scratchFile + u".wav"_s}).exitCode, 0);
+    return loudnessByFFmpeg(scratchFile + u".wav"_s);
 }
 
-const QStringList kNoiseGains{QStringLiteral("-3"), QStringLiteral("-12"), QStringLiteral("-24")};
+const QStringList kNoiseGains{u"-3"_s, u"-12"_s, u"-24"_s};
 
 class CliReplayGain : public SonabrikCliTest, public ::testing::WithParamInterface<const char*>
 {
@@ -787,37 +680,35 @@ TEST_P(CliReplayGain, FiguresMatchAnIndependentMeterAndTheAlbumLeavesOutTheFaile
     const QString mode = QLatin1String(GetParam());
     QDir().mkpath(in());
     QStringList pcm;
-    for (const QString& gain : kNoiseGains + QStringList{QStringLiteral("six")}) {
+    for (const QString& gain : kNoiseGains + QStringList{u"six"_s}) {
         const bool six = gain == QLatin1String("six");
-        pcm << pinkNoise(scratch.file(QStringLiteral("pcm/noise%1.wav").arg(gain)),
+        pcm << pinkNoise(scratch.file(u"pcm/noise%1.wav"_s.arg(gain)),
                          six ? "-6" : gain.toLatin1().constData(), six ? 6 : 2);
-        const ToolResult made = runTool(
-            QStringLiteral("flac"),
-            {QStringLiteral("-s"), QStringLiteral("--tag=ALBUM=Pink"), QStringLiteral("--tag=ARTIST=Noise"),
-             QStringLiteral("--tag=REPLAYGAIN_TRACK_GAIN=+9.99 dB"),
-             QStringLiteral("--tag=REPLAYGAIN_ALBUM_PEAK=0.5"), QStringLiteral("-o"),
-             in(QStringLiteral("noise%1.flac").arg(gain)), pcm.last()});
+        const ToolResult made = runTool(u"flac"_s, {u"-s"_s, u"--tag=ALBUM=Pink"_s, u"--tag=ARTIST=Noise"_s,
+                                                    u"--tag=REPLAYGAIN_TRACK_GAIN=+9.99 dB"_s,
+                                                    u"--tag=REPLAYGAIN_ALBUM_PEAK=0.5"_s, u"-o"_s,
+                                                    in(u"noise%1.flac"_s.arg(gain)), pcm.last()});
         ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
     }
     pcm.removeLast();
 
-    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--replaygain"), mode,
-                                  QStringLiteral("--ape"), QStringLiteral("-o"), out(), in()});
+    const CliProgram::Result result =
+        cli({u"convert"_s, u"--replaygain"_s, mode, u"--ape"_s, u"-o"_s, out(), in()});
     EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
     EXPECT_EQ(filesBelow(out()), (QStringList{"noise-12.mp3", "noise-24.mp3", "noise-3.mp3"}));
-    EXPECT_EQ(result.err.contains(QStringLiteral("The Album Gain Of \"Pink by Noise\" Leaves Out ") +
-                                  in(QStringLiteral("noisesix.flac"))),
-              mode == QLatin1String("album"))
+    EXPECT_EQ(
+        result.err.contains(u"The Album Gain Of \"Pink by Noise\" Leaves Out "_s + in(u"noisesix.flac"_s)),
+        mode == QLatin1String("album"))
         << result.err.toStdString();
 
     // The album's peak is its loudest track's.
-    LoudnessReference album = loudnessTogether(pcm, scratch.file(QStringLiteral("album")));
+    LoudnessReference album = loudnessTogether(pcm, scratch.file(u"album"_s));
     album.peak = 0;
     for (const QString& file : pcm) {
         album.peak = std::max(album.peak, loudnessByFFmpeg(file).peak);
     }
     for (qsizetype i = 0; i < pcm.size(); ++i) {
-        const QString mp3 = out(QStringLiteral("noise%1.mp3").arg(kNoiseGains[i]));
+        const QString mp3 = out(u"noise%1.mp3"_s.arg(kNoiseGains[i]));
         const QMap<QString, QString> items = replayGainItems(mp3);
         const qsizetype expected =
             QMap<QString, qsizetype>{{"off", 0}, {"track", 4}, {"album", 8}}.value(mode);
@@ -827,10 +718,10 @@ TEST_P(CliReplayGain, FiguresMatchAnIndependentMeterAndTheAlbumLeavesOutTheFaile
             continue;
         }
         const LoudnessReference track = loudnessByFFmpeg(pcm[i]);
-        for (const QString& tag : {QStringLiteral("id3:"), QStringLiteral("ape:")}) {
-            expectFigures(items, tag + QStringLiteral("REPLAYGAIN_TRACK"), track, mp3);
+        for (const QString& tag : {u"id3:"_s, u"ape:"_s}) {
+            expectFigures(items, tag + u"REPLAYGAIN_TRACK"_s, track, mp3);
             if (mode == QLatin1String("album")) {
-                expectFigures(items, tag + QStringLiteral("REPLAYGAIN_ALBUM"), album, mp3);
+                expectFigures(items, tag + u"REPLAYGAIN_ALBUM"_s, album, mp3);
             }
         }
     }
@@ -845,25 +736,22 @@ TEST_F(SonabrikCliTest, ReplayGainOfMP3SourcesIsWrittenInPlace)
     QDir().mkpath(in());
     QStringList mp3s;
     for (const QString& gain : kNoiseGains) {
-        mp3s << in(QStringLiteral("noise%1.mp3").arg(gain));
-        const ToolResult made =
-            runTool(QStringLiteral("lame"),
-                    {QStringLiteral("--quiet"), QStringLiteral("-V2"), QStringLiteral("--tt"), gain,
-                     QStringLiteral("--ta"), QStringLiteral("Noise"), QStringLiteral("--tl"),
-                     QStringLiteral("Pink"), QStringLiteral("--add-id3v2"),
-                     pinkNoise(scratch.file(QStringLiteral("pcm/noise%1.wav").arg(gain)),
-                               gain.toLatin1().constData()),
-                     mp3s.last()});
+        mp3s << in(u"noise%1.mp3"_s.arg(gain));
+        const ToolResult made = runTool(
+            u"lame"_s, {u"--quiet"_s, u"-V2"_s, u"--tt"_s, gain, u"--ta"_s, u"Noise"_s, u"--tl"_s, u"Pink"_s,
+                        u"--add-id3v2"_s,
+                        pinkNoise(scratch.file(u"pcm/noise%1.wav"_s.arg(gain)), gain.toLatin1().constData()),
+                        mp3s.last()});
         ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
     }
     const auto update = [&](const char* mode) {
-        const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--update-metadata"),
-                                      QStringLiteral("--replaygain"), QLatin1String(mode), in()});
+        const CliProgram::Result result =
+            cli({u"convert"_s, u"--update-metadata"_s, u"--replaygain"_s, QLatin1String(mode), in()});
         EXPECT_EQ(result.exitCode, 0) << result.err.toStdString();
     };
 
     update("album");
-    const LoudnessReference album = loudnessTogether(mp3s, scratch.file(QStringLiteral("album")));
+    const LoudnessReference album = loudnessTogether(mp3s, scratch.file(u"album"_s));
     double albumPeak = 0;
     for (const QString& mp3 : mp3s) {
         albumPeak = std::max(albumPeak, loudnessByFFmpeg(mp3).peak);
@@ -871,9 +759,9 @@ TEST_F(SonabrikCliTest, ReplayGainOfMP3SourcesIsWrittenInPlace)
     for (const QString& mp3 : mp3s) {
         const QMap<QString, QString> items = replayGainItems(mp3);
         EXPECT_EQ(items.size(), 4) << QStringList(items.keys()).join(u' ').toStdString();
-        expectFigures(items, QStringLiteral("id3:REPLAYGAIN_TRACK"), loudnessByFFmpeg(mp3), mp3);
-        expectFigures(items, QStringLiteral("id3:REPLAYGAIN_ALBUM"), {album.loudness, albumPeak}, mp3);
-        EXPECT_EQ(id3v2Text(mutagenTags(mp3), QStringLiteral("TALB")), QStringLiteral("Pink"));
+        expectFigures(items, u"id3:REPLAYGAIN_TRACK"_s, loudnessByFFmpeg(mp3), mp3);
+        expectFigures(items, u"id3:REPLAYGAIN_ALBUM"_s, {album.loudness, albumPeak}, mp3);
+        EXPECT_EQ(id3v2Text(mutagenTags(mp3), u"TALB"_s), u"Pink"_s);
     }
 
     update("track");
@@ -890,31 +778,27 @@ TEST_F(SonabrikCliTest, TheTracksOfAnAlbumImageAreOneAlbum)
     QDir().mkpath(in());
     QStringList pcm;
     for (const QString& gain : kNoiseGains) {
-        pcm << pinkNoise(scratch.file(QStringLiteral("pcm/noise%1.wav").arg(gain)),
-                         gain.toLatin1().constData());
+        pcm << pinkNoise(scratch.file(u"pcm/noise%1.wav"_s.arg(gain)), gain.toLatin1().constData());
     }
-    const QString whole = scratch.file(QStringLiteral("pcm/whole.wav"));
-    ASSERT_EQ(runTool(QStringLiteral("sox"), pcm + QStringList{whole}).exitCode, 0);
-    ASSERT_EQ(runTool(QStringLiteral("flac"),
-                      {QStringLiteral("-s"), QStringLiteral("-o"), in(QStringLiteral("image.flac")), whole})
-                  .exitCode,
-              0);
-    QFile sheet(in(QStringLiteral("image.cue")));
+    const QString whole = scratch.file(u"pcm/whole.wav"_s);
+    ASSERT_EQ(runTool(u"sox"_s, pcm + QStringList{whole}).exitCode, 0);
+    ASSERT_EQ(runTool(u"flac"_s, {u"-s"_s, u"-o"_s, in(u"image.flac"_s), whole}).exitCode, 0);
+    QFile sheet(in(u"image.cue"_s));
     ASSERT_TRUE(sheet.open(QIODevice::WriteOnly));
     sheet.write("FILE \"image.flac\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
                 " TRACK 02 AUDIO\n  INDEX 01 00:10:00\n TRACK 03 AUDIO\n  INDEX 01 00:20:00\n");
     sheet.close();
 
-    const CliResult result = cli({QStringLiteral("convert"), QStringLiteral("--replaygain"),
-                                  QStringLiteral("album"), QStringLiteral("-o"), out(), in()});
+    const CliProgram::Result result =
+        cli({u"convert"_s, u"--replaygain"_s, u"album"_s, u"-o"_s, out(), in()});
     ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
     const QStringList mp3s = filesBelow(out());
     ASSERT_EQ(mp3s, (QStringList{"image - 01.mp3", "image - 02.mp3", "image - 03.mp3"}));
     const LoudnessReference album = loudnessByFFmpeg(whole);
     for (qsizetype i = 0; i < mp3s.size(); ++i) {
         const QMap<QString, QString> items = replayGainItems(out(mp3s[i]));
-        expectFigures(items, QStringLiteral("id3:REPLAYGAIN_TRACK"), loudnessByFFmpeg(pcm[i]), mp3s[i]);
-        expectFigures(items, QStringLiteral("id3:REPLAYGAIN_ALBUM"), album, mp3s[i]);
+        expectFigures(items, u"id3:REPLAYGAIN_TRACK"_s, loudnessByFFmpeg(pcm[i]), mp3s[i]);
+        expectFigures(items, u"id3:REPLAYGAIN_ALBUM"_s, album, mp3s[i]);
     }
 }
 

@@ -18,11 +18,13 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString shortSource()
 {
-    return Fixtures::generated(QStringLiteral("encode-16-mono-48000.wav"));
+    return Fixtures::generated(u"encode-16-mono-48000.wav"_s);
 }
 
 void writeFile(const QString& path, const QByteArray& bytes)
@@ -46,7 +48,7 @@ QStringList filesBelow(const QString& folder)
 
 QString trashFolder()
 {
-    return QDir::homePath() + QStringLiteral("/.local/share/Trash/files");
+    return QDir::homePath() + u"/.local/share/Trash/files"_s;
 }
 
 struct Encode
@@ -72,7 +74,7 @@ TEST(EncodeOperation, existingOutputsGetNumberedNames)
     ScratchDir in, out;
     PreferencesScope preferences({{"destinationDirectory", out.path()}});
     BasicEncodeDelegate delegate;
-    const QString source = in.copyOf(shortSource(), QStringLiteral("song.wav"));
+    const QString source = in.copyOf(shortSource(), u"song.wav"_s);
     const QStringList names{"song.mp3", "song 2.mp3", "song 3.mp3"};
     for (const QString& name : names) {
         Encode encode(delegate, source);
@@ -81,15 +83,14 @@ TEST(EncodeOperation, existingOutputsGetNumberedNames)
         EXPECT_EQ(encode->outFilePath(), out.file(name));
     }
     EXPECT_EQ(filesBelow(out.path()), QStringList({"song 2.mp3", "song 3.mp3", "song.mp3"}));
-    EXPECT_EQ(uniqueFilePath(in.file(QStringLiteral("no-extension"))),
-              in.file(QStringLiteral("no-extension")));
-    writeFile(in.file(QStringLiteral("README")), "x");
-    EXPECT_EQ(uniqueFilePath(in.file(QStringLiteral("README"))), in.file(QStringLiteral("README 2")));
+    EXPECT_EQ(uniqueFilePath(in.file(u"no-extension"_s)), in.file(u"no-extension"_s));
+    writeFile(in.file(u"README"_s), "x");
+    EXPECT_EQ(uniqueFilePath(in.file(u"README"_s)), in.file(u"README 2"_s));
 }
 
 TEST(EncodeOperation, refusesTheITunesFolder)
 {
-    const QString iTunes = QDir::homePath() + QStringLiteral("/Music/iTunes/iTunes Media");
+    const QString iTunes = QDir::homePath() + u"/Music/iTunes/iTunes Media"_s;
     PreferencesScope preferences({{"destinationDirectory", iTunes}});
     ErrorLogCapture log;
     BasicEncodeDelegate delegate;
@@ -112,8 +113,8 @@ TEST(EncodeOperation, overwritePausesThenReplacesThroughTheTrash)
                                   {"promptBeforeOverwriting", true}});
     QDir(trashFolder()).removeRecursively();
     BasicEncodeDelegate delegate;
-    const QString source = in.copyOf(shortSource(), QStringLiteral("01 song.wav"));
-    const QString existing = out.file(QStringLiteral("01 song.mp3"));
+    const QString source = in.copyOf(shortSource(), u"01 song.wav"_s);
+    const QString existing = out.file(u"01 song.mp3"_s);
     writeFile(existing, "the user's old file");
 
     Encode encode(delegate, source);
@@ -133,7 +134,7 @@ TEST(EncodeOperation, overwritePausesThenReplacesThroughTheTrash)
     EXPECT_EQ(filesBelow(out.path()), QStringList{"01 song.mp3"})
         << "no sibling copy and no hidden file left";
     EXPECT_TRUE(fileBytes(existing).contains("LAME"));
-    EXPECT_EQ(fileBytes(trashFolder() + QStringLiteral("/01 song.mp3")), QByteArray("the user's old file"));
+    EXPECT_EQ(fileBytes(trashFolder() + u"/01 song.mp3"_s), QByteArray("the user's old file"));
 
     // The replaced path now counts as made in this run.
     EXPECT_EQ(delegate.createdOutputPaths(), QStringList{existing});
@@ -145,7 +146,7 @@ TEST(EncodeOperation, replacedPathsThatReadAsOtherURLsAreDeletedNotMistaken)
 {
     ScratchDir folder;
     QDir(trashFolder()).removeRecursively();
-    writeFile(folder.file(QStringLiteral("a")), "innocent bystander");
+    writeFile(folder.file(u"a"_s), "innocent bystander");
     for (const char* name : {"a#1.mp3", "a?.mp3", "a%20b.mp3"}) {
         const QString path = folder.file(QString::fromLatin1(name));
         writeFile(path, "old");
@@ -153,7 +154,7 @@ TEST(EncodeOperation, replacedPathsThatReadAsOtherURLsAreDeletedNotMistaken)
         EXPECT_FALSE(QFileInfo::exists(path)) << name;
         EXPECT_FALSE(QFileInfo::exists(trashFolder() + QLatin1Char('/') + QString::fromLatin1(name))) << name;
     }
-    EXPECT_EQ(fileBytes(folder.file(QStringLiteral("a"))), QByteArray("innocent bystander"));
+    EXPECT_EQ(fileBytes(folder.file(u"a"_s)), QByteArray("innocent bystander"));
     EXPECT_TRUE(filesBelow(trashFolder()).isEmpty());
 }
 
@@ -162,14 +163,14 @@ TEST(EncodeOperation, cancelledEncodeRemovesItsTemporaryFile)
     ScratchDir out;
     PreferencesScope preferences({{"destinationDirectory", out.path()}});
     BasicEncodeDelegate delegate;
-    Encode encode(delegate, Fixtures::generated(QStringLiteral("encode-long-stereo.wav")));
+    Encode encode(delegate, Fixtures::generated(u"encode-long-stereo.wav"_s));
     QString temporary;
     bool sawTemporaryFile = false;
     // Cancel as soon as encoding starts: the loop notices at the eighth chunk.
     QObject::connect(
         encode.operation.get(), &EncodeOperation::currentStatusChanged, encode.operation.get(),
         [&] {
-            if (encode->currentStatus().startsWith(QStringLiteral("Encoding")) && !encode->isCancelled()) {
+            if (encode->currentStatus().startsWith(u"Encoding"_s) && !encode->isCancelled()) {
                 temporary = encode->tempFilePath();
                 sawTemporaryFile = QFileInfo::exists(temporary);
                 encode->cancel();
@@ -193,11 +194,11 @@ TEST(EncodeOperation, keepsTheFolderStructureWithSafeNewFolders)
     PreferencesScope preferences(
         {{"destinationDirectory", out.path()}, {"preserveInputFileDirectoryStructure", true}});
     BasicEncodeDelegate delegate;
-    const QString source = in.copyOf(shortSource(), QStringLiteral("Best: Of/CD1/01.wav"));
-    Encode encode(delegate, source, in.file(QStringLiteral("Best: Of")));
+    const QString source = in.copyOf(shortSource(), u"Best: Of/CD1/01.wav"_s);
+    Encode encode(delegate, source, in.file(u"Best: Of"_s));
     encode.run();
     ASSERT_TRUE(encode->success());
-    EXPECT_EQ(encode->outFilePath(), out.file(QStringLiteral("Best: Of/CD1/01.mp3")));
+    EXPECT_EQ(encode->outFilePath(), out.file(u"Best: Of/CD1/01.mp3"_s));
     EXPECT_EQ(filesBelow(out.path()), QStringList{"Best_ Of/CD1/01.mp3"});
 }
 
@@ -234,14 +235,13 @@ TEST(EncodeOperation, namesFromLongTagsFitTheFileSystem)
 {
     // Two, three and four bytes of UTF-8 a character, and a letter with a
     // combining accent that must not lose it.
-    for (const QString& character : {QStringLiteral("é"), QStringLiteral("音"),
-                                     QString::fromUtf8("\U0001D11E"), QStringLiteral("e\u0301")}) {
+    for (const QString& character : {u"é"_s, u"音"_s, QString::fromUtf8("\U0001D11E"), u"e\u0301"_s}) {
         ScratchDir in, out;
         PreferencesScope preferences({{"destinationDirectory", out.path()},
                                       {"useCustomNamingScheme", true},
-                                      {"customNamingScheme", QStringLiteral("{albumTitle}/{trackTitle}")}});
+                                      {"customNamingScheme", u"{albumTitle}/{trackTitle}"_s}});
         BasicEncodeDelegate delegate;
-        const QString source = in.copyOf(shortSource(), QStringLiteral("song.wav"));
+        const QString source = in.copyOf(shortSource(), u"song.wav"_s);
         auto metadata = std::make_shared<AudioMetadata>();
         metadata->setTrackTitle(character.repeated(200));
         metadata->setAlbumTitle(character.repeated(200));
@@ -266,11 +266,11 @@ TEST(EncodeOperation, namesFromLongTagsFitTheFileSystem)
             }
             const QString album = components[0];
             EXPECT_EQ(album, character.repeated(album.size() / character.size()));
-            EXPECT_TRUE(components[1].endsWith(QStringLiteral(".mp3")));
+            EXPECT_TRUE(components[1].endsWith(u".mp3"_s));
         }
         const QString first = QFileInfo(written[0]).completeBaseName();
         EXPECT_EQ(first, character.repeated(first.size() / character.size()));
-        EXPECT_TRUE(QFileInfo(written[1]).completeBaseName().endsWith(QStringLiteral(" 2")));
+        EXPECT_TRUE(QFileInfo(written[1]).completeBaseName().endsWith(u" 2"_s));
     }
 }
 
@@ -282,9 +282,8 @@ TEST(EncodeOperation, metadataOnlyRewritesAnMP3InPlace)
     PreferencesScope preferences;
     ErrorLogCapture log;
     BasicEncodeDelegate delegate;
-    const QString mp3 =
-        in.copyOf(Fixtures::generated(QStringLiteral("tag-base.mp3")), QStringLiteral("tagged.mp3"));
-    const QString wav = in.copyOf(shortSource(), QStringLiteral("plain.wav"));
+    const QString mp3 = in.copyOf(Fixtures::generated(u"tag-base.mp3"_s), u"tagged.mp3"_s);
+    const QString wav = in.copyOf(shortSource(), u"plain.wav"_s);
 
     for (const QString& source : {mp3, wav}) {
         Encode encode(delegate, source);
@@ -292,7 +291,7 @@ TEST(EncodeOperation, metadataOnlyRewritesAnMP3InPlace)
         format->setEncoderAction(EncoderSettings::UpdateMetadataOnlyAction);
         encode->setSettings(format);
         auto metadata = std::make_shared<AudioMetadata>();
-        metadata->setTrackTitle(QStringLiteral("New Title"));
+        metadata->setTrackTitle(u"New Title"_s);
         encode->setMetadata(metadata);
         encode.run();
         EXPECT_TRUE(encode->isFinished());
@@ -314,7 +313,7 @@ TEST(EncodeOperation, outputFoldersMadeAtTheSameMomentAreMadeForEveryone)
     constexpr int kThreads = 8;
     for (int round = 0; round < 200; ++round) {
         ScratchDir out;
-        const QString folder = out.file(QStringLiteral("Album/CD 1/Extras"));
+        const QString folder = out.file(u"Album/CD 1/Extras"_s);
         std::atomic<int> waiting = kThreads;
         std::atomic<int> failures = 0;
         std::vector<std::thread> threads;

@@ -9,6 +9,8 @@
 #include <set>
 #include <string>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // A four-character code given as text ("WAVE"), or 0 for none.
@@ -25,7 +27,7 @@ std::unique_ptr<EncoderSettings> everyFieldSet()
     auto s = std::make_unique<EncoderSettings>();
     s->setEnabled(true);
     s->setEncoderType(8);
-    s->setExtension(QStringLiteral("spx"));
+    s->setExtension(u"spx"_s);
     s->setBitrate(24000);
     s->setQuality(7);
     s->setSampleRate(32000);
@@ -58,7 +60,7 @@ TEST(EncoderSettings, AnEmptyDictionaryGivesADisabledCBRMP3RecordWithoutExtensio
                   "Encoder Action: 0\nFile Type: 0\nFormat ID: 0\nFormat Flags: 0\nFLAC Compress Level: 0\n"
                   "FLAC Verify: 0\nMAC Compression Level: 0\nSpeex Denoise: 0\nSpeex Adaptive Gain Control: "
                   "0\nSpeex Voice Activity Detection: 0\nSpeex Discontinuous Transmission: 0\n"));
-    EXPECT_EQ(s.completeDescription(), QStringLiteral("MP3 - 0.00 kbps CBR"));
+    EXPECT_EQ(s.completeDescription(), u"MP3 - 0.00 kbps CBR"_s);
     EXPECT_TRUE(s.extension().isNull());
 }
 
@@ -94,10 +96,9 @@ TEST(EncoderSettings, DictionaryUsesMethodAndModeKeysAndRoundTripsThroughThePref
     // Through a settings file on disk and a second store reading it afresh,
     // as a format saved with "use as default" comes back at the next start.
     ScratchDir dir;
-    const QString file = dir.file(QStringLiteral("prefs.conf"));
-    Preferences(file).setValue(QStringLiteral("defaultEncoderSetting"), dictionary);
-    const EncoderSettings reloaded(
-        Preferences(file).dictionaryValue(QStringLiteral("defaultEncoderSetting")));
+    const QString file = dir.file(u"prefs.conf"_s);
+    Preferences(file).setValue(u"defaultEncoderSetting"_s, dictionary);
+    const EncoderSettings reloaded(Preferences(file).dictionaryValue(u"defaultEncoderSetting"_s));
     EXPECT_EQ(reloaded.description(), original->description());
     EXPECT_TRUE(reloaded.isDuplicateOf(*original));
     EXPECT_EQ(reloaded.settingsDictionary(), dictionary);
@@ -109,10 +110,10 @@ TEST(EncoderSettings, StoredNumbersAreReadAs32BitIntegers)
         {"bitrate", QVariant::fromValue(qint64(1) << 32 | 192)}, // wraps to 192
         {"vbrQuality", QVariant::fromValue(qint64(-5))},
         {"fileType", QVariant::fromValue(qint64(-1))}, // all bits set
-        {"sampleRate", QStringLiteral("44100")},       // hand-edited files hold texts
+        {"sampleRate", u"44100"_s},                    // hand-edited files hold texts
         {"quality", 7.9},                              // truncated like any integer read
-        {"enabled", QStringLiteral("true")},
-        {"extension", QStringLiteral("mp3")},
+        {"enabled", u"true"_s},
+        {"extension", u"mp3"_s},
     };
     const EncoderSettings s(dictionary);
     EXPECT_EQ(s.bitrate(), 192);
@@ -121,7 +122,7 @@ TEST(EncoderSettings, StoredNumbersAreReadAs32BitIntegers)
     EXPECT_EQ(s.sampleRate(), 44100);
     EXPECT_EQ(s.quality(), 7);
     EXPECT_TRUE(s.enabled());
-    EXPECT_EQ(s.extension(), QStringLiteral("mp3"));
+    EXPECT_EQ(s.extension(), u"mp3"_s);
     EXPECT_EQ(s.encoderSetting(), 0);
 }
 
@@ -156,7 +157,7 @@ TEST(EncoderSettings, ExactlyTheSixteenEncodingParametersAnnounceUnderEncoderSet
         events.clear();
         const QVariant value =
             property.typeId() == QMetaType::QString
-                ? QVariant(QStringLiteral("x"))
+                ? QVariant(u"x"_s)
                 : QVariant(property.typeId() == QMetaType::Bool ? QVariant(true) : QVariant(1));
         ASSERT_TRUE(property.write(&s, value)) << property.name();
         if (!events.empty()) {
@@ -284,7 +285,7 @@ TEST_P(EncoderSettingsDuplicate, FollowsTheRulesOfTheEncoderType)
     base.setBitrateMethod(c.method);
     base.setBitrate(192);
     base.setVbrQuality(4);
-    base.setExtension(QStringLiteral("mp3"));
+    base.setExtension(u"mp3"_s);
     const auto other = base.copy();
     ASSERT_TRUE(base.isDuplicateOf(*other));
     c.change(*other);
@@ -296,7 +297,7 @@ INSTANTIATE_TEST_SUITE_P(
     Rules, EncoderSettingsDuplicate,
     testing::Values(
         DuplicateCase{"Mp3IgnoresExtensionAndEnabled", 0, nullptr, nullptr, 0,
-                      [](S& s) { s.setExtension(QStringLiteral("MP3")), s.setEnabled(true); }, true},
+                      [](S& s) { s.setExtension(u"MP3"_s), s.setEnabled(true); }, true},
         DuplicateCase{"Mp3CbrComparesBitrate", 0, nullptr, nullptr, 0, [](S& s) { s.setBitrate(128); },
                       false},
         DuplicateCase{"Mp3VbrIgnoresBitrate", 0, nullptr, nullptr, 2, [](S& s) { s.setBitrate(128); }, true},
@@ -305,8 +306,8 @@ INSTANTIATE_TEST_SUITE_P(
         DuplicateCase{"Mp3ComparesChannelMode", 0, nullptr, nullptr, 0, [](S& s) { s.setChannelMode(3); },
                       false},
         DuplicateCase{"TypesMustMatch", 0, nullptr, nullptr, 0, [](S& s) { s.setEncoderType(2); }, false},
-        DuplicateCase{"FlacComparesExtension", 2, nullptr, nullptr, 0,
-                      [](S& s) { s.setExtension(QStringLiteral("oga")); }, false},
+        DuplicateCase{"FlacComparesExtension", 2, nullptr, nullptr, 0, [](S& s) { s.setExtension(u"oga"_s); },
+                      false},
         DuplicateCase{"VorbisVbrIgnoresBitrate", 4, nullptr, nullptr, 2, [](S& s) { s.setBitrate(1); }, true},
         DuplicateCase{"SpeexComparesEachFlag", 8, nullptr, nullptr, 0,
                       [](S& s) { s.setSpeexDiscontinuousTransmission(true); }, false},
@@ -317,12 +318,12 @@ INSTANTIATE_TEST_SUITE_P(
         DuplicateCase{"LpcmComparesFlags", 5, "WAVE", "lpcm", 0, [](S& s) { s.setFormatFlags(2); }, false},
         DuplicateCase{"IlbcEndsBeforeChannelMode", 1, "caff", "ilbc", 0, [](S& s) { s.setChannelMode(3); },
                       true},
-        DuplicateCase{"SamrEndsBeforeExtension", 1, "3gpp", "samr", 0,
-                      [](S& s) { s.setExtension(QStringLiteral("x")); }, true},
+        DuplicateCase{"SamrEndsBeforeExtension", 1, "3gpp", "samr", 0, [](S& s) { s.setExtension(u"x"_s); },
+                      true},
         DuplicateCase{"FormatWithoutRulesIsDuplicate", 1, "m4af", "aace", 0,
                       [](S& s) { s.setBitrate(1), s.setChannelMode(2); }, true},
         DuplicateCase{"UnknownTypeIsDuplicate", 12, nullptr, nullptr, 0,
-                      [](S& s) { s.setBitrate(1), s.setExtension(QStringLiteral("z")); }, true}),
+                      [](S& s) { s.setBitrate(1), s.setExtension(u"z"_s); }, true}),
     [](const testing::TestParamInfo<DuplicateCase>& info) { return std::string(info.param.name); });
 
 TEST(EncoderSettings, TheDuplicateTestReadsOnlyThisRecordsMethod)

@@ -19,6 +19,8 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The delegate of a row without the controller: given formats, no question.
@@ -39,8 +41,7 @@ private:
 
 QString trashed(const QString& name)
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-           QStringLiteral("/Trash/files/") + name;
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash/files/"_s + name;
 }
 
 class FileEncodeOperationTest : public ::testing::Test
@@ -49,10 +50,10 @@ protected:
     void SetUp() override
     {
         QDir().mkpath(out());
-        prefs.set(QStringLiteral("destinationDirectory"), out());
+        prefs.set(u"destinationDirectory"_s, out());
     }
 
-    QString out() const { return scratch.file(QStringLiteral("out")); }
+    QString out() const { return scratch.file(u"out"_s); }
 
     QString copyOf(const QString& fixture, const QString& name)
     {
@@ -79,15 +80,14 @@ protected:
 
 TEST_F(FileEncodeOperationTest, TwoFormatsMergeTheirProgressAndAnMP3SourceOfTheSameTypeIsSkipped)
 {
-    prefs.set(QStringLiteral("numProcesses"), 1);
+    prefs.set(u"numProcesses"_s, 1);
     delegate.formats = {mp3Format(EncoderSettings::VBR), mp3Format(EncoderSettings::CBR, 96)};
-    FileEncodeOperation row(copyOf(QStringLiteral("ctl-long.wav"), QStringLiteral("long.wav")),
-                            scratch.path());
+    FileEncodeOperation row(copyOf(u"ctl-long.wav"_s, u"long.wav"_s), scratch.path());
     run(row);
     EXPECT_TRUE(row.success());
     EXPECT_EQ(row.successfulEncodes(), 2);
-    EXPECT_TRUE(QFileInfo::exists(out() + QStringLiteral("/long.mp3")));
-    EXPECT_TRUE(QFileInfo::exists(out() + QStringLiteral("/long 2.mp3")));
+    EXPECT_TRUE(QFileInfo::exists(out() + u"/long.mp3"_s));
+    EXPECT_TRUE(QFileInfo::exists(out() + u"/long 2.mp3"_s));
     // The children run one after the other: once the first is done the row
     // shows a half plus half of the second's share (its one report, at about
     // three quarters of the file, gives some 0.87).
@@ -98,8 +98,7 @@ TEST_F(FileEncodeOperationTest, TwoFormatsMergeTheirProgressAndAnMP3SourceOfTheS
 
     // "skipFilesOfSameType" is on by default: an MP3 source gets no child and
     // still succeeds.
-    FileEncodeOperation mp3(copyOf(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("t.mp3")),
-                            scratch.path());
+    FileEncodeOperation mp3(copyOf(u"ctl-tagged.mp3"_s, u"t.mp3"_s), scratch.path());
     run(mp3);
     EXPECT_TRUE(mp3.success());
     EXPECT_EQ(mp3.successfulEncodes(), 0);
@@ -108,68 +107,60 @@ TEST_F(FileEncodeOperationTest, TwoFormatsMergeTheirProgressAndAnMP3SourceOfTheS
 TEST_F(FileEncodeOperationTest, PlatformTypesAreSkippedOnlyWhenTheirDataFormatIsTheOutputs)
 {
     auto wavFormat = mp3Format(EncoderSettings::CBR, 128);
-    wavFormat->setExtension(QStringLiteral("wav"));
+    wavFormat->setExtension(u"wav"_s);
     delegate.formats = {wavFormat};
 
     // A WAV output of another data format is made; one of the source's own is not.
-    FileEncodeOperation different(copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("a.wav")),
-                                  scratch.path());
+    FileEncodeOperation different(copyOf(u"ctl-short.wav"_s, u"a.wav"_s), scratch.path());
     run(different);
     EXPECT_EQ(different.successfulEncodes(), 1);
 
     wavFormat->setFormatID(kAudioFormatLinearPCM);
-    FileEncodeOperation same(copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("b.wav")),
-                             scratch.path());
+    FileEncodeOperation same(copyOf(u"ctl-short.wav"_s, u"b.wav"_s), scratch.path());
     run(same);
     EXPECT_TRUE(same.success());
     EXPECT_EQ(same.successfulEncodes(), 0);
-    EXPECT_FALSE(QFileInfo::exists(out() + QStringLiteral("/b.wav")));
+    EXPECT_FALSE(QFileInfo::exists(out() + u"/b.wav"_s));
 }
 
 TEST_F(FileEncodeOperationTest, MetadataOnlyMakesExactlyOneChildThatRetagsTheSourceInPlace)
 {
-    prefs.set(QStringLiteral("WriteMP3ID3v2TagVersion"), 1); // ID3v2.4
+    prefs.set(u"WriteMP3ID3v2TagVersion"_s, 1); // ID3v2.4
     auto metadataOnly = mp3Format(EncoderSettings::CBR);
     metadataOnly->setEncoderAction(EncoderSettings::UpdateMetadataOnlyAction);
     metadataOnly->setEnabled(false);
     delegate.formats = {metadataOnly, mp3Format(EncoderSettings::CBR, 64)};
-    const QString source = copyOf(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("retag.mp3"));
+    const QString source = copyOf(u"ctl-tagged.mp3"_s, u"retag.mp3"_s);
     FileEncodeOperation row(source, source);
     row.setDelegate(&delegate);
-    row.metadata()->setTrackTitle(QStringLiteral("New Title"));
+    row.metadata()->setTrackTitle(u"New Title"_s);
     run(row);
     EXPECT_TRUE(row.success());
     EXPECT_EQ(row.successfulEncodes(), 1);
     EXPECT_TRUE(QDir(out()).isEmpty());
     const QJsonObject tags = mutagenTags(source);
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), QStringLiteral("New Title"));
-    EXPECT_EQ(tags.value(QStringLiteral("id3v2"))
-                  .toObject()
-                  .value(QStringLiteral("version"))
-                  .toArray()
-                  .at(1)
-                  .toInt(),
-              4);
+    EXPECT_EQ(id3v2Text(tags, u"TIT2"_s), u"New Title"_s);
+    EXPECT_EQ(tags.value(u"id3v2"_s).toObject().value(u"version"_s).toArray().at(1).toInt(), 4);
 }
 
 TEST_F(FileEncodeOperationTest, TheSourceGoesToTheTrashOnlyAfterASuccessThatDidNotReplaceIt)
 {
-    prefs.set(QStringLiteral("deleteOriginal"), true);
+    prefs.set(u"deleteOriginal"_s, true);
     delegate.formats = {mp3Format(EncoderSettings::CBR, 64)};
 
-    const QString converted = copyOf(QStringLiteral("ctl-short.wav"), QStringLiteral("gone.wav"));
+    const QString converted = copyOf(u"ctl-short.wav"_s, u"gone.wav"_s);
     FileEncodeOperation row(converted, converted);
     run(row);
     EXPECT_FALSE(QFileInfo::exists(converted));
-    EXPECT_TRUE(QFileInfo::exists(trashed(QStringLiteral("gone.wav"))));
+    EXPECT_TRUE(QFileInfo::exists(trashed(u"gone.wav"_s)));
 
-    const QString broken = copyOf(QStringLiteral("ctl-corrupt.flac"), QStringLiteral("broken.flac"));
+    const QString broken = copyOf(u"ctl-corrupt.flac"_s, u"broken.flac"_s);
     FileEncodeOperation failed(broken, broken);
     run(failed);
     EXPECT_FALSE(failed.success());
     EXPECT_TRUE(QFileInfo::exists(broken));
 
-    const QString cancelled = copyOf(QStringLiteral("ctl-long.wav"), QStringLiteral("stays.wav"));
+    const QString cancelled = copyOf(u"ctl-long.wav"_s, u"stays.wav"_s);
     FileEncodeOperation stopped(cancelled, cancelled);
     stopped.setDelegate(&delegate);
     stopped.start();
@@ -178,14 +169,14 @@ TEST_F(FileEncodeOperationTest, TheSourceGoesToTheTrashOnlyAfterASuccessThatDidN
     EXPECT_TRUE(QFileInfo::exists(cancelled));
 
     // Overwritten in place (same folder, same extension): kept where it is.
-    prefs.set(QStringLiteral("outputSameAsSource"), true);
-    prefs.set(QStringLiteral("skipFilesOfSameType"), false);
-    const QString inPlace = copyOf(QStringLiteral("ctl-tagged.mp3"), QStringLiteral("inplace.mp3"));
+    prefs.set(u"outputSameAsSource"_s, true);
+    prefs.set(u"skipFilesOfSameType"_s, false);
+    const QString inPlace = copyOf(u"ctl-tagged.mp3"_s, u"inplace.mp3"_s);
     FileEncodeOperation replaced(inPlace, inPlace);
     run(replaced);
     EXPECT_TRUE(replaced.success());
     EXPECT_TRUE(replaced.reEncodeToSamefile());
-    EXPECT_NE(fileBytes(inPlace), fileBytes(Fixtures::generated(QStringLiteral("ctl-tagged.mp3"))));
+    EXPECT_NE(fileBytes(inPlace), fileBytes(Fixtures::generated(u"ctl-tagged.mp3"_s)));
     EXPECT_TRUE(QFileInfo::exists(inPlace));
 }
 

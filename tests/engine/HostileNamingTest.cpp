@@ -15,39 +15,41 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString kBase = QStringLiteral("/out/base");
+const QString kBase = u"/out/base"_s;
 
 QStringList hostileValues()
 {
     return {
-        QStringLiteral("/"),
-        QStringLiteral("../../etc/passwd"),
-        QStringLiteral(".."),
-        QStringLiteral("."),
-        QStringLiteral("..."),
-        QStringLiteral(".hidden"),
-        QStringLiteral("..hidden"),
-        QStringLiteral("...And Justice for All"),
-        QStringLiteral("a/../../b"),
-        QStringLiteral("/absolute"),
-        QStringLiteral("line\nbreak"),
-        QStringLiteral("\ttab"),
-        QStringLiteral("\x01start"),
-        QStringLiteral("del\x7f"),
-        QStringLiteral("nul") + QChar(0) + QStringLiteral("../after"),
+        u"/"_s,
+        u"../../etc/passwd"_s,
+        u".."_s,
+        u"."_s,
+        u"..."_s,
+        u".hidden"_s,
+        u"..hidden"_s,
+        u"...And Justice for All"_s,
+        u"a/../../b"_s,
+        u"/absolute"_s,
+        u"line\nbreak"_s,
+        u"\ttab"_s,
+        u"\x01start"_s,
+        u"del\x7f"_s,
+        u"nul"_s + QChar(0) + u"../after"_s,
         QString(QChar(0)),
         // What invalid UTF-8 decodes to, and a lone surrogate.
         QString::fromUtf8("\xff\xfe\xc3(\xed\xa0\x80"),
-        QString(QChar(0xD800)) + QStringLiteral("x"),
-        QStringLiteral("{trackTitle}/{albumTitle}"),
-        QStringLiteral("x").repeated(10000),
-        QStringLiteral("é").repeated(10000),
-        QStringLiteral("../").repeated(3334),
-        QStringLiteral(".").repeated(10000),
+        QString(QChar(0xD800)) + u"x"_s,
+        u"{trackTitle}/{albumTitle}"_s,
+        u"x"_s.repeated(10000),
+        u"é"_s.repeated(10000),
+        u"../"_s.repeated(3334),
+        u"."_s.repeated(10000),
         // One grapheme far longer than a file name.
-        QStringLiteral("a") + QString(10000, QChar(0x0301)),
+        u"a"_s + QString(10000, QChar(0x0301)),
     };
 }
 
@@ -67,14 +69,13 @@ QString sourceNamed(const QString& value)
 {
     QString name = value;
     name.replace(u'/', u'_').replace(QChar(0), u'_');
-    return QStringLiteral("/in/") + FileNameLimit::fit(name, QStringLiteral(".flac"));
+    return u"/in/"_s + FileNameLimit::fit(name, u".flac"_s);
 }
 
 void expectVisibleAndInside(const QString& relative, const std::string& context)
 {
     // As the encode makes its output path.
-    const QString path =
-        FileNameLimit::fitPath(NamingScheme::pathBelow(kBase, relative) + QStringLiteral(".mp3"));
+    const QString path = FileNameLimit::fitPath(NamingScheme::pathBelow(kBase, relative) + u".mp3"_s);
     ASSERT_TRUE(path.startsWith(kBase + u'/')) << context << " -> " << path.toStdString();
     EXPECT_FALSE(path.contains(QChar(0))) << context;
     const QStringList components = path.mid(kBase.size() + 1).split(u'/');
@@ -85,7 +86,7 @@ void expectVisibleAndInside(const QString& relative, const std::string& context)
             << context << " -> " << path.left(400).toStdString();
         EXPECT_LE(component.toUtf8().size(), FileNameLimit::kMaxComponentBytes) << context;
     }
-    EXPECT_TRUE(components.last().endsWith(QStringLiteral(".mp3"))) << context;
+    EXPECT_TRUE(components.last().endsWith(u".mp3"_s)) << context;
     EXPECT_GT(components.last().size(), 4) << context;
 }
 
@@ -99,9 +100,9 @@ protected:
 TEST_P(HostileNaming, EveryValueNamesAVisibleFileInsideTheOutputFolder)
 {
     const QString token = GetParam();
-    const QStringList schemes{u'{' + token + u'}', u'{' + token + QStringLiteral("}/{") + token + u'}',
-                              QStringLiteral("{albumArtist}/{") + token + QStringLiteral(" - }{trackTitle}"),
-                              QStringLiteral("x/{") + token + QStringLiteral("}/")};
+    const QStringList schemes{u'{' + token + u'}', u'{' + token + u"}/{"_s + token + u'}',
+                              u"{albumArtist}/{"_s + token + u" - }{trackTitle}"_s,
+                              u"x/{"_s + token + u"}/"_s};
     EncoderSettings settings;
     const struct
     {
@@ -109,8 +110,8 @@ TEST_P(HostileNaming, EveryValueNamesAVisibleFileInsideTheOutputFolder)
         const char* replacement;
     } options[] = {{false, "_"}, {true, "_"}, {true, ""}, {true, "."}, {false, "\t"}};
     for (const auto& option : options) {
-        Preferences::shared().setValue(QStringLiteral("createWindowsSafeFilenames"), option.windowsSafe);
-        Preferences::shared().setValue(QStringLiteral("replaceInvalidCharactersWith"),
+        Preferences::shared().setValue(u"createWindowsSafeFilenames"_s, option.windowsSafe);
+        Preferences::shared().setValue(u"replaceInvalidCharactersWith"_s,
                                        QString::fromLatin1(option.replacement));
         for (const QString& value : hostileValues()) {
             AudioMetadata metadata;

@@ -11,6 +11,8 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The meter fed as the encoder is: planar channels, in chunks.
@@ -33,13 +35,10 @@ TEST(LoudnessMeter, TrackAndAlbumFiguresMatchAnIndependentMeter)
     QStringList tracks;
     std::vector<std::unique_ptr<LoudnessMeter>> meters;
     for (const char* gain : {"-3", "-12", "-24"}) {
-        const QString path = scratch.file(QStringLiteral("noise%1.wav").arg(QLatin1String(gain)));
-        const ToolResult made =
-            runTool(QStringLiteral("sox"),
-                    {QStringLiteral("-R"), QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"),
-                     QStringLiteral("44100"), QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
-                     QStringLiteral("24"), path, QStringLiteral("synth"), QStringLiteral("20.3"),
-                     QStringLiteral("pinknoise"), QStringLiteral("gain"), QLatin1String(gain)});
+        const QString path = scratch.file(u"noise%1.wav"_s.arg(QLatin1String(gain)));
+        const ToolResult made = runTool(u"sox"_s, {u"-R"_s, u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s,
+                                                   u"2"_s, u"-b"_s, u"24"_s, path, u"synth"_s, u"20.3"_s,
+                                                   u"pinknoise"_s, u"gain"_s, QLatin1String(gain)});
         ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
         tracks << path;
 
@@ -58,8 +57,8 @@ TEST(LoudnessMeter, TrackAndAlbumFiguresMatchAnIndependentMeter)
     // The album: the three tracks' audio as one. (The meters leave out the
     // blocks that would span two tracks: on tracks of 20 s that moves the
     // figure by hundredths of a dB, on real tracks by less.)
-    const QString album = scratch.file(QStringLiteral("album.wav"));
-    ASSERT_EQ(runTool(QStringLiteral("sox"), tracks + QStringList{album}).exitCode, 0);
+    const QString album = scratch.file(u"album.wav"_s);
+    ASSERT_EQ(runTool(u"sox"_s, tracks + QStringList{album}).exitCode, 0);
     const std::optional<double> albumLoudness =
         LoudnessMeter::loudness({meters[0].get(), meters[1].get(), meters[2].get()});
     ASSERT_TRUE(albumLoudness);
@@ -67,12 +66,9 @@ TEST(LoudnessMeter, TrackAndAlbumFiguresMatchAnIndependentMeter)
     EXPECT_NEAR(*albumLoudness, whole.loudness, 0.1);
 
     // One channel, at another rate.
-    const QString mono = scratch.file(QStringLiteral("mono.wav"));
-    ASSERT_EQ(runTool(QStringLiteral("sox"),
-                      {QStringLiteral("-R"), QStringLiteral("-D"), QStringLiteral("-n"), QStringLiteral("-r"),
-                       QStringLiteral("48000"), QStringLiteral("-c"), QStringLiteral("1"), mono,
-                       QStringLiteral("synth"), QStringLiteral("10"), QStringLiteral("pinknoise"),
-                       QStringLiteral("gain"), QStringLiteral("-9")})
+    const QString mono = scratch.file(u"mono.wav"_s);
+    ASSERT_EQ(runTool(u"sox"_s, {u"-R"_s, u"-D"_s, u"-n"_s, u"-r"_s, u"48000"_s, u"-c"_s, u"1"_s, mono,
+                                 u"synth"_s, u"10"_s, u"pinknoise"_s, u"gain"_s, u"-9"_s})
                   .exitCode,
               0);
     const Pcm monoPcm = decodeWithFFmpeg(mono);
@@ -94,10 +90,10 @@ TEST(LoudnessMeter, TrackAndAlbumFiguresMatchAnIndependentMeter)
 
 TEST(LoudnessMeter, TagTextsHaveTheFormsPlayersRead)
 {
-    EXPECT_EQ(LoudnessMeter::gainText(LoudnessMeter::gainFor(-11.52)), QStringLiteral("-6.48 dB"));
-    EXPECT_EQ(LoudnessMeter::gainText(LoudnessMeter::gainFor(-23.0)), QStringLiteral("5.00 dB"));
-    EXPECT_EQ(LoudnessMeter::gainText(-0.001), QStringLiteral("0.00 dB"));
-    EXPECT_EQ(LoudnessMeter::peakText(0.9123454), QStringLiteral("0.912345"));
+    EXPECT_EQ(LoudnessMeter::gainText(LoudnessMeter::gainFor(-11.52)), u"-6.48 dB"_s);
+    EXPECT_EQ(LoudnessMeter::gainText(LoudnessMeter::gainFor(-23.0)), u"5.00 dB"_s);
+    EXPECT_EQ(LoudnessMeter::gainText(-0.001), u"0.00 dB"_s);
+    EXPECT_EQ(LoudnessMeter::peakText(0.9123454), u"0.912345"_s);
 }
 
 } // namespace

@@ -16,6 +16,8 @@
 #include <QJsonObject>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QJsonObject probeStream(const QString& path)
@@ -76,7 +78,7 @@ TEST_P(Conversion, matchesTheSourceInFFmpeg)
     runOperation(operation);
 
     ASSERT_TRUE(operation.success()) << log.messages().join(u'\n').toStdString();
-    const QString output = out.file(QFileInfo(source).completeBaseName() + QStringLiteral(".mp3"));
+    const QString output = out.file(QFileInfo(source).completeBaseName() + u".mp3"_s);
     ASSERT_EQ(operation.outFilePath(), output);
     ASSERT_TRUE(QFileInfo::exists(output));
     EXPECT_FALSE(QFileInfo::exists(operation.tempFilePath())) << "the temporary file is gone";
@@ -84,7 +86,7 @@ TEST_P(Conversion, matchesTheSourceInFFmpeg)
 
     const Pcm original = decodeWithFFmpeg(source);
     const QJsonObject stream = probeStream(output);
-    EXPECT_EQ(stream["codec_name"].toString(), QStringLiteral("mp3"));
+    EXPECT_EQ(stream["codec_name"].toString(), u"mp3"_s);
     EXPECT_EQ(stream["sample_rate"].toString().toDouble(), original.sampleRate);
     EXPECT_EQ(stream["channels"].toInt(), original.channels);
     const double bitrate = stream["bit_rate"].toString().toDouble();
@@ -140,7 +142,7 @@ TEST(MP3EncodeOperation, channelModeAndOutputRate)
         double outputRate;
         int channels;
     };
-    const QString source = Fixtures::generated(QStringLiteral("encode-16-stereo-44100.wav"));
+    const QString source = Fixtures::generated(u"encode-16-stereo-44100.wav"_s);
     for (const Case& c :
          {Case{1, 44100, 0, 44100, 2}, Case{2, 22050, 1, 22050, 2}, Case{3, 96000, 3, 44100, 1}}) {
         ScratchDir out;
@@ -163,12 +165,12 @@ TEST(MP3EncodeOperation, channelModeAndOutputRate)
 TEST(MP3EncodeOperation, failuresLeaveNoFiles)
 {
     ScratchDir in;
-    const QString notAudio = in.file(QStringLiteral("notes.wav"));
+    const QString notAudio = in.file(u"notes.wav"_s);
     QFile text(notAudio);
     ASSERT_TRUE(text.open(QIODevice::WriteOnly));
     text.write("not a sound");
     text.close();
-    const QString threeChannels = Fixtures::generated(QStringLiteral("encode-3-channels.wav"));
+    const QString threeChannels = Fixtures::generated(u"encode-3-channels.wav"_s);
 
     struct Case
     {

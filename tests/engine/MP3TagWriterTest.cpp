@@ -16,20 +16,22 @@
 #include <taglib/mpegfile.h>
 #include <taglib/tpropertymap.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 AudioMetadataPtr fullRecord()
 {
     auto metadata = std::make_shared<AudioMetadata>();
-    metadata->setTrackTitle(QStringLiteral("Ελληνικά ♫"));
-    metadata->setTrackArtist(QStringLiteral("Artist"));
-    metadata->setAlbumTitle(QStringLiteral("Album"));
+    metadata->setTrackTitle(u"Ελληνικά ♫"_s);
+    metadata->setTrackArtist(u"Artist"_s);
+    metadata->setAlbumTitle(u"Album"_s);
     metadata->setTotalTracks(12);
     metadata->setTrackYear(2010);
-    metadata->setTrackComment(QStringLiteral("own comment"));
-    metadata->setLyrics(QStringLiteral("sing\nalong"));
+    metadata->setTrackComment(u"own comment"_s);
+    metadata->setLyrics(u"sing\nalong"_s);
     auto artwork = std::make_shared<AlbumArtwork>();
-    artwork->setData(fileBytes(Fixtures::generated(QStringLiteral("art.jpg"))));
+    artwork->setData(fileBytes(Fixtures::generated(u"art.jpg"_s)));
     metadata->setAlbumArtwork(artwork);
     return metadata;
 }
@@ -37,7 +39,7 @@ AudioMetadataPtr fullRecord()
 QString encodeWithTags(const ScratchDir& out, const AudioMetadataPtr& metadata)
 {
     BasicEncodeDelegate delegate;
-    const QString source = Fixtures::generated(QStringLiteral("encode-16-mono-48000.wav"));
+    const QString source = Fixtures::generated(u"encode-16-mono-48000.wav"_s);
     MP3EncodeOperation operation(source, source);
     operation.setDelegate(&delegate);
     operation.setSettings(mp3Format(0, 64));
@@ -69,30 +71,29 @@ TEST_P(ID3v2Versions, readBackInMutagenAndTagLib)
                                   {"writeMP3ApeTag", true}});
     const QString path = encodeWithTags(out, fullRecord());
     const bool latin1 = c.encoding == 0;
-    const QString title = latin1 ? QStringLiteral("???????? ?") : QStringLiteral("Ελληνικά ♫");
+    const QString title = latin1 ? u"???????? ?"_s : u"Ελληνικά ♫"_s;
 
     const QJsonObject tags = mutagenTags(path);
     const QJsonObject id3 = tags["id3v2"].toObject();
     EXPECT_EQ(id3["version"].toArray()[1].toInt(), c.version);
     const QJsonObject frames = id3["frames"].toObject();
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TIT2")), title);
+    EXPECT_EQ(id3v2Text(tags, u"TIT2"_s), title);
     EXPECT_EQ(frames["TIT2"][0]["encoding"].toInt(), c.encoding);
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TRCK")), QStringLiteral("/12"));
-    EXPECT_EQ(frames["COMM"][0]["text"][0].toString(), QStringLiteral("own comment"));
-    EXPECT_EQ(frames["USLT"][0]["text"][0].toString(), QStringLiteral("sing\nalong"));
-    EXPECT_EQ(frames["APIC"][0]["mime"].toString(), QStringLiteral("image/jpeg"));
+    EXPECT_EQ(id3v2Text(tags, u"TRCK"_s), u"/12"_s);
+    EXPECT_EQ(frames["COMM"][0]["text"][0].toString(), u"own comment"_s);
+    EXPECT_EQ(frames["USLT"][0]["text"][0].toString(), u"sing\nalong"_s);
+    EXPECT_EQ(frames["APIC"][0]["mime"].toString(), u"image/jpeg"_s);
     EXPECT_EQ(QByteArray::fromHex(frames["APIC"][0]["data"].toString().toLatin1()),
-              fileBytes(Fixtures::generated(QStringLiteral("art.jpg"))));
-    EXPECT_EQ(id3v2Text(tags, QStringLiteral("TENC")),
-              QStringLiteral("LAME %1 via Sonabrik %2").arg(get_lame_short_version(), SONABRIK_VERSION));
+              fileBytes(Fixtures::generated(u"art.jpg"_s)));
+    EXPECT_EQ(id3v2Text(tags, u"TENC"_s),
+              u"LAME %1 via Sonabrik %2"_s.arg(get_lame_short_version(), SONABRIK_VERSION));
 
     const QJsonObject v1 = tags["id3v1"].toObject();
-    EXPECT_EQ(v1["TPE1"].toString(), QStringLiteral("Artist"));
-    EXPECT_EQ(v1["TDRC"].toString(), QStringLiteral("2010"));
+    EXPECT_EQ(v1["TPE1"].toString(), u"Artist"_s);
+    EXPECT_EQ(v1["TDRC"].toString(), u"2010"_s);
     const QJsonObject ape = tags["ape"].toObject();
-    EXPECT_EQ(ape["TITLE"].toString(), QStringLiteral("Ελληνικά ♫"))
-        << "APE keeps UTF-8 whatever the ID3 choice";
-    EXPECT_EQ(ape["TRACKTOTAL"].toString(), QStringLiteral("12"));
+    EXPECT_EQ(ape["TITLE"].toString(), u"Ελληνικά ♫"_s) << "APE keeps UTF-8 whatever the ID3 choice";
+    EXPECT_EQ(ape["TRACKTOTAL"].toString(), u"12"_s);
     EXPECT_TRUE(ape["Cover Art (front)"].isObject());
 
     // TagLib's own reading of the same file agrees.
@@ -100,7 +101,7 @@ TEST_P(ID3v2Versions, readBackInMutagenAndTagLib)
     ASSERT_FALSE(file.isNull());
     EXPECT_EQ(QString::fromStdString(file.tag()->title().to8Bit(true)), title);
     EXPECT_EQ(QString::fromStdString(file.file()->properties()["LYRICS"].toString().to8Bit(true)),
-              QStringLiteral("sing\nalong"));
+              u"sing\nalong"_s);
     EXPECT_GT(file.audioProperties()->lengthInMilliseconds(), 900);
 }
 
@@ -118,8 +119,7 @@ TEST(MP3TagWriter, noTagKindLeavesNoTag)
     ScratchDir dir;
     PreferencesScope preferences(
         {{"writeMP3ID3v2Tag", false}, {"writeMP3ID3v1Tag", false}, {"writeMP3ApeTag", false}});
-    const QString path =
-        dir.copyOf(Fixtures::generated(QStringLiteral("tag-base.mp3")), QStringLiteral("old.mp3"));
+    const QString path = dir.copyOf(Fixtures::generated(u"tag-base.mp3"_s), u"old.mp3"_s);
     runMutagen(
         QStringLiteral("import sys\nfrom mutagen.id3 import ID3, TIT2\nfrom mutagen.apev2 import APEv2\n"
                        "a = APEv2()\na['Title'] = 'old'\na.save(sys.argv[1])\n"
@@ -129,7 +129,7 @@ TEST(MP3TagWriter, noTagKindLeavesNoTag)
     ASSERT_TRUE(before.contains("ape") && before.contains("id3v2"));
     ASSERT_TRUE(fileBytes(path).contains("TAGold"));
     auto format = mp3Format(0);
-    MP3TagWriter::writeMetadata(path, *fullRecord(), format.get(), QStringLiteral("/music/source.flac"));
+    MP3TagWriter::writeMetadata(path, *fullRecord(), format.get(), u"/music/source.flac"_s);
     EXPECT_TRUE(mutagenTags(path).isEmpty());
     EXPECT_FALSE(fileBytes(path).contains("TAGold")) << "no ID3v1 tag left";
 }
@@ -141,12 +141,11 @@ TEST(MP3TagWriter, commentFromTheFormatStringAndNoEncodedBy)
                                   {"writeFormatStringToComments", true},
                                   {"commentsFormatString", "{trackArtist}: converted to {outputFormat}"},
                                   {"writeMP3ApeTag", true}});
-    const QString path =
-        dir.copyOf(Fixtures::generated(QStringLiteral("tag-base.mp3")), QStringLiteral("out.mp3"));
+    const QString path = dir.copyOf(Fixtures::generated(u"tag-base.mp3"_s), u"out.mp3"_s);
     auto format = mp3Format(0);
-    MP3TagWriter::writeMetadata(path, *fullRecord(), format.get(), QStringLiteral("/music/source.flac"));
+    MP3TagWriter::writeMetadata(path, *fullRecord(), format.get(), u"/music/source.flac"_s);
     const QJsonObject tags = mutagenTags(path);
-    const QString expected = QStringLiteral("Artist: converted to MP3");
+    const QString expected = u"Artist: converted to MP3"_s;
     EXPECT_EQ(tags["id3v2"]["frames"]["COMM"][0]["text"][0].toString(), expected);
     EXPECT_EQ(tags["id3v1"]["COMM"].toString(), expected);
     EXPECT_EQ(tags["ape"]["COMMENT"].toString(), expected);

@@ -8,9 +8,11 @@
 #include <gtest/gtest.h>
 #include <random>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString kSource = QStringLiteral("/music/in/My Song.flac");
+const QString kSource = u"/music/in/My Song.flac"_s;
 // The character the evaluation uses internally to stand for a substituted value.
 const QChar kMarker(char16_t(0xFDD0));
 
@@ -41,7 +43,7 @@ protected:
 TEST_F(Naming, OptionalGroupsDisappearWithAnAbsentValueAndKeepTheirTextWithAnEmptyOne)
 {
     metadata.setTrackNumber(7);
-    metadata.setTrackTitle(QStringLiteral("Song"));
+    metadata.setTrackTitle(u"Song"_s);
     EXPECT_EQ(path("{trackNumber - }{trackTitle}", &metadata), "07 - Song");
     set("useTwoDigitNumbers", false);
     EXPECT_EQ(path("{trackNumber - }{trackTitle}", &metadata), "7 - Song");
@@ -75,11 +77,11 @@ TEST_F(Naming, FallbacksFillMissingTextsAndTheComposerOnlyWhenAbsent)
 TEST_F(Naming, EmptySchemesAndEmptyResultsFallBackOnTheSourceName)
 {
     EXPECT_EQ(path(QString()), "My Song");
-    EXPECT_EQ(path(QStringLiteral("")), "My Song");
+    EXPECT_EQ(path(u""_s), "My Song");
     EXPECT_EQ(path("{sourceFormat}"), "My Song");
     EXPECT_EQ(path("{sourceFormat}/x"), "/x");
     EXPECT_EQ(path("{albumTitle}/{genre}"), "Unknown Album/My Song"); // ends with "/"
-    metadata.setTrackTitle(QStringLiteral(".hidden"));
+    metadata.setTrackTitle(u".hidden"_s);
     EXPECT_EQ(path("{albumTitle}/{trackTitle}", &metadata), "Unknown Album/hidden");
     // Only one dot goes by the naming rules; the next would still hide the
     // file, so it is replaced.
@@ -88,7 +90,7 @@ TEST_F(Naming, EmptySchemesAndEmptyResultsFallBackOnTheSourceName)
 
 TEST_F(Naming, ValuesAreMadeSafeInPathModeOnly)
 {
-    metadata.setTrackTitle(QStringLiteral("AC/DC Live"));
+    metadata.setTrackTitle(u"AC/DC Live"_s);
     EXPECT_EQ(path("{trackTitle}", &metadata), "AC_DC Live");
     EXPECT_EQ(text("{trackTitle}", &metadata), "AC/DC Live");
     set("createWindowsSafeFilenames", false);
@@ -99,8 +101,8 @@ TEST_F(Naming, ValuesAreMadeSafeInPathModeOnly)
 
 TEST_F(Naming, OnlyTheFirstTokenInTableOrderIsSubstitutedInAGroup)
 {
-    metadata.setTrackArtist(QStringLiteral("Artist"));
-    metadata.setAlbumTitle(QStringLiteral("Album"));
+    metadata.setTrackArtist(u"Artist"_s);
+    metadata.setAlbumTitle(u"Album"_s);
     EXPECT_EQ(text("{trackArtist - albumTitle}", &metadata), "Artist - albumTitle");
     // Table order, not position: albumArtist is searched before albumTitle.
     EXPECT_EQ(text("{albumTitle by albumArtist}", &metadata), "albumTitle by Unknown Artist");
@@ -109,14 +111,14 @@ TEST_F(Naming, OnlyTheFirstTokenInTableOrderIsSubstitutedInAGroup)
     EncoderSettings settings;
     settings.setBitrateMethod(2);
     EXPECT_EQ(text("{bitrateMethod}", nullptr, &settings), "VBR");
-    metadata.setKey(QStringLiteral("D Minor"));
+    metadata.setKey(u"D Minor"_s);
     EXPECT_EQ(text("{Monkey}", &metadata), "MonD Minor");
     EXPECT_EQ(text("{Monkey}x"), "x");
 }
 
 TEST_F(Naming, ADeeperGroupWithoutATokenStopsEvaluationAndBracesStayAsWritten)
 {
-    metadata.setTrackTitle(QStringLiteral("Song"));
+    metadata.setTrackTitle(u"Song"_s);
     EXPECT_EQ(text("{{nothing}}{trackTitle}", &metadata), "{{nothing}}{trackTitle}");
     EXPECT_EQ(text("{trackTitle", &metadata), "{trackTitle");
     EXPECT_EQ(text("trackTitle}", &metadata), "trackTitle}");
@@ -130,8 +132,8 @@ TEST_F(Naming, ADeeperGroupWithoutATokenStopsEvaluationAndBracesStayAsWritten)
 
 TEST_F(Naming, ValuesAreNeverReadAsSchemeText)
 {
-    metadata.setTrackTitle(QStringLiteral("{trackTitle}"));
-    metadata.setAlbumTitle(QStringLiteral("{{x}} albumArtist {genre"));
+    metadata.setTrackTitle(u"{trackTitle}"_s);
+    metadata.setAlbumTitle(u"{{x}} albumArtist {genre"_s);
     EXPECT_EQ(text("{trackTitle}", &metadata), "{trackTitle}");
     EXPECT_EQ(text("{albumTitle}/{trackTitle}", &metadata), "{{x}} albumArtist {genre/{trackTitle}");
     EXPECT_EQ(text(QString(kMarker) + "{trackTitle}" + kMarker, &metadata),
@@ -146,10 +148,10 @@ TEST_F(Naming, OutputAndSourceTokensDescribeTheFormatAndTheStream)
     metadata.setSourceSampleRate(44100);
     metadata.setSourceChannels(6);
     metadata.setSourceBitrate(1411200);
-    metadata.setSourceBitrateMode(QStringLiteral("CBR"));
-    metadata.setSourceKind(QStringLiteral("FLAC"));
-    metadata.setSourceFormat(QStringLiteral("Free Lossless Audio Codec"));
-    metadata.setSourceEncodedWith(QStringLiteral("reference libFLAC"));
+    metadata.setSourceBitrateMode(u"CBR"_s);
+    metadata.setSourceKind(u"FLAC"_s);
+    metadata.setSourceFormat(u"Free Lossless Audio Codec"_s);
+    metadata.setSourceEncodedWith(u"reference libFLAC"_s);
     EXPECT_EQ(
         text("{outputFormat} {outputEncoding}, {bitrate} {bitrateMethod}, {sampleRate}, {outputChannels} ch",
              &metadata, &settings),
@@ -180,17 +182,17 @@ TEST_F(Naming, ThePreferencesPreviewExample)
     // and comment format.
     metadata.setTrackNumber(1);
     metadata.setTotalTracks(17);
-    metadata.setTrackTitle(QStringLiteral("Lantern Road"));
-    metadata.setAlbumTitle(QStringLiteral("North of Tidewater"));
-    metadata.setTrackArtist(QStringLiteral("The Quiet Orchards"));
-    metadata.setAlbumArtist(QStringLiteral("The Quiet Orchards"));
-    metadata.setTrackComposer(QStringLiteral("Halden/Marsh"));
-    metadata.setSourceKind(QStringLiteral("FLAC"));
-    EncoderSettings settings(Preferences::shared().dictionaryValue(QStringLiteral("defaultEncoderSetting")));
+    metadata.setTrackTitle(u"Lantern Road"_s);
+    metadata.setAlbumTitle(u"North of Tidewater"_s);
+    metadata.setTrackArtist(u"The Quiet Orchards"_s);
+    metadata.setAlbumArtist(u"The Quiet Orchards"_s);
+    metadata.setTrackComposer(u"Halden/Marsh"_s);
+    metadata.setSourceKind(u"FLAC"_s);
+    EncoderSettings settings(Preferences::shared().dictionaryValue(u"defaultEncoderSetting"_s));
     const Preferences& preferences = Preferences::shared();
-    EXPECT_EQ(path(preferences.stringValue(QStringLiteral("customNamingScheme")), &metadata, &settings),
+    EXPECT_EQ(path(preferences.stringValue(u"customNamingScheme"_s), &metadata, &settings),
               "The Quiet Orchards/North of Tidewater/01 - Lantern Road");
-    EXPECT_EQ(text(preferences.stringValue(QStringLiteral("commentsFormatString")), &metadata, &settings),
+    EXPECT_EQ(text(preferences.stringValue(u"commentsFormatString"_s), &metadata, &settings),
               "FLAC converted to MP3 VBR Quality 8");
     EXPECT_EQ(path("{composer}", &metadata), "Halden_Marsh");
 }
@@ -199,7 +201,7 @@ TEST_F(Naming, ThePreferencesPreviewExample)
 // no "." or ".." component and, joined to the output folder, stays inside.
 void expectInsideBase(const QString& relative, const std::string& context)
 {
-    const QString base = QStringLiteral("/out/base");
+    const QString base = u"/out/base"_s;
     const QString joined = NamingScheme::pathBelow(base, relative);
     EXPECT_TRUE(joined.startsWith(base + QLatin1Char('/'))) << context << " -> " << joined.toStdString();
     for (const QString& component : relative.split(QLatin1Char('/'))) {
@@ -230,7 +232,7 @@ TEST_F(Naming, NoTagValueLeadsOutOfTheOutputFolder)
                     m.setKey(QString::fromLatin1(other));
                     for (const char* scheme : schemes) {
                         expectInsideBase(NamingScheme::evaluate(QString::fromLatin1(scheme), &m, nullptr,
-                                                                QStringLiteral("/in/..flac"), true),
+                                                                u"/in/..flac"_s, true),
                                          std::string(scheme) + " with " + value + ", " + other + ", '" +
                                              replacement + "', windows " + (windowsSafe ? "on" : "off"));
                     }
@@ -247,11 +249,21 @@ TEST_F(Naming, AnyInputReturnsAndPathModeStaysInside)
 {
     std::mt19937 random(20261121);
     const QStringList tokens = NamingScheme::tokenNames();
-    const QString pieces[] = {QStringLiteral("{"),    QStringLiteral("}"),    QStringLiteral("{{"),
-                              QStringLiteral("}}"),   QStringLiteral("/"),    QStringLiteral(".."),
-                              QStringLiteral("."),    QStringLiteral(" - "),  QStringLiteral("x"),
-                              QString(QChar(0xD800)), QString(QChar(0xDFFF)), QString(QChar(0)),
-                              QStringLiteral("\\"),   QStringLiteral(":"),    QString(kMarker)};
+    const QString pieces[] = {u"{"_s,
+                              u"}"_s,
+                              u"{{"_s,
+                              u"}}"_s,
+                              u"/"_s,
+                              u".."_s,
+                              u"."_s,
+                              u" - "_s,
+                              u"x"_s,
+                              QString(QChar(0xD800)),
+                              QString(QChar(0xDFFF)),
+                              QString(QChar(0)),
+                              u"\\"_s,
+                              u":"_s,
+                              QString(kMarker)};
     // Values and paths never hold the marker; schemes may.
     auto randomText = [&](int maxPieces, bool withMarker = false) {
         QString text;
@@ -285,7 +297,7 @@ TEST_F(Naming, AnyInputReturnsAndPathModeStaysInside)
             m.setTrackTitle(randomText(20000));
         }
         const QString scheme = randomText(round % 50 == 0 ? 2000 : 40, true);
-        const QString source = QStringLiteral("/in/") + randomText(3) + QStringLiteral(".wav");
+        const QString source = u"/in/"_s + randomText(3) + u".wav"_s;
         for (bool pathMode : {false, true}) {
             const QString result =
                 NamingScheme::evaluate(scheme, &m, round % 2 ? &settings : nullptr, source, pathMode);

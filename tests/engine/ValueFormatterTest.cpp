@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const SecondsFormatter seconds;
@@ -39,32 +41,31 @@ TEST_P(ValueToText, WritesTheExactText)
 
 QString withZeroUnit(const char* number)
 {
-    return QString::fromLatin1(number) + QStringLiteral(" ") + QChar(u'\0') + QStringLiteral("B");
+    return QString::fromLatin1(number) + u" "_s + QChar(u'\0') + u"B"_s;
 }
 
 INSTANTIATE_TEST_SUITE_P(
     AllFour, ValueToText,
-    testing::Values(
-        TextCase{"Seconds75", &seconds, 75, QStringLiteral("(1:15)")},
-        TextCase{"Seconds3599", &seconds, 3599, QStringLiteral("(59:59)")},
-        TextCase{"SecondsHourHasUnpaddedMinutes", &seconds, 3600, QStringLiteral("(1:0:00)")},
-        TextCase{"Seconds36000", &seconds, qint64(36000), QStringLiteral("(10:0:00)")},
-        TextCase{"SecondsFractionTruncated", &seconds, 75.9, QStringLiteral("(1:15)")},
-        TextCase{"SecondsMinusOneIsUnknown", &seconds, -1, std::nullopt},
-        TextCase{"SecondsWrapTo32Bits", &seconds, qint64(4294967296) + 61, QStringLiteral("(1:01)")},
-        TextCase{"SecondsOfText", &seconds, QStringLiteral("75"), std::nullopt},
-        TextCase{"SecondsOfNaN", &seconds, std::nan(""), std::nullopt},
-        TextCase{"SizeBelow1KHasTheZeroUnit", &fileSize, 512, withZeroUnit("512.000")},
-        TextCase{"SizeExactly1K", &fileSize, 1024, QStringLiteral("1.000 KB")},
-        TextCase{"SizeJustBelow1M", &fileSize, 1048575, QStringLiteral("1023.999 KB")},
-        TextCase{"SizeStopsAtY", &fileSize, std::pow(1024.0, 9), QStringLiteral("1024.000 YB")},
-        TextCase{"SizeBeyondYStaysY", &fileSize, std::pow(1024.0, 10), QStringLiteral("1048576.000 YB")},
-        TextCase{"SizeOfDate", &fileSize, QDateTime::fromSecsSinceEpoch(0), std::nullopt},
-        TextCase{"Bitrate128000", &bitrate, 128000, QStringLiteral("128.00 kbps")},
-        TextCase{"BitrateRoundsToTwoPlaces", &bitrate, 1411199.0, QStringLiteral("1411.20 kbps")},
-        TextCase{"BitrateOfText", &bitrate, QStringLiteral("128000"), std::nullopt},
-        TextCase{"SampleRate44100", &sampleRate, 44100, QStringLiteral("44.100 kHz")},
-        TextCase{"SampleRateOfNothing", &sampleRate, QVariant(), std::nullopt}),
+    testing::Values(TextCase{"Seconds75", &seconds, 75, u"(1:15)"_s},
+                    TextCase{"Seconds3599", &seconds, 3599, u"(59:59)"_s},
+                    TextCase{"SecondsHourHasUnpaddedMinutes", &seconds, 3600, u"(1:0:00)"_s},
+                    TextCase{"Seconds36000", &seconds, qint64(36000), u"(10:0:00)"_s},
+                    TextCase{"SecondsFractionTruncated", &seconds, 75.9, u"(1:15)"_s},
+                    TextCase{"SecondsMinusOneIsUnknown", &seconds, -1, std::nullopt},
+                    TextCase{"SecondsWrapTo32Bits", &seconds, qint64(4294967296) + 61, u"(1:01)"_s},
+                    TextCase{"SecondsOfText", &seconds, u"75"_s, std::nullopt},
+                    TextCase{"SecondsOfNaN", &seconds, std::nan(""), std::nullopt},
+                    TextCase{"SizeBelow1KHasTheZeroUnit", &fileSize, 512, withZeroUnit("512.000")},
+                    TextCase{"SizeExactly1K", &fileSize, 1024, u"1.000 KB"_s},
+                    TextCase{"SizeJustBelow1M", &fileSize, 1048575, u"1023.999 KB"_s},
+                    TextCase{"SizeStopsAtY", &fileSize, std::pow(1024.0, 9), u"1024.000 YB"_s},
+                    TextCase{"SizeBeyondYStaysY", &fileSize, std::pow(1024.0, 10), u"1048576.000 YB"_s},
+                    TextCase{"SizeOfDate", &fileSize, QDateTime::fromSecsSinceEpoch(0), std::nullopt},
+                    TextCase{"Bitrate128000", &bitrate, 128000, u"128.00 kbps"_s},
+                    TextCase{"BitrateRoundsToTwoPlaces", &bitrate, 1411199.0, u"1411.20 kbps"_s},
+                    TextCase{"BitrateOfText", &bitrate, u"128000"_s, std::nullopt},
+                    TextCase{"SampleRate44100", &sampleRate, 44100, u"44.100 kHz"_s},
+                    TextCase{"SampleRateOfNothing", &sampleRate, QVariant(), std::nullopt}),
     [](const testing::TestParamInfo<TextCase>& info) { return std::string(info.param.name); });
 
 struct ParseCase
@@ -80,7 +81,7 @@ class SecondsFromText : public testing::TestWithParam<ParseCase>
 
 TEST_P(SecondsFromText, MultipliesEachPartBySixty)
 {
-    QVariant value(QStringLiteral("untouched"));
+    QVariant value(u"untouched"_s);
     QString error;
     const bool ok = seconds.getObjectValue(&value, QString::fromUtf8(GetParam().text), &error);
     if (GetParam().expected) {
@@ -90,8 +91,8 @@ TEST_P(SecondsFromText, MultipliesEachPartBySixty)
         EXPECT_TRUE(error.isEmpty());
     } else {
         EXPECT_FALSE(ok);
-        EXPECT_EQ(error, QStringLiteral("Couldn't convert to seconds"));
-        EXPECT_EQ(value, QVariant(QStringLiteral("untouched")));
+        EXPECT_EQ(error, u"Couldn't convert to seconds"_s);
+        EXPECT_EQ(value, QVariant(u"untouched"_s));
     }
 }
 
@@ -114,10 +115,10 @@ TEST(ValueFormatter, OnlySecondsParsesTheOthersRefuseEveryTextSilently)
     for (const ValueFormatter* formatter :
          std::initializer_list<const ValueFormatter*>{&fileSize, &bitrate, &sampleRate}) {
         QVariant value(7);
-        QString error(QStringLiteral("unchanged"));
-        EXPECT_FALSE(formatter->getObjectValue(&value, QStringLiteral("128"), &error));
+        QString error(u"unchanged"_s);
+        EXPECT_FALSE(formatter->getObjectValue(&value, u"128"_s, &error));
         EXPECT_EQ(value, QVariant(7));
-        EXPECT_EQ(error, QStringLiteral("unchanged"));
+        EXPECT_EQ(error, u"unchanged"_s);
     }
 }
 

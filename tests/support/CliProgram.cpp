@@ -9,6 +9,8 @@
 #include <QProcess>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int kMinute = 60000;
@@ -20,12 +22,14 @@ QString CliProgram::path()
     return QStringLiteral(SONABRIK_BINARY_DIR "/Classes/sonabrik-cli");
 }
 
-CliProgram::Result CliProgram::run(const QStringList& arguments, const QProcessEnvironment& environment)
+CliProgram::Result CliProgram::run(const QStringList& arguments, const QProcessEnvironment& environment,
+                                   const QByteArray& input)
 {
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(path(), arguments);
     EXPECT_TRUE(process.waitForStarted());
+    process.write(input);
     process.closeWriteChannel();
     EXPECT_TRUE(process.waitForFinished(3 * kMinute));
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
@@ -46,20 +50,18 @@ QStringList CliProgram::filesBelow(const QString& folder)
 
 QStringList CliProgram::temporaryFilesIn(const QString& folder)
 {
-    return QDir(folder).entryList({QStringLiteral("Wavecrate-*")}, QDir::Files | QDir::Hidden);
+    return QDir(folder).entryList({u"Wavecrate-*"_s}, QDir::Files | QDir::Hidden);
 }
 
 double CliProgram::probedDuration(const QString& path)
 {
-    const ToolResult probe =
-        runTool(QStringLiteral("ffprobe"),
-                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                 QStringLiteral("format=duration"), QStringLiteral("-of"), QStringLiteral("json"), path});
+    const ToolResult probe = runTool(u"ffprobe"_s, {u"-v"_s, u"error"_s, u"-show_entries"_s,
+                                                    u"format=duration"_s, u"-of"_s, u"json"_s, path});
     return QJsonDocument::fromJson(probe.standardOutput)
         .object()
-        .value(QStringLiteral("format"))
+        .value(u"format"_s)
         .toObject()
-        .value(QStringLiteral("duration"))
+        .value(u"duration"_s)
         .toString()
         .toDouble();
 }
@@ -67,11 +69,11 @@ double CliProgram::probedDuration(const QString& path)
 QProcessEnvironment CliProgram::isolatedEnvironment(const QString& home, const QString& temporary)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), home);
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/.local/share"));
-    environment.insert(QStringLiteral("XDG_CACHE_HOME"), home + QStringLiteral("/.cache"));
-    environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
-    environment.insert(QStringLiteral("TMPDIR"), temporary);
+    environment.insert(u"HOME"_s, home);
+    environment.insert(u"XDG_CONFIG_HOME"_s, home + u"/.config"_s);
+    environment.insert(u"XDG_DATA_HOME"_s, home + u"/.local/share"_s);
+    environment.insert(u"XDG_CACHE_HOME"_s, home + u"/.cache"_s);
+    environment.remove(u"XDG_RUNTIME_DIR"_s);
+    environment.insert(u"TMPDIR"_s, temporary);
     return environment;
 }

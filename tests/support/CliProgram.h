@@ -4,6 +4,7 @@
 
 #include "QtPrinters.h"
 
+#include <QByteArray>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -19,8 +20,10 @@ struct Result
 
 QString path();
 
-// Runs sonabrik-cli with arguments to its end (at most three minutes).
-Result run(const QStringList& arguments, const QProcessEnvironment& environment);
+// Runs sonabrik-cli with arguments to its end (at most three minutes), with
+// input as all of its standard input.
+Result run(const QStringList& arguments, const QProcessEnvironment& environment,
+           const QByteArray& input = {});
 
 // Every file below folder, hidden ones included, relative and sorted.
 QStringList filesBelow(const QString& folder);

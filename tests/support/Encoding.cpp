@@ -9,13 +9,15 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 std::shared_ptr<EncoderSettings> mp3Format(int bitrateMethod, int bitrate, int vbrQuality, int channelMode,
                                            int sampleRate)
 {
     auto format = std::make_shared<EncoderSettings>();
     format->setEnabled(true);
     format->setEncoderType(EncoderSettings::MP3);
-    format->setExtension(QStringLiteral("mp3"));
+    format->setExtension(u"mp3"_s);
     format->setBitrateMethod(bitrateMethod);
     format->setBitrate(bitrate);
     format->setVbrQuality(vbrQuality);

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace Fixtures {
 
 QString generatedDir()
@@ -47,7 +49,7 @@ QStringList taglibFilesWithExtensions(const QStringList& extensions)
 
 } // namespace Fixtures
 
-ScratchDir::ScratchDir() : m_dir(QDir::tempPath() + QStringLiteral("/sonabrik-test-XXXXXX"))
+ScratchDir::ScratchDir() : m_dir(QDir::tempPath() + u"/sonabrik-test-XXXXXX"_s)
 {
     EXPECT_TRUE(m_dir.isValid());
 }

@@ -5,6 +5,8 @@
 #include <QJsonDocument>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace Mutagen {
 
 namespace {
@@ -19,9 +21,9 @@ QString script(const char* name)
 void tag(const QString& path, const QString& format, const QJsonArray& tags, const QJsonObject& extra)
 {
     QJsonObject request = extra;
-    request[QStringLiteral("path")] = path;
-    request[QStringLiteral("format")] = format;
-    request[QStringLiteral("tags")] = tags;
+    request[u"path"_s] = path;
+    request[u"format"_s] = format;
+    request[u"tags"_s] = tags;
     const ToolResult result =
         runTool(systemPython(), {script("mutagen_tag.py"),
                                  QString::fromUtf8(QJsonDocument(request).toJson(QJsonDocument::Compact))});

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 std::vector<double> Pcm::channel(int index) const
 {
     std::vector<double> out;
@@ -91,10 +93,8 @@ Pcm decodeWithFFmpeg(const QString& path, const QString& streamSpecifier)
 {
     Pcm pcm;
     const ToolResult probe = runTool(
-        QStringLiteral("ffprobe"),
-        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"), streamSpecifier,
-         QStringLiteral("-show_entries"), QStringLiteral("stream=channels,sample_rate"),
-         QStringLiteral("-of"), QStringLiteral("default=noprint_wrappers=1"), path});
+        u"ffprobe"_s, {u"-v"_s, u"error"_s, u"-select_streams"_s, streamSpecifier, u"-show_entries"_s,
+                       u"stream=channels,sample_rate"_s, u"-of"_s, u"default=noprint_wrappers=1"_s, path});
     for (const QString& line : QString::fromUtf8(probe.standardOutput).split(QLatin1Char('\n'))) {
         if (line.startsWith(QLatin1String("channels="))) {
             pcm.channels = line.mid(9).toInt();
@@ -102,11 +102,9 @@ Pcm decodeWithFFmpeg(const QString& path, const QString& streamSpecifier)
             pcm.sampleRate = line.mid(12).toDouble();
         }
     }
-    const ToolResult decoded = runTool(
-        QStringLiteral("ffmpeg"),
-        {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"),
-         path, QStringLiteral("-map"), QStringLiteral("0:") + streamSpecifier, QStringLiteral("-f"),
-         QStringLiteral("s32le"), QStringLiteral("-c:a"), QStringLiteral("pcm_s32le"), QStringLiteral("-")});
+    const ToolResult decoded = runTool(u"ffmpeg"_s, {u"-nostdin"_s, u"-v"_s, u"error"_s, u"-i"_s, path,
+                                                     u"-map"_s, u"0:"_s + streamSpecifier, u"-f"_s,
+                                                     u"s32le"_s, u"-c:a"_s, u"pcm_s32le"_s, u"-"_s});
     EXPECT_EQ(decoded.exitCode, 0) << decoded.standardError.toStdString();
     pcm.samples.resize(size_t(decoded.standardOutput.size()) / 4);
     std::memcpy(pcm.samples.data(), decoded.standardOutput.constData(), pcm.samples.size() * 4);

@@ -6,6 +6,8 @@
 #include <QJsonDocument>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const char* const kDumpScript = R"PY(
@@ -60,26 +62,25 @@ print(json.dumps(out))
 
 QJsonObject mutagenTags(const QString& path)
 {
-    const ToolResult result =
-        runTool(systemPython(), {QStringLiteral("-c"), QString::fromUtf8(kDumpScript), path});
+    const ToolResult result = runTool(systemPython(), {u"-c"_s, QString::fromUtf8(kDumpScript), path});
     EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
     return QJsonDocument::fromJson(result.standardOutput).object();
 }
 
 void runMutagen(const QString& code, const QString& path)
 {
-    const ToolResult result = runTool(systemPython(), {QStringLiteral("-c"), code, path});
+    const ToolResult result = runTool(systemPython(), {u"-c"_s, code, path});
     ASSERT_EQ(result.exitCode, 0) << result.standardError.toStdString();
 }
 
 QString id3v2Text(const QJsonObject& tags, const QString& frameId)
 {
-    const QJsonArray frames = tags[QStringLiteral("id3v2")][QStringLiteral("frames")][frameId].toArray();
+    const QJsonArray frames = tags[u"id3v2"_s][u"frames"_s][frameId].toArray();
     if (frames.isEmpty()) {
         return QString();
     }
     QStringList texts;
-    for (const QJsonValue& text : frames[0][QStringLiteral("text")].toArray()) {
+    for (const QJsonValue& text : frames[0][u"text"_s].toArray()) {
         texts << text.toString();
     }
     return texts.join(u'/');

@@ -13,9 +13,11 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 int main(int argc, char** argv)
 {
-    QTemporaryDir home(QDir::tempPath() + QStringLiteral("/sonabrik-test-home-XXXXXX"));
+    QTemporaryDir home(QDir::tempPath() + u"/sonabrik-test-home-XXXXXX"_s);
     if (!home.isValid()) {
         fprintf(stderr, "cannot create a temporary home folder\n");
         return 2;
@@ -25,8 +27,8 @@ int main(int argc, char** argv)
     qputenv("XDG_CONFIG_HOME", homePath + "/.config");
     qputenv("XDG_DATA_HOME", homePath + "/.local/share");
     qputenv("XDG_CACHE_HOME", homePath + "/.cache");
-    QDir().mkpath(home.path() + QStringLiteral("/.runtime"));
-    QFile::setPermissions(home.path() + QStringLiteral("/.runtime"),
+    QDir().mkpath(home.path() + u"/.runtime"_s);
+    QFile::setPermissions(home.path() + u"/.runtime"_s,
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     qputenv("XDG_RUNTIME_DIR", homePath + "/.runtime");
     qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -36,7 +38,7 @@ int main(int argc, char** argv)
 #else
     QGuiApplication app(argc, argv);
 #endif
-    QCoreApplication::setApplicationName(QStringLiteral("Sonabrik"));
+    QCoreApplication::setApplicationName(u"Sonabrik"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(SONABRIK_VERSION));
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

@@ -8,20 +8,22 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 ToolResult runTool(const QString& program, const QStringList& arguments, int timeoutSeconds)
 {
     QProcess process;
     process.start(program, arguments);
     ToolResult result;
     if (!process.waitForStarted()) {
-        result.standardError = QStringLiteral("could not start %1").arg(program);
+        result.standardError = u"could not start %1"_s.arg(program);
         return result;
     }
     process.closeWriteChannel();
     if (!process.waitForFinished(timeoutSeconds * 1000)) {
         process.kill();
         process.waitForFinished();
-        result.standardError = QStringLiteral("%1 timed out").arg(program);
+        result.standardError = u"%1 timed out"_s.arg(program);
         return result;
     }
     result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
@@ -32,17 +34,15 @@ ToolResult runTool(const QString& program, const QStringList& arguments, int tim
 
 QJsonObject ffprobe(const QString& path, const QStringList& arguments)
 {
-    const ToolResult result =
-        runTool(QStringLiteral("ffprobe"), QStringList{QStringLiteral("-v"), QStringLiteral("error"),
-                                                       QStringLiteral("-of"), QStringLiteral("json")} +
-                                               arguments + QStringList{path});
+    const ToolResult result = runTool(u"ffprobe"_s, QStringList{u"-v"_s, u"error"_s, u"-of"_s, u"json"_s} +
+                                                        arguments + QStringList{path});
     EXPECT_EQ(result.exitCode, 0) << path.toStdString() << ": " << result.standardError.toStdString();
     return QJsonDocument::fromJson(result.standardOutput).object();
 }
 
 QString systemPython()
 {
-    return QStringLiteral("/usr/bin/python3");
+    return u"/usr/bin/python3"_s;
 }
 
 ErrorLogCapture::ErrorLogCapture()
@@ -61,12 +61,10 @@ QStringList ErrorLogCapture::messages() const
 
 LoudnessReference loudnessByFFmpeg(const QString& path)
 {
-    const ToolResult run = runTool(QStringLiteral("ffmpeg"),
-                                   {QStringLiteral("-nostats"), QStringLiteral("-i"), path,
-                                    QStringLiteral("-af"), QStringLiteral("ebur128=peak=sample"),
-                                    QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
+    const ToolResult run = runTool(u"ffmpeg"_s, {u"-nostats"_s, u"-i"_s, path, u"-af"_s,
+                                                 u"ebur128=peak=sample"_s, u"-f"_s, u"null"_s, u"-"_s});
     // The summary: "I: -23.1 LUFS" and "Peak: -6.2 dBFS".
-    const QString summary = run.standardError.section(QStringLiteral("Summary:"), -1);
+    const QString summary = run.standardError.section(u"Summary:"_s, -1);
     const auto number = [&](const char* pattern) {
         const QRegularExpressionMatch match = QRegularExpression(QLatin1String(pattern)).match(summary);
         EXPECT_TRUE(match.hasMatch()) << pattern << " in " << summary.toStdString();

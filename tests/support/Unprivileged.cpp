@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 bool Unprivileged::needed()
 {
     return ::geteuid() == 0;
@@ -19,8 +21,7 @@ void Unprivileged::own(const QString& folder)
     }
     // The folders above (a 0700 scratch folder among them) must let the
     // user through.
-    for (QString above = QFileInfo(folder).absolutePath(); above != QStringLiteral("/");
-         above = QFileInfo(above).path()) {
+    for (QString above = QFileInfo(folder).absolutePath(); above != u"/"_s; above = QFileInfo(above).path()) {
         struct stat info = {};
         if (::stat(QFile::encodeName(above).constData(), &info) == 0) {
             ::chmod(QFile::encodeName(above).constData(), (info.st_mode & 07777) | 0111);
@@ -42,7 +43,7 @@ QStringList Unprivileged::command(const QString& program, const QStringList& arg
     if (!needed()) {
         return QStringList{program} + arguments;
     }
-    return QStringList{QStringLiteral("setpriv"), QStringLiteral("--reuid=%1").arg(kUserID),
-                       QStringLiteral("--regid=%1").arg(kUserID), QStringLiteral("--clear-groups"), program} +
+    return QStringList{u"setpriv"_s, u"--reuid=%1"_s.arg(kUserID), u"--regid=%1"_s.arg(kUserID),
+                       u"--clear-groups"_s, program} +
            arguments;
 }
