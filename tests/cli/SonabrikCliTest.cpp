@@ -137,43 +137,6 @@ TEST_F(SonabrikCliTest, NamingSchemesMakeFoldersAndTheNameCommandPreviewsThem)
     EXPECT_FALSE(record.contains(u"albumArtist"_s));
 }
 
-// Tags longer than a file name may be still name the output: each folder and
-// file name is cut to 255 bytes between characters, the file keeps ".mp3",
-// and the tags inside keep their whole text.
-TEST_F(SonabrikCliTest, LongNonASCIITagsMakeNamesThatFitTheFileSystem)
-{
-    QDir().mkpath(in());
-    const QString title = u"é"_s.repeated(200);
-    const QString album = u"音"_s.repeated(200);
-    const QString flac = in(u"long.flac"_s);
-    const ToolResult made =
-        runTool(u"sox"_s,
-                {u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"1"_s, u"--comment"_s, u"TITLE="_s + title,
-                 u"--add-comment"_s, u"ALBUM="_s + album, flac, u"synth"_s, u"0.5"_s, u"sine"_s, u"440"_s});
-    ASSERT_EQ(made.exitCode, 0);
-    const QString scheme = u"{albumTitle}/{trackTitle}"_s;
-    // Two sources with the same tags: the second gets a numbered name.
-    ASSERT_TRUE(QFile::copy(flac, in(u"long2.flac"_s)));
-    const CliProgram::Result result = cli({u"convert"_s, u"-n"_s, scheme, u"-o"_s, out(), in()});
-    ASSERT_EQ(result.exitCode, 0) << result.err.toStdString();
-    const QStringList written = filesBelow(out());
-    ASSERT_EQ(written.size(), 2) << written.join(u'\n').toStdString();
-    for (const QString& file : written) {
-        const QStringList components = file.split(u'/');
-        ASSERT_EQ(components.size(), 2);
-        EXPECT_EQ(components[0], album.left(85)); // 85 × 3 bytes
-        EXPECT_LE(components[1].toUtf8().size(), 255);
-        EXPECT_TRUE(components[1].startsWith(title.left(120))) << file.toStdString();
-        EXPECT_TRUE(components[1].endsWith(u".mp3"_s));
-        EXPECT_NEAR(duration(out(file)), 0.5, 0.06);
-        const QJsonObject tags = mutagenTags(out(file));
-        EXPECT_EQ(id3v2Text(tags, u"TIT2"_s), title);
-        EXPECT_EQ(id3v2Text(tags, u"TALB"_s), album);
-    }
-    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(125) + u".mp3"_s));
-    EXPECT_TRUE(written.contains(album.left(85) + u'/' + title.left(124) + u" 2.mp3"_s));
-}
-
 TEST_F(SonabrikCliTest, OverwriteAnswersComeFromTheTerminalOrTheCommandLine)
 {
     const QStringList sources{source(u"ctl-short.wav"_s, u"a.wav"_s), source(u"ctl-short.wav"_s, u"b.wav"_s)};
