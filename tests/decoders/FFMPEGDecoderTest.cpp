@@ -49,12 +49,9 @@ TEST_P(FFmpegFiles, DecodeTheFirstAudioStreamTo16Bits)
 
     // The length is counted in whole seconds of the container's duration
     // (the 2.9 s Matroska file reports 2 s).
-    const QString duration =
-        ffprobe(path,
-                {QStringLiteral("-show_entries"),
-                 QStringLiteral("format=duration")})[QStringLiteral("format")][QStringLiteral("duration")]
-            .toString();
-    EXPECT_EQ(decoder->totalFrames(), int64_t(duration.toDouble()) * int64_t(c.sampleRate));
+    const QJsonObject probe = ffprobe(path, {"-show_entries", "format=duration"});
+    EXPECT_EQ(decoder->totalFrames(),
+              int64_t(probe["format"]["duration"].toString().toDouble()) * int64_t(c.sampleRate));
 
     size_t emptyReads = 0;
     const Pcm decoded = decodeAll(*decoder, 1000, &emptyReads);

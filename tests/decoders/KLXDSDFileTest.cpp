@@ -62,13 +62,9 @@ TEST_P(DSDGeometry, FollowsTheHeader)
 
     // ffmpeg counts DSD in bytes: its rate is the DSD rate / 8.
     const QJsonObject stream =
-        ffprobe(path, {QStringLiteral("-show_entries"), QStringLiteral("stream=sample_rate,channels")})
-            .value(QStringLiteral("streams"))
-            .toArray()
-            .at(0)
-            .toObject();
-    EXPECT_EQ(stream.value(QStringLiteral("sample_rate")).toString().toLongLong() * 8, c.dsdSampleRate);
-    EXPECT_EQ(uint32_t(stream.value(QStringLiteral("channels")).toInt()), c.channels);
+        ffprobe(path, {"-show_entries", "stream=sample_rate,channels"})["streams"][0].toObject();
+    EXPECT_EQ(stream["sample_rate"].toString().toLongLong() * 8, c.dsdSampleRate);
+    EXPECT_EQ(uint32_t(stream["channels"].toInt()), c.channels);
 
     // The stream is left at the first sample byte.
     QFile raw(path);

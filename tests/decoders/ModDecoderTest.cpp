@@ -73,25 +73,4 @@ TEST(ModDecoder, AFileNoLoaderTakesIsLogged)
     EXPECT_NE(ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("codec-loop.mod"))), nullptr);
 }
 
-// The modules of the TagLib collection render as long as they say they last.
-TEST(ModDecoder, TagLibModulesRenderTheirLength)
-{
-    SONABRIK_REQUIRE_TAGLIB_FIXTURES();
-    const QStringList files = Fixtures::taglibFilesWithExtensions(
-        {QStringLiteral("mod"), QStringLiteral("s3m"), QStringLiteral("xm"), QStringLiteral("it")});
-    ASSERT_FALSE(files.isEmpty());
-    for (const QString& path : files) {
-        SCOPED_TRACE(path.toStdString());
-        ErrorLogCapture log;
-        auto decoder = ZTDecoder::decoderWithFilename(path);
-        if (!decoder) {
-            EXPECT_EQ(log.messages().size(), 1);
-            continue;
-        }
-        const int64_t total = decoder->totalFrames();
-        const Pcm pcm = decodeAll(*decoder, 8192);
-        EXPECT_LE(std::llabs(int64_t(pcm.frames()) - total), 44100) << total;
-    }
-}
-
 } // namespace
