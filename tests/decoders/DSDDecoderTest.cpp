@@ -134,7 +134,7 @@ TEST(DSDDecoder, DFFAndDSFOfTheSameBitsDecodeToTheSamePCM)
 TEST(DSDDecoder, AgreesWithFFmpegOnTheSameFile)
 {
     PreferencesScope prefs;
-    const QString path = Fixtures::generated(QStringLiteral("dsd-tone-64-2ch.dsf"));
+    const QString path = Fixtures::generated("dsd-tone-64-2ch.dsf");
     const ToolResult ffmpeg =
         runTool("ffmpeg", {"-v", "error", "-i", path, "-ar", "88200", "-f", "s32le", "-"});
     ASSERT_EQ(ffmpeg.exitCode, 0) << ffmpeg.standardError.toStdString();

@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Files, DSDGeometry,
 
 TEST(KLXDSDFile, TheCountsFollowTheDecimationGiven)
 {
-    const QString path = Fixtures::generated(QStringLiteral("dsd-5000000.dsf"));
+    const QString path = Fixtures::generated("dsd-5000000.dsf");
     std::unique_ptr<KLXDSDFile> file = KLXDSDFile::initWithFilename(path, 8, nullptr);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(file->PCMSamplesPerBlock(), 4096u);
@@ -122,19 +122,17 @@ struct RefusalCase
 TEST(KLXDSDFile, RefusesWhatItCannotDecodeWithItsMessage)
 {
     ScratchDir scratch;
-    QFile shortFile(scratch.file(QStringLiteral("short.dsf")));
+    QFile shortFile(scratch.file("short.dsf"));
     ASSERT_TRUE(shortFile.open(QIODevice::WriteOnly));
     shortFile.write("DS");
     shortFile.close();
 
     const RefusalCase cases[] = {
-        {"DST", Fixtures::generated(QStringLiteral("dsd-dst.dff")),
-         "DSDDecoder Unable To Parse DSD File: %1"},
-        {"DFF at DSD256", Fixtures::generated(QStringLiteral("dsd-256.dff")),
-         "DSDDecoder Unable To Parse DSD File: %1"},
-        {"RIFF", Fixtures::generated(QStringLiteral("dsd-riff.dsf")), "DSDDecoder Not A Vaild DSD File: %1"},
+        {"DST", Fixtures::generated("dsd-dst.dff"), "DSDDecoder Unable To Parse DSD File: %1"},
+        {"DFF at DSD256", Fixtures::generated("dsd-256.dff"), "DSDDecoder Unable To Parse DSD File: %1"},
+        {"RIFF", Fixtures::generated("dsd-riff.dsf"), "DSDDecoder Not A Vaild DSD File: %1"},
         {"two bytes", shortFile.fileName(), "DSDDecoder Unable To Read File: %1"},
-        {"missing", scratch.file(QStringLiteral("nothing.dff")), "DSDDecoder Unable To Open File: %1"},
+        {"missing", scratch.file("nothing.dff"), "DSDDecoder Unable To Open File: %1"},
     };
     for (const RefusalCase& c : cases) {
         const QString message = QString::fromLatin1(c.message).arg(c.path);
@@ -196,7 +194,7 @@ protected:
     {
         const QByteArray original = fileBytes(Fixtures::generated(QLatin1String(fixture)));
         ASSERT_GT(original.size(), dataStart);
-        const QString path = scratch.file(QStringLiteral("damaged.") + QLatin1String(fixture).right(3));
+        const QString path = scratch.file("damaged." + QLatin1String(fixture).right(3));
         const auto write = [&](const QByteArray& bytes) {
             QFile out(path);
             ASSERT_TRUE(out.open(QIODevice::WriteOnly | QIODevice::Truncate));

@@ -41,7 +41,7 @@ constexpr double kRenderedBeyondTheEnd = 2 * 8192;
 TEST(ModDecoder, RendersTheSongsLength)
 {
     EXPECT_EQ(ModDecoder::framesOfLength(123500), 5446350);
-    auto decoder = openModule(Fixtures::generated(QStringLiteral("codec-123.5s.mod")));
+    auto decoder = openModule(Fixtures::generated("codec-123.5s.mod"));
     ASSERT_NE(decoder, nullptr);
     EXPECT_NEAR(double(decoder->totalFrames()), 5446350.0, 44100 / 2);
     const Pcm pcm = decodeAll(*decoder, 8192);
@@ -53,7 +53,7 @@ TEST(ModDecoder, RendersTheSongsLength)
 // A song that jumps back to its first order plays once and ends.
 TEST(ModDecoder, ALoopingSongEndsAfterOnePass)
 {
-    auto decoder = openModule(Fixtures::generated(QStringLiteral("codec-loop.mod")));
+    auto decoder = openModule(Fixtures::generated("codec-loop.mod"));
     ASSERT_NE(decoder, nullptr);
     // Two patterns of 64 rows, 6 ticks of 882 frames each.
     constexpr double kOnePass = 2 * 64 * 6 * 882;
@@ -65,12 +65,12 @@ TEST(ModDecoder, ALoopingSongEndsAfterOnePass)
 
 TEST(ModDecoder, AFileNoLoaderTakesIsLogged)
 {
-    const QString path = Fixtures::generated(QStringLiteral("codec-broken.mod"));
+    const QString path = Fixtures::generated("codec-broken.mod");
     ErrorLogCapture log;
     EXPECT_EQ(ZTDecoder::decoderWithFilename(path), nullptr);
     EXPECT_EQ(log.messages(), QStringList{QStringLiteral("ModDecoder ModPlug_Load Failed!  File: ") + path});
     // The module lock was given back: the next module opens.
-    EXPECT_NE(ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("codec-loop.mod"))), nullptr);
+    EXPECT_NE(ZTDecoder::decoderWithFilename(Fixtures::generated("codec-loop.mod")), nullptr);
 }
 
 } // namespace
