@@ -47,9 +47,7 @@ namespace {
 double durationOf(const QString& path)
 {
     const ToolResult probe =
-        runTool(QStringLiteral("ffprobe"),
-                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                 QStringLiteral("format=duration"), QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
+        runTool("ffprobe", {"-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", path});
     return probe.exitCode == 0 ? probe.standardOutput.trimmed().toDouble() : -1;
 }
 
