@@ -1,7 +1,6 @@
 // WavPack, Musepack, True Audio and Monkey's Audio decode to what each
 // codec's own tool (wvunpack, mpcdec) or FFmpeg makes of the same file,
-// sample for sample, with the reported length; broken files of the TagLib
-// collection fail alone, once, without a crash or a hang.
+// sample for sample (Musepack within its rounding), with the reported length.
 
 #include "Fixtures.h"
 #include "MusepackDecoder.h"
@@ -33,6 +32,9 @@ struct CodecCase
     uint32_t channels;
     uint32_t bits;
     uint32_t layoutTag;
+    // mpcdec rounds where the Musepack decoder truncates: no sample may be
+    // more than one 16-bit step away.
+    bool withinOneStep = false;
 };
 
 // What the codec's own tool decodes path to.
@@ -41,13 +43,10 @@ Pcm referenceDecode(const QString& path, Reference reference, ScratchDir& scratc
     const QString wav = scratch.file(QFileInfo(path).completeBaseName() + QStringLiteral("-reference.wav"));
     switch (reference) {
     case Reference::Wvunpack:
-        EXPECT_EQ(runTool(QStringLiteral("wvunpack"),
-                          {QStringLiteral("-q"), QStringLiteral("-y"), path, QStringLiteral("-o"), wav})
-                      .exitCode,
-                  0);
+        EXPECT_EQ(runTool("wvunpack", {"-q", "-y", path, "-o", wav}).exitCode, 0);
         return decodeWithFFmpeg(wav);
     case Reference::Mpcdec:
-        EXPECT_EQ(runTool(QStringLiteral("mpcdec"), {path, wav}).exitCode, 0);
+        EXPECT_EQ(runTool("mpcdec", {path, wav}).exitCode, 0);
         return decodeWithFFmpeg(wav);
     case Reference::FFmpeg:
         break;
@@ -78,7 +77,15 @@ TEST_P(CodecDecoding, MatchesTheCodecsOwnDecoderSampleForSample)
 
         const Pcm decoded = decodeAll(*decoder, chunkFrames);
         ASSERT_EQ(decoded.frames(), reference.frames()) << "chunk " << chunkFrames;
-        EXPECT_EQ(countDifferences(decoded, reference), 0u) << "chunk " << chunkFrames;
+        if (!c.withinOneStep) {
+            EXPECT_EQ(countDifferences(decoded, reference), 0u) << "chunk " << chunkFrames;
+        } else {
+            size_t far = 0;
+            for (size_t i = 0; i < decoded.samples.size(); ++i) {
+                far += std::llabs(int64_t(decoded.samples[i]) - reference.samples[i]) > (int64_t(1) << 16);
+            }
+            EXPECT_EQ(far, 0u) << "chunk " << chunkFrames;
+        }
         EXPECT_TRUE(log.messages().isEmpty()) << log.messages().join(u'\n').toStdString();
     }
 }
@@ -106,59 +113,29 @@ INSTANTIATE_TEST_SUITE_P(
                     CodecCase{"codec-6ch.tta", "TrueAudioDecoder", Reference::FFmpeg, 44100, 6, 16,
                               kAudioChannelLayoutTag_Unknown},
                     CodecCase{"codec-8ch-24.tta", "TrueAudioDecoder", Reference::FFmpeg, 48000, 8, 24,
-                              kAudioChannelLayoutTag_Unknown}),
+                              kAudioChannelLayoutTag_Unknown},
+                    CodecCase{"codec-stereo.mpc", "MusepackDecoder", Reference::Mpcdec, 44100, 2, 16,
+                              kAudioChannelLayoutTag_Stereo, true},
+                    CodecCase{"codec-mono.mpc", "MusepackDecoder", Reference::Mpcdec, 44100, 1, 16,
+                              kAudioChannelLayoutTag_Mono, true}),
     [](const testing::TestParamInfo<CodecCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
 
 TEST(WavPackDecoder, CorrectionFileMakesTheHybridFileLossless)
 {
-    const Pcm source = decodeWithFFmpeg(Fixtures::generated(QStringLiteral("codec-src-48k-2-24.wav")));
-    auto hybrid = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("codec-24-hybrid.wv")));
-    auto lossy = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("codec-24-lossy.wv")));
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated("codec-src-48k-2-24.wav"));
+    auto hybrid = ZTDecoder::decoderWithFilename(Fixtures::generated("codec-24-hybrid.wv"));
+    auto lossy = ZTDecoder::decoderWithFilename(Fixtures::generated("codec-24-lossy.wv"));
     ASSERT_NE(hybrid, nullptr);
     ASSERT_NE(lossy, nullptr);
     EXPECT_EQ(countDifferences(decodeAll(*hybrid), source), 0u);
     EXPECT_GT(countDifferences(decodeAll(*lossy), source), 1000u);
 }
 
-// 1024 samples per fill: 512 frames of 24-bit stereo, 3072 bytes.
-TEST(WavPackDecoder, OneFillUnpacks1024Samples)
-{
-    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("codec-24.wv")));
-    ASSERT_NE(decoder, nullptr);
-    decoder->fillPCMBuffer();
-    EXPECT_EQ(decoder->pcmBuffer()->bytesAvailable(), 3072u);
-}
-
-TEST(WavPackDecoder, TwelveBitFilesAreRefusedAtTheFirstFill)
-{
-    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("codec-12.wv")));
-    ASSERT_NE(decoder, nullptr);
-    try {
-        decoder->fillPCMBuffer();
-        FAIL() << "no exception";
-    } catch (const NamedException& exception) {
-        EXPECT_EQ(exception.name(), kIllegalInputException);
-        EXPECT_EQ(exception.reason(), QStringLiteral("WavPack Does Not Support 12 Bit Files"));
-    }
-}
-
-// The first fill grows the ring buffer by a whole unit of 5120 frames, or 4.
-TEST(TrueAudioDecoder, FirstFillGrowsTheRingBufferByAUnit)
-{
-    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("codec-8ch-24.tta")));
-    ASSERT_NE(decoder, nullptr);
-    const uint32_t before = decoder->pcmBuffer()->size();
-    decoder->fillPCMBuffer();
-    EXPECT_EQ(decoder->pcmBuffer()->size(), before + 122884u);
-    EXPECT_EQ(decoder->pcmBuffer()->bytesAvailable(), 5120u * 24u);
-}
-
 // A file cut short decodes what it holds, or fails with the decoder's
 // exception: never more than the whole.
 TEST(TrueAudioDecoder, TruncatedFilesDecodeTheirStartOrFail)
 {
-    auto decoder =
-        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("codec-24-truncated.tta")));
+    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated("codec-24-truncated.tta"));
     ASSERT_NE(decoder, nullptr);
     try {
         EXPECT_LT(decodeAll(*decoder).frames(), 48000u);
@@ -181,13 +158,8 @@ TEST(MonkeysAudioDecoder, MatchesFFmpegWithTheFilesLength)
         auto decoder = ZTDecoder::decoderWithFilename(path);
         ASSERT_NE(decoder, nullptr) << log.messages().join(u'\n').toStdString();
         EXPECT_EQ(decoder->className(), QStringLiteral("MonkeysAudioDecoder"));
-        const QJsonObject stream =
-            ffprobe(path, {QStringLiteral("-show_entries"), QStringLiteral("stream=duration_ts,channels")})
-                .value(QStringLiteral("streams"))
-                .toArray()
-                .at(0)
-                .toObject();
-        EXPECT_EQ(decoder->totalFrames(), stream.value(QStringLiteral("duration_ts")).toInteger());
+        const QJsonObject probe = ffprobe(path, {"-show_entries", "stream=duration_ts"});
+        EXPECT_EQ(decoder->totalFrames(), probe["streams"][0]["duration_ts"].toInteger());
         const Pcm decoded = decodeAll(*decoder, 777);
         ASSERT_EQ(decoded.frames(), reference.frames());
         EXPECT_EQ(countDifferences(decoded, reference), 0u);
@@ -202,59 +174,6 @@ TEST(MusepackDecoder, SamplesAreTruncatedAndClamped)
     EXPECT_EQ(MusepackDecoder::quantize(-1.5f, 16), -32768);
     EXPECT_EQ(MusepackDecoder::quantize(0.5f / 32768.0f * 3.0f, 16), 1);
     EXPECT_EQ(MusepackDecoder::quantize(-0.5f / 32768.0f * 3.0f, 16), -1);
-}
-
-// mpcdec rounds where the decoder truncates: no sample is more than one
-// step away, and the signal is the same.
-TEST(MusepackDecoder, MatchesMpcdecWithinTheTruncation)
-{
-    for (const char* file : {"codec-stereo.mpc", "codec-mono.mpc"}) {
-        const QString path = Fixtures::generated(QLatin1String(file));
-        ScratchDir scratch;
-        const Pcm reference = referenceDecode(path, Reference::Mpcdec, scratch);
-        ErrorLogCapture log;
-        auto decoder = ZTDecoder::decoderWithFilename(path);
-        ASSERT_NE(decoder, nullptr) << log.messages().join(u'\n').toStdString();
-        EXPECT_EQ(decoder->className(), QStringLiteral("MusepackDecoder"));
-        const uint32_t channels = file == std::string("codec-mono.mpc") ? 1 : 2;
-        expectPackedFormat(*decoder, 44100, channels, 16, 2,
-                           channels == 1 ? kAudioChannelLayoutTag_Mono : kAudioChannelLayoutTag_Stereo);
-        EXPECT_EQ(decoder->totalFrames(), int64_t(reference.frames())) << file;
-        const Pcm decoded = decodeAll(*decoder, 1000);
-        ASSERT_EQ(decoded.frames(), reference.frames()) << file;
-        size_t far = 0;
-        for (size_t i = 0; i < decoded.samples.size(); ++i) {
-            far +=
-                std::llabs(int64_t(decoded.samples[i]) - reference.samples[i]) > (int64_t(1) << 16) ? 1 : 0;
-        }
-        EXPECT_EQ(far, 0u) << file;
-    }
-}
-
-// Every file of these formats in the TagLib collection either decodes or
-// fails with its message, once: no crash, no endless decoding.
-TEST(CodecDecoders, TagLibFilesDecodeOrFailAlone)
-{
-    SONABRIK_REQUIRE_TAGLIB_FIXTURES();
-    const QStringList files = Fixtures::taglibFilesWithExtensions(
-        {QStringLiteral("wv"), QStringLiteral("mpc"), QStringLiteral("tta"), QStringLiteral("ape")});
-    ASSERT_FALSE(files.isEmpty());
-    for (const QString& path : files) {
-        SCOPED_TRACE(path.toStdString());
-        ErrorLogCapture log;
-        try {
-            auto decoder = ZTDecoder::decoderWithFilename(path);
-            if (!decoder) {
-                EXPECT_EQ(log.messages().size(), 1) << log.messages().join(u'\n').toStdString();
-                continue;
-            }
-            const Pcm decoded = decodeAll(*decoder, 4096);
-            // Nothing claims more than an hour of audio from a few kilobytes.
-            EXPECT_LT(decoded.frames(), size_t(3600 * 192000));
-        } catch (const NamedException& exception) {
-            EXPECT_FALSE(exception.reason().isEmpty());
-        }
-    }
 }
 
 } // namespace

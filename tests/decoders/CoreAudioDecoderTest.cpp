@@ -155,7 +155,7 @@ TEST(CoreAudioDecoder, TruncatedFilesDecodeWhatIsThere)
     auto wav = openGenerated("plat-truncated.wav");
     ASSERT_NE(wav, nullptr);
     const Pcm head = decodeAll(*wav);
-    const Pcm source = decodeWithFFmpeg(Fixtures::generated(QStringLiteral("plat-src-44k-2-16.wav")));
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated("plat-src-44k-2-16.wav"));
     ASSERT_GT(head.frames(), 10000u);
     ASSERT_LT(head.frames(), source.frames());
     EXPECT_EQ(countDifferences(head, slice(source, 0, head.frames())), 0u);

@@ -134,11 +134,9 @@ TEST(DSDDecoder, DFFAndDSFOfTheSameBitsDecodeToTheSamePCM)
 TEST(DSDDecoder, AgreesWithFFmpegOnTheSameFile)
 {
     PreferencesScope prefs;
-    const QString path = Fixtures::generated(QStringLiteral("dsd-tone-64-2ch.dsf"));
-    const ToolResult ffmpeg = runTool(QStringLiteral("ffmpeg"),
-                                      {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"),
-                                       path, QStringLiteral("-ar"), QStringLiteral("88200"),
-                                       QStringLiteral("-f"), QStringLiteral("s32le"), QStringLiteral("-")});
+    const QString path = Fixtures::generated("dsd-tone-64-2ch.dsf");
+    const ToolResult ffmpeg =
+        runTool("ffmpeg", {"-v", "error", "-i", path, "-ar", "88200", "-f", "s32le", "-"});
     ASSERT_EQ(ffmpeg.exitCode, 0) << ffmpeg.standardError.toStdString();
     Pcm reference;
     reference.channels = 2;

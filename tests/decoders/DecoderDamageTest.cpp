@@ -1,8 +1,7 @@
 // What decoders report about damaged sources: the wording of the report,
-// and no report at all for the sources that are whole: every file the
-// fixture generators wrote (but the few cut short on purpose) and every
-// file of TagLib's test data that decodes. How damaged files of each format
-// are reported is checked end to end in tests/cli (CliDamagedSourcesTest).
+// and no report at all for the files the fixture generators wrote, but the
+// few cut short on purpose (TagLib's files: DecoderFactoryTest). How damaged
+// files of each format are reported is checked end to end in tests/cli.
 
 #include "DecoderDamage.h"
 #include "Fixtures.h"
@@ -13,7 +12,6 @@
 #include "ZTDecoder.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <gtest/gtest.h>
 #include <optional>
 
@@ -94,33 +92,6 @@ TEST(DecoderDamage, NoGeneratedFileWarnsButThoseCutOnPurpose)
             << name.toStdString() << ": " << damage->describe(44100).toStdString();
     }
     EXPECT_GT(decoded, files.size() / 2);
-}
-
-TEST(DecoderDamage, NoTagLibFileThatDecodesWarnsButTheBrokenOnes)
-{
-    SONABRIK_REQUIRE_TAGLIB_FIXTURES();
-    InstantRetries retries;
-    ErrorLogCapture log;
-    // Cut short in TagLib's own test data: a FLAC file whose STREAMINFO
-    // announces 7:15 and which stops inside its second frame, an MP4 file
-    // whose header announces 1:05 of audio it does not hold, and MP3 files
-    // that are the first kilobytes of longer recordings, whose Info frames
-    // still count the whole (31:27 in 4 kB).
-    const QStringList broken = {"empty-seektable.flac", "ilst-is-last.m4a",  "lame_cbr.mp3",
-                                "lame_vbr.mp3",         "mpeg2.mp3",         "rare_frames.mp3",
-                                "toc_many_children.mp3"};
-    const QStringList files = Fixtures::taglibFilesWithExtensions(
-        {"wav", "aif", "aiff", "aifc", "m4a", "mp3", "3g2", "aac", "flac", "oga", "ogg", "opus", "spx",
-         "wv",  "mpc", "ape",  "tta",  "wma", "asf", "dsf", "dff", "mod",  "s3m", "it",  "xm"});
-    ASSERT_GT(files.size(), 50);
-    for (const QString& path : files) {
-        const std::optional<DecoderDamage> damage = damageOf(path);
-        if (damage) {
-            const QString name = QFileInfo(path).fileName();
-            EXPECT_EQ(damage->isDamaged(), broken.contains(name))
-                << name.toStdString() << ": " << damage->describe(44100).toStdString();
-        }
-    }
 }
 
 } // namespace

@@ -49,12 +49,9 @@ TEST_P(FFmpegFiles, DecodeTheFirstAudioStreamTo16Bits)
 
     // The length is counted in whole seconds of the container's duration
     // (the 2.9 s Matroska file reports 2 s).
-    const QString duration =
-        ffprobe(path,
-                {QStringLiteral("-show_entries"),
-                 QStringLiteral("format=duration")})[QStringLiteral("format")][QStringLiteral("duration")]
-            .toString();
-    EXPECT_EQ(decoder->totalFrames(), int64_t(duration.toDouble()) * int64_t(c.sampleRate));
+    const QJsonObject probe = ffprobe(path, {"-show_entries", "format=duration"});
+    EXPECT_EQ(decoder->totalFrames(),
+              int64_t(probe["format"]["duration"].toString().toDouble()) * int64_t(c.sampleRate));
 
     size_t emptyReads = 0;
     const Pcm decoded = decodeAll(*decoder, 1000, &emptyReads);
@@ -101,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(
 // 8-bit PCM comes as FFmpeg decodes it, unsigned, under the signed flag.
 TEST(FFMPEGDecoder, EightBitSamplesAreDeliveredUnsignedAsDecoded)
 {
-    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("plat-u8.mov")));
+    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated("plat-u8.mov"));
     ASSERT_NE(decoder, nullptr);
     ASSERT_EQ(decoder->className(), QStringLiteral("FFMPEGDecoder"));
     expectPackedFormat(*decoder, 22050, 1, 8, 1, kAudioChannelLayoutTag_Mono);
@@ -109,8 +106,7 @@ TEST(FFMPEGDecoder, EightBitSamplesAreDeliveredUnsignedAsDecoded)
     for (int32_t& sample : decoded.samples) {
         sample = int32_t(uint32_t(sample) ^ 0x80000000u);
     }
-    EXPECT_EQ(countDifferences(decoded, decodeWithFFmpeg(Fixtures::generated(QStringLiteral("plat-u8.wav")))),
-              0u);
+    EXPECT_EQ(countDifferences(decoded, decodeWithFFmpeg(Fixtures::generated("plat-u8.wav"))), 0u);
 }
 
 // A file still on its way to disk is looked for again after 1 to 4 s, four
@@ -121,7 +117,7 @@ TEST(FFMPEGDecoder, AMissingFileIsWaitedForFourTimes)
     {
         InstantRetries retries;
         FFMPEGDecoder gone;
-        EXPECT_FALSE(gone.initWithFilename(scratch.file(QStringLiteral("gone.rm"))));
+        EXPECT_FALSE(gone.initWithFilename(scratch.file("gone.rm")));
         ASSERT_EQ(retries.waits().size(), 4u);
         for (uint32_t wait : retries.waits()) {
             EXPECT_GE(wait, 1000000u);
@@ -130,8 +126,8 @@ TEST(FFMPEGDecoder, AMissingFileIsWaitedForFourTimes)
     }
     ErrorLogCapture log;
     InstantRetries retries;
-    const QString path = scratch.file(QStringLiteral("arriving.mov"));
-    retries.duringWait(2, [&] { QFile::copy(Fixtures::generated(QStringLiteral("plat.mov")), path); });
+    const QString path = scratch.file("arriving.mov");
+    retries.duringWait(2, [&] { QFile::copy(Fixtures::generated("plat.mov"), path); });
     auto decoder = ZTDecoder::decoderWithFilename(path);
     ASSERT_NE(decoder, nullptr);
     EXPECT_EQ(retries.waits().size(), 2u);
@@ -172,7 +168,7 @@ TEST(FFmpegLoading, OnlyTheFilesThatNeedFFmpegLoadIt)
     EXPECT_FALSE(libraryLoaded("libavformat.so")) << "FFmpeg was loaded for files it does not read";
 
     // AAC in MP4: the platform reader decodes it through FFmpeg.
-    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("plat-aac.m4a")));
+    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated("plat-aac.m4a"));
     ASSERT_NE(decoder, nullptr);
     EXPECT_GT(decodeAll(*decoder).frames(), 0u);
     EXPECT_TRUE(libraryLoaded("libavformat.so"));

@@ -70,10 +70,13 @@ INSTANTIATE_TEST_SUITE_P(
                  kAudioChannelLayoutTag_MPEG_5_1_A}),
     [](const testing::TestParamInfo<FLACCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
 
-TEST(FLACDecoder, UnsupportedDepthsOpenButRefuseTheFirstBlock)
+// FLAC and WavPack files of depths the decoders do not write open, and
+// refuse their first block.
+TEST(FLACAndWavPackDecoders, UnsupportedDepthsOpenButRefuseTheFirstBlock)
 {
-    for (const auto& [file, bits, channels] :
-         {std::tuple{"dec-20-2ch.flac", 20u, 2u}, {"dec-12-1ch.flac", 12u, 1u}}) {
+    for (const auto& [file, bits, channels, codec] : {std::tuple{"dec-20-2ch.flac", 20u, 2u, "FLAC"},
+                                                      {"dec-12-1ch.flac", 12u, 1u, "FLAC"},
+                                                      {"codec-12.wv", 12u, 1u, "WavPack"}}) {
         std::unique_ptr<ZTDecoder> decoder =
             ZTDecoder::decoderWithFilename(Fixtures::generated(QLatin1String(file)));
         ASSERT_NE(decoder, nullptr) << file;
@@ -84,16 +87,16 @@ TEST(FLACDecoder, UnsupportedDepthsOpenButRefuseTheFirstBlock)
             ADD_FAILURE() << file << " decoded";
         } catch (const NamedException& e) {
             EXPECT_EQ(e.name(), kIllegalInputException);
-            EXPECT_EQ(e.reason(), QStringLiteral("FLAC Does Not Support %1 Bit Files").arg(bits));
+            EXPECT_EQ(e.reason(), QStringLiteral("%1 Does Not Support %2 Bit Files").arg(codec).arg(bits));
         }
     }
 }
 
 TEST(FLACDecoder, ATruncatedFileDecodesWhatItHas)
 {
-    const Pcm source = decodeWithFFmpeg(Fixtures::generated(QStringLiteral("dec-16-2ch.wav")));
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated("dec-16-2ch.wav"));
     std::unique_ptr<ZTDecoder> decoder =
-        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-16-2ch-truncated.flac")));
+        ZTDecoder::decoderWithFilename(Fixtures::generated("dec-16-2ch-truncated.flac"));
     ASSERT_NE(decoder, nullptr);
     EXPECT_EQ(decoder->totalFrames(), 44100);
     Pcm decoded = decodeAll(*decoder);

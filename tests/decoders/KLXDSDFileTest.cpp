@@ -62,13 +62,9 @@ TEST_P(DSDGeometry, FollowsTheHeader)
 
     // ffmpeg counts DSD in bytes: its rate is the DSD rate / 8.
     const QJsonObject stream =
-        ffprobe(path, {QStringLiteral("-show_entries"), QStringLiteral("stream=sample_rate,channels")})
-            .value(QStringLiteral("streams"))
-            .toArray()
-            .at(0)
-            .toObject();
-    EXPECT_EQ(stream.value(QStringLiteral("sample_rate")).toString().toLongLong() * 8, c.dsdSampleRate);
-    EXPECT_EQ(uint32_t(stream.value(QStringLiteral("channels")).toInt()), c.channels);
+        ffprobe(path, {"-show_entries", "stream=sample_rate,channels"})["streams"][0].toObject();
+    EXPECT_EQ(stream["sample_rate"].toString().toLongLong() * 8, c.dsdSampleRate);
+    EXPECT_EQ(uint32_t(stream["channels"].toInt()), c.channels);
 
     // The stream is left at the first sample byte.
     QFile raw(path);
@@ -102,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(Files, DSDGeometry,
 
 TEST(KLXDSDFile, TheCountsFollowTheDecimationGiven)
 {
-    const QString path = Fixtures::generated(QStringLiteral("dsd-5000000.dsf"));
+    const QString path = Fixtures::generated("dsd-5000000.dsf");
     std::unique_ptr<KLXDSDFile> file = KLXDSDFile::initWithFilename(path, 8, nullptr);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(file->PCMSamplesPerBlock(), 4096u);
@@ -126,19 +122,17 @@ struct RefusalCase
 TEST(KLXDSDFile, RefusesWhatItCannotDecodeWithItsMessage)
 {
     ScratchDir scratch;
-    QFile shortFile(scratch.file(QStringLiteral("short.dsf")));
+    QFile shortFile(scratch.file("short.dsf"));
     ASSERT_TRUE(shortFile.open(QIODevice::WriteOnly));
     shortFile.write("DS");
     shortFile.close();
 
     const RefusalCase cases[] = {
-        {"DST", Fixtures::generated(QStringLiteral("dsd-dst.dff")),
-         "DSDDecoder Unable To Parse DSD File: %1"},
-        {"DFF at DSD256", Fixtures::generated(QStringLiteral("dsd-256.dff")),
-         "DSDDecoder Unable To Parse DSD File: %1"},
-        {"RIFF", Fixtures::generated(QStringLiteral("dsd-riff.dsf")), "DSDDecoder Not A Vaild DSD File: %1"},
+        {"DST", Fixtures::generated("dsd-dst.dff"), "DSDDecoder Unable To Parse DSD File: %1"},
+        {"DFF at DSD256", Fixtures::generated("dsd-256.dff"), "DSDDecoder Unable To Parse DSD File: %1"},
+        {"RIFF", Fixtures::generated("dsd-riff.dsf"), "DSDDecoder Not A Vaild DSD File: %1"},
         {"two bytes", shortFile.fileName(), "DSDDecoder Unable To Read File: %1"},
-        {"missing", scratch.file(QStringLiteral("nothing.dff")), "DSDDecoder Unable To Open File: %1"},
+        {"missing", scratch.file("nothing.dff"), "DSDDecoder Unable To Open File: %1"},
     };
     for (const RefusalCase& c : cases) {
         const QString message = QString::fromLatin1(c.message).arg(c.path);
@@ -200,7 +194,7 @@ protected:
     {
         const QByteArray original = fileBytes(Fixtures::generated(QLatin1String(fixture)));
         ASSERT_GT(original.size(), dataStart);
-        const QString path = scratch.file(QStringLiteral("damaged.") + QLatin1String(fixture).right(3));
+        const QString path = scratch.file("damaged." + QLatin1String(fixture).right(3));
         const auto write = [&](const QByteArray& bytes) {
             QFile out(path);
             ASSERT_TRUE(out.open(QIODevice::WriteOnly | QIODevice::Truncate));

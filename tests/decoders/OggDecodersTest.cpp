@@ -151,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(OggVorbisDecoder, SevenChannelsAreDescribedInVorbisOrder)
 {
     std::unique_ptr<ZTDecoder> decoder =
-        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-vorbis-7ch.ogg")));
+        ZTDecoder::decoderWithFilename(Fixtures::generated("dec-vorbis-7ch.ogg"));
     ASSERT_NE(decoder, nullptr);
     ASSERT_NE(decoder->channelLayout(), nullptr);
     std::vector<uint32_t> labels;
@@ -167,9 +167,9 @@ TEST(OggVorbisDecoder, SevenChannelsAreDescribedInVorbisOrder)
 TEST(OggOpusDecoder, AppliesTheHeaderGain)
 {
     std::unique_ptr<ZTDecoder> plain =
-        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-opus-48k-2ch.opus")));
+        ZTDecoder::decoderWithFilename(Fixtures::generated("dec-opus-48k-2ch.opus"));
     std::unique_ptr<ZTDecoder> quieter =
-        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-opus-gain-minus6db.opus")));
+        ZTDecoder::decoderWithFilename(Fixtures::generated("dec-opus-gain-minus6db.opus"));
     ASSERT_NE(plain, nullptr);
     ASSERT_NE(quieter, nullptr);
     const Pcm a = decodeAll(*plain);
@@ -187,23 +187,17 @@ TEST(OggOpusDecoder, AppliesTheHeaderGain)
 TEST(OggOpusDecoder, ResamplesTo44100CloseToAnExactResampling)
 {
     ScratchDir scratch;
-    const QString opus = Fixtures::generated(QStringLiteral("dec-opus-44k-noise.opus"));
-    const QString decoded48k = scratch.file(QStringLiteral("48k.wav"));
-    const QString reference = scratch.file(QStringLiteral("reference.wav"));
-    ASSERT_EQ(runTool(QStringLiteral("opusdec"),
-                      {QStringLiteral("--quiet"), QStringLiteral("--rate"), QStringLiteral("48000"),
-                       QStringLiteral("--float"), QStringLiteral("--no-dither"), opus, decoded48k})
+    const QString opus = Fixtures::generated("dec-opus-44k-noise.opus");
+    const QString decoded48k = scratch.file("48k.wav");
+    const QString reference = scratch.file("reference.wav");
+    ASSERT_EQ(runTool("opusdec", {"--quiet", "--rate", "48000", "--float", "--no-dither", opus, decoded48k})
                   .exitCode,
               0);
-    const QString preskip = QStringLiteral("312s"); // the file's header
-    ASSERT_EQ(
-        runTool(QStringLiteral("sox"),
-                {QStringLiteral("-D"), decoded48k, QStringLiteral("-e"), QStringLiteral("floating-point"),
-                 QStringLiteral("-b"), QStringLiteral("32"), reference, QStringLiteral("pad"),
-                 preskip + QStringLiteral("@0"), QStringLiteral("rate"), QStringLiteral("-v"),
-                 QStringLiteral("44100"), QStringLiteral("trim"), preskip})
-            .exitCode,
-        0);
+    // 312 samples: the pre-skip in the file's header.
+    ASSERT_EQ(runTool("sox", {"-D", decoded48k, "-e", "floating-point", "-b", "32", reference, "pad",
+                              "312s@0", "rate", "-v", "44100", "trim", "312s"})
+                  .exitCode,
+              0);
     const Pcm expected = decodeWithFFmpeg(reference);
     // Signal to difference, in dB, over the middle, away from the ends where
     // the resamplers see different edges.
@@ -242,7 +236,7 @@ TEST(OggSpeexDecoder, ExpandsIntensityStereo)
 TEST(OggOpusDecoder, ATruncatedFileEndsWhereItsPacketsEnd)
 {
     std::unique_ptr<ZTDecoder> decoder =
-        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-opus-truncated.opus")));
+        ZTDecoder::decoderWithFilename(Fixtures::generated("dec-opus-truncated.opus"));
     ASSERT_NE(decoder, nullptr);
     // The last page is gone, so the length is that of the last page left.
     EXPECT_GT(decoder->totalFrames(), 0);
@@ -253,8 +247,8 @@ TEST(OggOpusDecoder, ATruncatedFileEndsWhereItsPacketsEnd)
     // No end-of-stream page: reported where the decoded audio ends.
     EXPECT_EQ(decoder->damage().count(DecoderDamage::Kind::NoEndOfStream), 1);
     EXPECT_EQ(decoder->damage().firstFrame(DecoderDamage::Kind::NoEndOfStream), int64_t(decoded.frames()));
-    const Alignment alignment = bestAlignment(
-        decodeWithFFmpeg(Fixtures::generated(QStringLiteral("dec-opus-src-48k-2ch.wav"))), decoded, 8);
+    const Alignment alignment =
+        bestAlignment(decodeWithFFmpeg(Fixtures::generated("dec-opus-src-48k-2ch.wav")), decoded, 8);
     EXPECT_EQ(alignment.lag, 0);
     EXPECT_GT(alignment.correlation, 0.95);
 }
@@ -262,7 +256,7 @@ TEST(OggOpusDecoder, ATruncatedFileEndsWhereItsPacketsEnd)
 TEST(OggSpeexDecoder, AHeaderAnnouncingHugePacketsStillDecodes)
 {
     std::unique_ptr<ZTDecoder> decoder =
-        ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-speex-200-frames.spx")));
+        ZTDecoder::decoderWithFilename(Fixtures::generated("dec-speex-200-frames.spx"));
     ASSERT_NE(decoder, nullptr);
     const Pcm decoded = decodeAll(*decoder);
     EXPECT_TRUE(decoder->isEndOfFile());

@@ -21,11 +21,11 @@ AudioStreamBasicDescription integerFormat(uint32_t channels, uint32_t bytes)
     return format;
 }
 
-AudioBufferList listOf(std::vector<int16_t>& samples, uint32_t channels)
+template <class T> AudioBufferList listOf(std::vector<T>& samples, uint32_t channels)
 {
     AudioBufferList list;
     list.mNumberBuffers = 1;
-    list.mBuffers[0] = AudioBuffer{channels, uint32_t(samples.size() * sizeof(int16_t)), samples.data()};
+    list.mBuffers[0] = AudioBuffer{channels, uint32_t(samples.size() * sizeof(T)), samples.data()};
     return list;
 }
 
@@ -152,12 +152,8 @@ TEST(ZTChannelMixer, LoudSumsClipAtEveryWidth)
             }
         }
         std::vector<uint8_t> out(6 * bytes, 0);
-        AudioBufferList from;
-        from.mNumberBuffers = 1;
-        from.mBuffers[0] = AudioBuffer{6, uint32_t(in.size()), in.data()};
-        AudioBufferList to;
-        to.mNumberBuffers = 1;
-        to.mBuffers[0] = AudioBuffer{2, uint32_t(out.size()), out.data()};
+        AudioBufferList from = listOf(in, 6);
+        AudioBufferList to = listOf(out, 2);
         ASSERT_EQ(mixer->mixFrom(&from, &to, 3), noErr);
         const auto sample = [&](size_t index) {
             uint64_t v = 0;

@@ -23,7 +23,7 @@ QString reasonOfRead(ZTDecoder& decoder, AudioBufferList* list, uint32_t frames)
 TEST(ZTDecoder, ReadChecksItsArgumentsInOrderAndReportsWhatItDelivered)
 {
     // 16-bit stereo: 4 bytes a frame.
-    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(QStringLiteral("dec-16-2ch.flac")));
+    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated("dec-16-2ch.flac"));
     ASSERT_NE(decoder, nullptr);
     std::vector<uint8_t> storage(64);
     AudioBufferList small;

@@ -12,7 +12,6 @@
 
 #include <QApplication>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDir>
 #include <QProcess>
 #include <QWidget>
@@ -84,7 +83,7 @@ TEST_F(DesktopNotifierTest, ARunEndingInTheBackgroundIsAnnounced)
 {
     ScratchDir scratch;
     PreferencesScope prefs;
-    const QString out = scratch.file(QStringLiteral("out"));
+    const QString out = scratch.file("out");
     QDir().mkpath(out);
     prefs.set(QStringLiteral("firstRun"), false);
     prefs.set(QStringLiteral("destinationDirectory"), out);
@@ -109,9 +108,8 @@ TEST_F(DesktopNotifierTest, ARunEndingInTheBackgroundIsAnnounced)
     int runs = 0;
     QObject::connect(&controller, &ApplicationController::parsingFinished, [&parsed] { parsed = true; });
     QObject::connect(&controller, &ApplicationController::runFinished, [&runs] { ++runs; });
-    controller.applicationOpenFiles(
-        {scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-short.wav")), QStringLiteral("one.wav")),
-         scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-short.wav")), QStringLiteral("two.wav"))});
+    controller.applicationOpenFiles({scratch.copyOf(Fixtures::generated("ctl-short.wav"), "one.wav"),
+                                     scratch.copyOf(Fixtures::generated("ctl-short.wav"), "two.wav")});
     ASSERT_TRUE(waitUntil([&] { return parsed; }));
     controller.encodeFilesMenuItemSelected();
     ASSERT_TRUE(waitUntil([&] { return runs == 1; }));

@@ -5,8 +5,7 @@
 // handing its files to the first.
 
 #include "MainWindow.h"
-#include "ApplicationController.h"
-#include "DesktopUserInterface.h"
+#include "DesktopProgram.h"
 #include "Drops.h"
 #include "Encoding.h"
 #include "ErrorLog.h"
@@ -27,9 +26,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDir>
-#include <QDropEvent>
 #include <QFile>
-#include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
 #include <QMimeData>
@@ -50,9 +47,7 @@ namespace {
 double durationOf(const QString& path)
 {
     const ToolResult probe =
-        runTool(QStringLiteral("ffprobe"),
-                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                 QStringLiteral("format=duration"), QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
+        runTool("ffprobe", {"-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", path});
     return probe.exitCode == 0 ? probe.standardOutput.trimmed().toDouble() : -1;
 }
 
@@ -78,23 +73,13 @@ QAbstractButton* buttonWithCode(QMessageBox* box, int code)
     return nullptr;
 }
 
-class MainWindowTest : public ::testing::Test
+class MainWindowTest : public ::testing::Test, protected RunIntoScratch, protected DesktopProgram<>
 {
 protected:
-    void SetUp() override
+    MainWindowTest() : RunIntoScratch({{QStringLiteral("numProcesses"), 2}})
     {
-        QDir().mkpath(out());
-        prefs.set(QStringLiteral("firstRun"), false);
-        prefs.set(QStringLiteral("destinationDirectory"), out());
-        prefs.set(QStringLiteral("numProcesses"), 2);
-        controller.awakeFromNib();
-        ui.attach(&window, &controller);
-        QObject::connect(&controller, &ApplicationController::runFinished, [this] { ++runsFinished; });
         QObject::connect(&window, &MainWindow::terminateApproved, [this] { ++terminations; });
-        window.show();
     }
-
-    QString out() const { return scratch.file(QStringLiteral("out")); }
 
     void queue(const QStringList& paths) { ASSERT_TRUE(openFilesAndWait(controller, paths)); }
 
@@ -112,23 +97,16 @@ protected:
         return sendDrop(target, target->rect().center(), data);
     }
 
-    ScratchDir scratch;
-    PreferencesScope prefs;
-    DesktopUserInterface ui;
-    ApplicationController controller{&ui};
-    MainWindow window{controller};
-    int runsFinished = 0;
     int terminations = 0;
 };
 
 TEST_F(MainWindowTest, DroppedUriListQueuesOnlyAcceptedLocalFiles)
 {
-    const QString album = scratch.file(QStringLiteral("album"));
+    const QString album = scratch.file("album");
     QDir().mkpath(album + QStringLiteral("/disc 2"));
-    scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-short.wav")), QStringLiteral("album/01 one.wav"));
-    scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-tagged.flac")),
-                   QStringLiteral("album/disc 2/02.FLAC"));
-    scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-short.wav")), QStringLiteral("album/.hidden.wav"));
+    scratch.copyOf(Fixtures::generated("ctl-short.wav"), "album/01 one.wav");
+    scratch.copyOf(Fixtures::generated("ctl-tagged.flac"), QStringLiteral("album/disc 2/02.FLAC"));
+    scratch.copyOf(Fixtures::generated("ctl-short.wav"), "album/.hidden.wav");
     QFile notes(album + QStringLiteral("/notes.txt"));
     ASSERT_TRUE(notes.open(QIODevice::WriteOnly));
     notes.close();
@@ -159,7 +137,7 @@ TEST_F(MainWindowTest, ThirtyOneNewlySelectedRowsAreReadBehindTheProgressSheet)
     QStringList paths;
     // The first row is selected once they are queued: 31 more make the sheet.
     for (int n = 1; n <= 32; ++n) {
-        paths << scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-tagged.flac")),
+        paths << scratch.copyOf(Fixtures::generated("ctl-tagged.flac"),
                                 QStringLiteral("many/%1.flac").arg(n, 2, 10, QLatin1Char('0')));
     }
     int resets = 0;
@@ -187,9 +165,8 @@ TEST_F(MainWindowTest, ThirtyOneNewlySelectedRowsAreReadBehindTheProgressSheet)
 
 TEST_F(MainWindowTest, EncodeFromTheToolbarConvertsTheQueueAndEveryRowReachesItsEnd)
 {
-    queue({Fixtures::generated(QStringLiteral("ctl-short.wav")),
-           Fixtures::generated(QStringLiteral("ctl-tagged.flac")),
-           Fixtures::generated(QStringLiteral("ctl-tone.ogg"))});
+    queue({Fixtures::generated("ctl-short.wav"), Fixtures::generated("ctl-tagged.flac"),
+           Fixtures::generated("ctl-tone.ogg")});
     ASSERT_EQ(window.queueModel()->rowCount(), 3);
 
     std::map<QString, float> highest;
@@ -264,7 +241,7 @@ TEST_F(MainWindowTest, TheOutputFolderPopUpShowsTheFolderTheFirstLaunchSetsUp)
 // mark, and the end-of-run alert says so.
 TEST_F(MainWindowTest, ADamagedSourceIsMarkedInTheQueueAndAlerted)
 {
-    queue({Fixtures::generated(QStringLiteral("dec-16-2ch-truncated.flac"))});
+    queue({Fixtures::generated("dec-16-2ch-truncated.flac")});
     window.action("encode")->trigger();
     ASSERT_TRUE(waitForRunEnd());
     QMessageBox* box = nullptr;
@@ -303,8 +280,7 @@ TEST_P(OverwriteQuestionTest, IsAWindowModalBoxAndEachAnswerDoesWhatItSays)
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(existing);
     }
-    queue({Fixtures::generated(QStringLiteral("ctl-short.wav")),
-           Fixtures::generated(QStringLiteral("ctl-second.flac"))});
+    queue({Fixtures::generated("ctl-short.wav"), Fixtures::generated("ctl-second.flac")});
     window.action("encode")->trigger();
 
     int questions = 0;
@@ -372,7 +348,7 @@ TEST_F(MainWindowTest, QuittingDuringARunAsksAndContinueKeepsItRunning)
     QFile file(out() + QStringLiteral("/ctl-short.mp3"));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.close();
-    queue({Fixtures::generated(QStringLiteral("ctl-short.wav"))});
+    queue({Fixtures::generated("ctl-short.wav")});
     window.action("encode")->trigger();
     ASSERT_TRUE(waitUntil([] { return visibleBox(QStringLiteral("The file")) != nullptr; }));
 
@@ -417,7 +393,7 @@ TEST_F(MainWindowTest, ErrorLogWindowShowsDateAndMessageAndSavesTheLog)
     // Rows are as tall as their text.
     EXPECT_GT(log->tableView()->rowHeight(1), 2 * log->tableView()->rowHeight(0));
 
-    const QString saved = scratch.file(QStringLiteral("errors.log"));
+    const QString saved = scratch.file("errors.log");
     log->setSaveChooser([&](QWidget*, std::function<void(const QString&)> done) { done(saved); });
     log->save();
     EXPECT_EQ(QString::fromUtf8(fileBytes(saved)), ErrorLog::shared()->errorLogAsString());
@@ -433,7 +409,7 @@ TEST_F(MainWindowTest, ErrorLogWindowShowsDateAndMessageAndSavesTheLog)
 TEST(SingleInstanceTest, ASecondLaunchHandsItsPathsToTheFirstAndExits)
 {
     ScratchDir scratch;
-    SingleInstance first(scratch.file(QStringLiteral("sonabrik.socket")));
+    SingleInstance first(scratch.file("sonabrik.socket"));
     ASSERT_TRUE(first.listen());
     QStringList received;
     int handOvers = 0;
@@ -459,8 +435,7 @@ TEST(SingleInstanceTest, ASecondLaunchHandsItsPathsToTheFirstAndExits)
     EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(second.exitCode(), 0);
     EXPECT_EQ(handOvers, 1);
-    EXPECT_EQ(received,
-              QStringList({scratch.file(QStringLiteral("song one.flac")), QStringLiteral("/music/album")}));
+    EXPECT_EQ(received, QStringList({scratch.file("song one.flac"), QStringLiteral("/music/album")}));
 }
 
 } // namespace

@@ -7,8 +7,7 @@
 // mutagen.
 
 #include "AlbumArtwork.h"
-#include "ApplicationController.h"
-#include "DesktopUserInterface.h"
+#include "DesktopProgram.h"
 #include "Drops.h"
 #include "Encoding.h"
 #include "FileEncodeOperation.h"
@@ -30,7 +29,6 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QDir>
-#include <QDropEvent>
 #include <QFileInfo>
 #include <QItemSelectionModel>
 #include <QJsonArray>
@@ -57,17 +55,9 @@ public:
     int beeps = 0;
 };
 
-// One program's worth: a controller, its main window and its editor.
-struct Program
+// One program's worth, with the rows of its queue and its editor at hand.
+struct Program : DesktopProgram<CountingUserInterface>
 {
-    Program()
-    {
-        controller.awakeFromNib();
-        ui.attach(&window, &controller);
-        QObject::connect(&controller, &ApplicationController::runFinished, [this] { ++runsFinished; });
-        window.show();
-    }
-
     void queue(const QStringList& paths)
     {
         ASSERT_TRUE(openFilesAndWait(controller, paths));
@@ -105,23 +95,12 @@ struct Program
         EXPECT_TRUE(QTest::qWaitForWindowActive(editor));
         return editor;
     }
-
-    CountingUserInterface ui;
-    ApplicationController controller{&ui};
-    MainWindow window{controller};
-    int runsFinished = 0;
 };
 
-class MetadataEditorTest : public ::testing::Test
+class MetadataEditorTest : public ::testing::Test, protected RunIntoScratch
 {
 protected:
-    void SetUp() override
-    {
-        prefs.set(QStringLiteral("firstRun"), false);
-        QDir().mkpath(scratch.file(QStringLiteral("out")));
-        prefs.set(QStringLiteral("destinationDirectory"), scratch.file(QStringLiteral("out")));
-        QApplication::clipboard()->clear();
-    }
+    void SetUp() override { QApplication::clipboard()->clear(); }
 
     void TearDown() override { QApplication::clipboard()->clear(); }
 
@@ -141,9 +120,6 @@ protected:
         data.setUrls({QUrl::fromLocalFile(path)});
         return drop(target, data);
     }
-
-    ScratchDir scratch;
-    PreferencesScope prefs;
 };
 
 TEST_F(MetadataEditorTest, TypingIntoAFieldChangesEverySelectedRowAndNothingElse)
@@ -261,7 +237,7 @@ TEST_F(MetadataEditorTest, CoverAreaComparesTheRowsCoversAndTakesDrops)
     // A picture file dropped on three rows becomes the one cover of all.
     program.select(three);
     EXPECT_EQ(editor->albumArtworkDropText()->text(), QStringLiteral("Drop Artwork For 3 Files"));
-    ASSERT_TRUE(dropFile(area, Fixtures::generated(QStringLiteral("art.png"))));
+    ASSERT_TRUE(dropFile(area, Fixtures::generated("art.png")));
     const AlbumArtworkPtr cover = three.at(0)->metadata()->albumArtwork();
     ASSERT_NE(cover, nullptr);
     for (FileEncodeOperation* row : three) {
@@ -272,7 +248,7 @@ TEST_F(MetadataEditorTest, CoverAreaComparesTheRowsCoversAndTakesDrops)
     EXPECT_EQ(editor->albumArtworkDimensionsTextField()->text(), QStringLiteral("37 x 23"));
     EXPECT_EQ(editor->albumArtworkDataTypeTextField()->text(), QStringLiteral("image/png"));
     EXPECT_EQ(editor->albumArtworkDataSizeTextField()->text(),
-              QString::number(QFileInfo(Fixtures::generated(QStringLiteral("art.png"))).size()));
+              QString::number(QFileInfo(Fixtures::generated("art.png")).size()));
     EXPECT_TRUE(editor->albumArtworkDimensionsTextField()->isVisible());
 
     // Equal bytes in another object still count as the same cover.
@@ -285,7 +261,7 @@ TEST_F(MetadataEditorTest, CoverAreaComparesTheRowsCoversAndTakesDrops)
     // One row with another cover: nothing shown, the count instead. The
     // editor follows a change made behind its back.
     three.at(2)->metadata()->setAlbumArtwork(
-        AlbumArtwork::albumArtworkFromFile(Fixtures::generated(QStringLiteral("art.jpg"))));
+        AlbumArtwork::albumArtworkFromFile(Fixtures::generated("art.jpg")));
     QApplication::processEvents();
     EXPECT_EQ(editor->albumArtworkDropText()->text(), QStringLiteral("Drop Artwork For 3 Files"));
     EXPECT_TRUE(editor->albumArtworkDropText()->isVisible());
@@ -293,17 +269,17 @@ TEST_F(MetadataEditorTest, CoverAreaComparesTheRowsCoversAndTakesDrops)
     EXPECT_FALSE(editor->albumArtworkDataTypeTextField()->isVisible());
 
     // A file that is no picture beeps and changes nothing.
-    EXPECT_TRUE(dropFile(area, Fixtures::generated(QStringLiteral("art-garbage.png"))));
+    EXPECT_TRUE(dropFile(area, Fixtures::generated("art-garbage.png")));
     EXPECT_EQ(program.ui.beeps, 1);
     EXPECT_EQ(three.at(0)->metadata()->albumArtwork(), cover);
     EXPECT_EQ(three.at(1)->metadata()->albumArtwork(), copy);
     // And so does a file that is not there.
-    EXPECT_TRUE(dropFile(area, scratch.file(QStringLiteral("gone.png"))));
+    EXPECT_TRUE(dropFile(area, scratch.file("gone.png")));
     EXPECT_EQ(program.ui.beeps, 2);
 
     // Picture data, as a browser drags it, is stored as JPEG.
     QMimeData image;
-    image.setData(QStringLiteral("image/png"), fileBytes(Fixtures::generated(QStringLiteral("art.png"))));
+    image.setData(QStringLiteral("image/png"), fileBytes(Fixtures::generated("art.png")));
     ASSERT_TRUE(drop(area, image));
     const AlbumArtworkPtr dropped = three.at(2)->metadata()->albumArtwork();
     ASSERT_NE(dropped, nullptr);
@@ -369,8 +345,7 @@ TEST_F(MetadataEditorTest, CopyAndPasteGoThroughTheMenusAndTheClipboard)
     program.queue({withoutLyrics, withLyrics});
     FileEncodeOperation* from = program.row(withoutLyrics);
     FileEncodeOperation* to = program.row(withLyrics);
-    from->metadata()->setAlbumArtwork(
-        AlbumArtwork::albumArtworkFromFile(Fixtures::generated(QStringLiteral("art.png"))));
+    from->metadata()->setAlbumArtwork(AlbumArtwork::albumArtworkFromFile(Fixtures::generated("art.png")));
     QAction* copy = program.window.action("copyAllMetadata");
     QAction* paste = program.window.action("pasteAllMetadata");
     QAction* clearLyrics = program.window.action("clearLyrics");
@@ -415,8 +390,7 @@ TEST_F(MetadataEditorTest, CopyAndPasteGoThroughTheMenusAndTheClipboard)
     // Another program (here: another controller with its own window) pastes
     // what the first put on the clipboard.
     Program other;
-    const QString elsewhere =
-        scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-tone.ogg")), QStringLiteral("elsewhere.ogg"));
+    const QString elsewhere = scratch.copyOf(Fixtures::generated("ctl-tone.ogg"), "elsewhere.ogg");
     other.queue({elsewhere});
     other.select({other.row(elsewhere)});
     EXPECT_TRUE(other.window.action("pasteAllMetadata")->isEnabled()) << "the clipboard holds a tag set";
@@ -443,10 +417,8 @@ TEST_F(MetadataEditorTest, CopyAndPasteGoThroughTheMenusAndTheClipboard)
 TEST_F(MetadataEditorTest, UpdateMetadataWritesTheEditedTagsIntoTheMP3Files)
 {
     Program program;
-    const QString one =
-        scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-tagged.mp3")), QStringLiteral("one.mp3"));
-    const QString two =
-        scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-tagged.mp3")), QStringLiteral("two.mp3"));
+    const QString one = scratch.copyOf(Fixtures::generated("ctl-tagged.mp3"), "one.mp3");
+    const QString two = scratch.copyOf(Fixtures::generated("ctl-tagged.mp3"), "two.mp3");
     program.queue({one, two});
     program.select({program.row(one), program.row(two)});
     MetadataWindowcontroller* editor = program.openEditor();
@@ -454,7 +426,7 @@ TEST_F(MetadataEditorTest, UpdateMetadataWritesTheEditedTagsIntoTheMP3Files)
     editor->textField(Field::albumTitle)->setFocus();
     QTest::keyClicks(editor->textField(Field::albumTitle), QStringLiteral("Harbour Lights"));
     QTest::keyClicks(editor->textField(Field::trackYear), QStringLiteral("2001"));
-    ASSERT_TRUE(dropFile(editor->albumArtworkImageView(), Fixtures::generated(QStringLiteral("art.jpg"))));
+    ASSERT_TRUE(dropFile(editor->albumArtworkImageView(), Fixtures::generated("art.jpg")));
     program.select({program.row(two)});
     editor->textField(Field::trackTitle)->selectAll();
     QTest::keyClicks(editor->textField(Field::trackTitle), QStringLiteral("Second Take"));
@@ -475,26 +447,9 @@ TEST_F(MetadataEditorTest, UpdateMetadataWritesTheEditedTagsIntoTheMP3Files)
     EXPECT_EQ(id3v2Text(second, QStringLiteral("TALB")), QStringLiteral("Harbour Lights"));
     EXPECT_EQ(id3v2Text(second, QStringLiteral("TIT2")), QStringLiteral("Second Take"));
     EXPECT_EQ(id3v2Text(second, QStringLiteral("TPE1")), QStringLiteral("Old Artist"));
-    const QJsonObject frames =
-        second.value(QStringLiteral("id3v2")).toObject().value(QStringLiteral("frames")).toObject();
-    ASSERT_TRUE(frames.contains(QStringLiteral("USLT")));
-    EXPECT_EQ(frames.value(QStringLiteral("USLT"))
-                  .toArray()
-                  .at(0)
-                  .toObject()
-                  .value(QStringLiteral("text"))
-                  .toArray()
-                  .at(0)
-                  .toString(),
-              QStringLiteral("line one"));
-    ASSERT_TRUE(frames.contains(QStringLiteral("APIC")));
-    EXPECT_EQ(frames.value(QStringLiteral("APIC"))
-                  .toArray()
-                  .at(0)
-                  .toObject()
-                  .value(QStringLiteral("data"))
-                  .toString(),
-              QString::fromLatin1(fileBytes(Fixtures::generated(QStringLiteral("art.jpg"))).toHex()));
+    EXPECT_EQ(id3v2Text(second, "USLT"), QStringLiteral("line one"));
+    EXPECT_EQ(second["id3v2"]["frames"]["APIC"][0]["data"].toString(),
+              QString::fromLatin1(fileBytes(Fixtures::generated("art.jpg")).toHex()));
 }
 
 } // namespace

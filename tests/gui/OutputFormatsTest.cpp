@@ -3,8 +3,7 @@
 // format pop-up, and the pane's commands as a user reaches them: buttons,
 // the context menu, dragging rows by their grip, and the lock during a run.
 
-#include "ApplicationController.h"
-#include "DesktopUserInterface.h"
+#include "DesktopProgram.h"
 #include "EncoderSettings.h"
 #include "Encoding.h"
 #include "ErrorLog.h"
@@ -176,21 +175,10 @@ TEST_F(MP3CellTest, ARecordOfAnotherFormatIsShownAsMP3AndTheGeneralCellKeepsItsT
     EXPECT_EQ(record.bitrate(), 128);
 }
 
-class OutputFormatsPaneTest : public ::testing::Test
+class OutputFormatsPaneTest : public ::testing::Test, protected RunIntoScratch, protected DesktopProgram<>
 {
 protected:
-    void SetUp() override
-    {
-        prefs.set(QStringLiteral("firstRun"), false);
-        QDir().mkpath(out());
-        prefs.set(QStringLiteral("destinationDirectory"), out());
-        controller.awakeFromNib();
-        ui.attach(&window, &controller);
-        window.show();
-        QApplication::processEvents();
-    }
-
-    QString out() const { return scratch.file(QStringLiteral("out")); }
+    void SetUp() override { QApplication::processEvents(); }
     OutputFormatsPane& pane() { return *window.outputFormatsPane(); }
     QList<std::shared_ptr<EncoderSettings>>& formats() { return controller.encoderSettingsList(); }
     MP3ListViewCell* cellOfRow(int row)
@@ -206,12 +194,6 @@ protected:
         }
         return nullptr;
     }
-
-    ScratchDir scratch;
-    PreferencesScope prefs;
-    DesktopUserInterface ui;
-    ApplicationController controller{&ui};
-    MainWindow window{controller};
 };
 
 TEST_F(OutputFormatsPaneTest, ButtonsAndContextMenuFollowTheirOwnRules)
@@ -298,7 +280,7 @@ TEST_F(OutputFormatsPaneTest, RowsMoveByDragWithinTheTableOnly)
 
     // Files dragged from a file manager are not output formats.
     QMimeData files;
-    files.setUrls({QUrl::fromLocalFile(Fixtures::generated(QStringLiteral("ctl-short.wav")))});
+    files.setUrls({QUrl::fromLocalFile(Fixtures::generated("ctl-short.wav"))});
     const QPoint point = last.center();
     QDragEnterEvent enter(point, Qt::CopyAction | Qt::MoveAction, &files, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(view->viewport(), &enter);
@@ -311,8 +293,7 @@ TEST_F(OutputFormatsPaneTest, RowsMoveByDragWithinTheTableOnly)
 
 TEST_F(OutputFormatsPaneTest, TheListIsLockedWhileARunIsActive)
 {
-    const QString source =
-        scratch.copyOf(Fixtures::generated(QStringLiteral("ctl-short.wav")), QStringLiteral("one.wav"));
+    const QString source = scratch.copyOf(Fixtures::generated("ctl-short.wav"), "one.wav");
     bool parsed = false;
     QObject::connect(&controller, &ApplicationController::parsingFinished, [&parsed] { parsed = true; });
     controller.applicationOpenFiles({source});

@@ -15,7 +15,7 @@ namespace {
 
 QString freshMp3(const ScratchDir& dir)
 {
-    return dir.copyOf(Fixtures::generated(QStringLiteral("tag-base.mp3")), QStringLiteral("tagged.mp3"));
+    return dir.copyOf(Fixtures::generated("tag-base.mp3"), "tagged.mp3");
 }
 
 void readAPE(const QString& path, AudioMetadata& metadata)

@@ -7,7 +7,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
-#include <QJsonArray>
 #include <QMimeData>
 #include <QUrl>
 #include <gtest/gtest.h>
@@ -73,7 +72,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, ArtworkOfEachFormat,
 TEST(AlbumArtwork, BytesThatAreNoImageGetTheirFirstBytesTypeAndNoSize)
 {
     ScratchDir dir;
-    const QString written = dir.file(QStringLiteral("written"));
+    const QString written = dir.file("written");
     const std::pair<QByteArray, QString> cases[] = {
         {QByteArray("MM\0* big-endian TIFF, cut", 26), QStringLiteral("image/tiff")},
         {QByteArray("plain text"), QStringLiteral("unknown")},
@@ -88,24 +87,24 @@ TEST(AlbumArtwork, BytesThatAreNoImageGetTheirFirstBytesTypeAndNoSize)
         EXPECT_EQ(fileBytes(written), bytes);
         EXPECT_EQ(artwork.md5(), md5sumOf(written));
         // Nothing to re-encode, so nothing is written.
-        EXPECT_FALSE(artwork.saveAsType(AlbumArtwork::ImageFileType::PNG, dir.file(QStringLiteral("x.png"))));
-        EXPECT_FALSE(QFileInfo::exists(dir.file(QStringLiteral("x.png"))));
+        EXPECT_FALSE(artwork.saveAsType(AlbumArtwork::ImageFileType::PNG, dir.file("x.png")));
+        EXPECT_FALSE(QFileInfo::exists(dir.file("x.png")));
     }
 
     // Absent data clears everything derived from the old data.
     AlbumArtwork artwork;
-    artwork.setData(fileBytes(Fixtures::generated(QStringLiteral("art.png"))));
+    artwork.setData(fileBytes(Fixtures::generated("art.png")));
     artwork.setData(std::nullopt);
     EXPECT_EQ(artwork.mimeType(), std::nullopt);
     EXPECT_EQ(artwork.md5(), std::nullopt);
     EXPECT_EQ(artwork.dimensions(), QStringLiteral("0 x 0"));
-    EXPECT_FALSE(artwork.writeToFile(dir.file(QStringLiteral("nothing"))));
-    EXPECT_FALSE(QFileInfo::exists(dir.file(QStringLiteral("nothing"))));
+    EXPECT_FALSE(artwork.writeToFile(dir.file("nothing")));
+    EXPECT_FALSE(QFileInfo::exists(dir.file("nothing")));
 }
 
 TEST(AlbumArtwork, SettingTheSameBytesAgainKeepsTheTagsMimeTypeButACopyIsSniffedAgain)
 {
-    const QByteArray png = fileBytes(Fixtures::generated(QStringLiteral("art.png")));
+    const QByteArray png = fileBytes(Fixtures::generated("art.png"));
     AlbumArtwork artwork;
     artwork.setData(png);
     // Tag readers set the tag's MIME type after the data; it stays.
@@ -124,10 +123,10 @@ TEST(AlbumArtwork, SettingTheSameBytesAgainKeepsTheTagsMimeTypeButACopyIsSniffed
 TEST(AlbumArtwork, LoadingGivesEmptyArtworkForUnreadableFilesAndNullForNonImages)
 {
     ScratchDir dir;
-    const QString missing = dir.file(QStringLiteral("missing.jpg"));
-    const QString garbage = Fixtures::generated(QStringLiteral("art-garbage.png"));
-    const QString spaced = dir.file(QStringLiteral("cover art #1.png"));
-    ASSERT_TRUE(QFile::copy(Fixtures::generated(QStringLiteral("art.png")), spaced));
+    const QString missing = dir.file("missing.jpg");
+    const QString garbage = Fixtures::generated("art-garbage.png");
+    const QString spaced = dir.file("cover art #1.png");
+    ASSERT_TRUE(QFile::copy(Fixtures::generated("art.png"), spaced));
 
     for (const bool byURL : {false, true}) {
         SCOPED_TRACE(byURL ? "by URL" : "by path");
@@ -159,7 +158,7 @@ TEST(AlbumArtwork, LoadingGivesEmptyArtworkForUnreadableFilesAndNullForNonImages
 
 TEST(AlbumArtwork, ArchiveRestoresTheFourKeysAndDerivesTheRestFromTheData)
 {
-    const QByteArray png = fileBytes(Fixtures::generated(QStringLiteral("art.png")));
+    const QByteArray png = fileBytes(Fixtures::generated("art.png"));
     AlbumArtwork original;
     original.setData(png);
     original.setMimeType(QStringLiteral("image/jpeg")); // a tag's word, not kept by archiving
@@ -192,7 +191,7 @@ TEST(AlbumArtwork, ArchiveRestoresTheFourKeysAndDerivesTheRestFromTheData)
 TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
 {
     AlbumArtwork original;
-    original.setData(fileBytes(Fixtures::generated(QStringLiteral("art.jpg"))));
+    original.setData(fileBytes(Fixtures::generated("art.jpg")));
     original.setComments(QStringLiteral("front"));
 
     EXPECT_EQ(original.mimeData()->formats(),
@@ -210,7 +209,7 @@ TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
 
     // The TIFF is a real TIFF of the same picture.
     ScratchDir dir;
-    const QString tiffPath = dir.file(QStringLiteral("pasted.tiff"));
+    const QString tiffPath = dir.file("pasted.tiff");
     AlbumArtwork tiff;
     tiff.setData(pasted->data(QStringLiteral("image/tiff")));
     ASSERT_TRUE(tiff.writeToFile(tiffPath));
@@ -240,7 +239,7 @@ class SaveAsType : public testing::TestWithParam<SaveCase>
 TEST_P(SaveAsType, WritesTheTypeOnceAndNeverOverwrites)
 {
     AlbumArtwork artwork;
-    artwork.setData(fileBytes(Fixtures::generated(QStringLiteral("art.gif"))));
+    artwork.setData(fileBytes(Fixtures::generated("art.gif")));
     ScratchDir dir;
     const QString path = dir.file(QString::fromLatin1(GetParam().file));
 

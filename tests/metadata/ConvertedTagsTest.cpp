@@ -20,7 +20,7 @@ using Mutagen::entry;
 
 QString cover()
 {
-    return Fixtures::generated(QStringLiteral("art.png"));
+    return Fixtures::generated("art.png");
 }
 
 QJsonObject picture(const char* kind)

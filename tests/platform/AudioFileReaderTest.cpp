@@ -108,9 +108,9 @@ TEST(AudioFileReader, RefusesClientFormatsItCannotDeliver)
 // to the width.
 TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
 {
-    const Pcm source = decodeWithFFmpeg(Fixtures::generated(QStringLiteral("plat-src-48k-2-24.wav")));
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated("plat-src-48k-2-24.wav"));
     for (uint32_t bytes : {1u, 2u, 3u, 4u}) {
-        const Pcm pcm = readAtClientFormat(Fixtures::generated(QStringLiteral("plat-src-48k-2-24.wav")),
+        const Pcm pcm = readAtClientFormat(Fixtures::generated("plat-src-48k-2-24.wav"),
                                            integerFormat(48000, 2, bytes * 8, bytes), 48000);
         ASSERT_EQ(pcm.frames(), 48000u);
         const int64_t halfStep = bytes == 4 ? 0 : int64_t(1) << (31 - 8 * bytes);
@@ -127,16 +127,12 @@ TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
 TEST(AudioFileReader, FullScaleSamplesSaturate)
 {
     ScratchDir scratch;
-    const QString path = scratch.file(QStringLiteral("full-scale.wav"));
+    const QString path = scratch.file("full-scale.wav");
     // A square wave at full scale: 240 frames of +0x7FFFFF, then 240 of -0x800000.
-    ASSERT_EQ(
-        runTool(QStringLiteral("sox"),
-                {QStringLiteral("-D"), QStringLiteral("-V1"), QStringLiteral("-n"), QStringLiteral("-r"),
-                 QStringLiteral("48000"), QStringLiteral("-c"), QStringLiteral("1"), QStringLiteral("-b"),
-                 QStringLiteral("24"), path, QStringLiteral("synth"), QStringLiteral("0.01"),
-                 QStringLiteral("square"), QStringLiteral("100")})
-            .exitCode,
-        0);
+    ASSERT_EQ(runTool("sox", {"-D", "-V1", "-n", "-r", "48000", "-c", "1", "-b", "24", path, "synth", "0.01",
+                              "square", "100"})
+                  .exitCode,
+              0);
     for (uint32_t bytes : {1u, 2u}) {
         const Pcm pcm = readAtClientFormat(path, integerFormat(48000, 1, bytes * 8, bytes), 480);
         ASSERT_EQ(pcm.frames(), 480u);

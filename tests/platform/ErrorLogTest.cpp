@@ -79,7 +79,7 @@ TEST_F(ErrorLogTest, SavesAndMailsTheText)
 {
     ErrorLog::logMessage(QStringLiteral("Ünïcode & more"));
     ScratchDir scratch;
-    const QString path = scratch.file(QStringLiteral("report.log"));
+    const QString path = scratch.file("report.log");
     log->saveToFile(path);
     QFile saved(path);
     ASSERT_TRUE(saved.open(QIODevice::ReadOnly));

@@ -1,7 +1,6 @@
 #include "MainThread.h"
 #include "NamedException.h"
 
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <QThread>
 #include <QTimer>
