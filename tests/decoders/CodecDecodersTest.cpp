@@ -14,6 +14,8 @@
 #include <QJsonObject>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 enum class Reference
@@ -40,7 +42,7 @@ struct CodecCase
 // What the codec's own tool decodes path to.
 Pcm referenceDecode(const QString& path, Reference reference, ScratchDir& scratch)
 {
-    const QString wav = scratch.file(QFileInfo(path).completeBaseName() + QStringLiteral("-reference.wav"));
+    const QString wav = scratch.file(QFileInfo(path).completeBaseName() + u"-reference.wav"_s);
     switch (reference) {
     case Reference::Wvunpack:
         EXPECT_EQ(runTool("wvunpack", {"-q", "-y", path, "-o", wav}).exitCode, 0);
@@ -141,7 +143,7 @@ TEST(TrueAudioDecoder, TruncatedFilesDecodeTheirStartOrFail)
         EXPECT_LT(decodeAll(*decoder).frames(), 48000u);
     } catch (const NamedException& exception) {
         EXPECT_EQ(exception.name(), kTTAException);
-        EXPECT_EQ(exception.reason(), QStringLiteral("TTA Decoder process_stream Error"));
+        EXPECT_EQ(exception.reason(), u"TTA Decoder process_stream Error"_s);
     }
 }
 
@@ -157,7 +159,7 @@ TEST(MonkeysAudioDecoder, MatchesFFmpegWithTheFilesLength)
         ErrorLogCapture log;
         auto decoder = ZTDecoder::decoderWithFilename(path);
         ASSERT_NE(decoder, nullptr) << log.messages().join(u'\n').toStdString();
-        EXPECT_EQ(decoder->className(), QStringLiteral("MonkeysAudioDecoder"));
+        EXPECT_EQ(decoder->className(), u"MonkeysAudioDecoder"_s);
         const QJsonObject probe = ffprobe(path, {"-show_entries", "stream=duration_ts"});
         EXPECT_EQ(decoder->totalFrames(), probe["streams"][0]["duration_ts"].toInteger());
         const Pcm decoded = decodeAll(*decoder, 777);

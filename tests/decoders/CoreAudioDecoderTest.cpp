@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 std::unique_ptr<ZTDecoder> openGenerated(const char* name)
@@ -47,7 +49,7 @@ TEST_P(CoreAudioLossless, DeliversTheSourceSamplesInTheFileWidth)
     ErrorLogCapture log;
     auto decoder = openGenerated(c.file);
     ASSERT_NE(decoder, nullptr) << log.messages().join(QLatin1Char('\n')).toStdString();
-    ASSERT_EQ(decoder->className(), QStringLiteral("CoreAudioDecoder"));
+    ASSERT_EQ(decoder->className(), u"CoreAudioDecoder"_s);
     expectPackedFormat(*decoder, c.sampleRate, c.channels, c.bitsPerChannel, c.bytesPerSample, c.layoutTag);
 
     // Odd chunk sizes make reads straddle the ring buffer's refills.
@@ -124,7 +126,7 @@ TEST_P(CoreAudioLossy, MatchesTheSourceWaveform)
     ErrorLogCapture log;
     auto decoder = openGenerated(c.file);
     ASSERT_NE(decoder, nullptr) << log.messages().join(QLatin1Char('\n')).toStdString();
-    ASSERT_EQ(decoder->className(), QStringLiteral("CoreAudioDecoder"));
+    ASSERT_EQ(decoder->className(), u"CoreAudioDecoder"_s);
     const Pcm source = decodeWithFFmpeg(Fixtures::generated(QLatin1String(c.source)));
     expectPackedFormat(*decoder, source.sampleRate, c.channels, 16, 2, c.layoutTag);
 
@@ -175,10 +177,10 @@ TEST(CoreAudioDecoder, ClientFormatsOutsideTheReadersWidthsFallBackToFFmpeg)
     ErrorLogCapture log;
     auto decoder = openGenerated("plat-double.wav");
     ASSERT_NE(decoder, nullptr);
-    EXPECT_EQ(decoder->className(), QStringLiteral("FFMPEGDecoder"));
+    EXPECT_EQ(decoder->className(), u"FFMPEGDecoder"_s);
     EXPECT_EQ(log.messages(),
               QStringList(
-                  {QStringLiteral("Audio File Set Property Client Data Format Failed With Error: fmt?"),
+                  {u"Audio File Set Property Client Data Format Failed With Error: fmt?"_s,
                    QStringLiteral(
                        "Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder")}));
     EXPECT_EQ(decodeAll(*decoder).frames(), 44100u);

@@ -20,6 +20,8 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 double dB(double ratio)
@@ -32,7 +34,7 @@ std::unique_ptr<ZTDecoder> openDSD(const QString& name)
     std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(Fixtures::generated(name));
     EXPECT_NE(decoder, nullptr) << name.toStdString();
     if (decoder) {
-        EXPECT_EQ(decoder->className(), QStringLiteral("DSDDecoder"));
+        EXPECT_EQ(decoder->className(), u"DSDDecoder"_s);
     }
     return decoder;
 }
@@ -112,8 +114,8 @@ TEST(DSDDecoder, DFFAndDSFOfTheSameBitsDecodeToTheSamePCM)
     PreferencesScope prefs;
     for (const char* name : {"dsd-tone-64-1ch", "dsd-tone-64-2ch", "dsd-tone-64-6ch", "dsd-tone-128-1ch",
                              "dsd-tone-128-2ch", "dsd-whole-blocks"}) {
-        std::unique_ptr<ZTDecoder> dsf = openDSD(QLatin1String(name) + QStringLiteral(".dsf"));
-        std::unique_ptr<ZTDecoder> dff = openDSD(QLatin1String(name) + QStringLiteral(".dff"));
+        std::unique_ptr<ZTDecoder> dsf = openDSD(QLatin1String(name) + u".dsf"_s);
+        std::unique_ptr<ZTDecoder> dff = openDSD(QLatin1String(name) + u".dff"_s);
         ASSERT_TRUE(dsf && dff);
         const Pcm fromDSF = decodeAll(*dsf);
         const Pcm fromDFF = decodeAll(*dff);
@@ -144,7 +146,7 @@ TEST(DSDDecoder, AgreesWithFFmpegOnTheSameFile)
     reference.samples.resize(size_t(ffmpeg.standardOutput.size()) / 4);
     std::memcpy(reference.samples.data(), ffmpeg.standardOutput.constData(), reference.samples.size() * 4);
 
-    std::unique_ptr<ZTDecoder> decoder = openDSD(QStringLiteral("dsd-tone-64-2ch.dsf"));
+    std::unique_ptr<ZTDecoder> decoder = openDSD(u"dsd-tone-64-2ch.dsf"_s);
     ASSERT_NE(decoder, nullptr);
     const Pcm ours = decodeAll(*decoder);
     for (int channel = 0; channel < 2; ++channel) {
@@ -176,8 +178,8 @@ TEST(DSDDecoder, TheIdlePatternIsSilenceFromTheFirstSample)
 TEST(DSDDecoder, PassesTwentyKilohertzAndStopsWhatWouldFoldBack)
 {
     PreferencesScope prefs;
-    std::unique_ptr<ZTDecoder> passband = openDSD(QStringLiteral("dsd-20k.dsf"));
-    std::unique_ptr<ZTDecoder> stopband = openDSD(QStringLiteral("dsd-70k.dsf"));
+    std::unique_ptr<ZTDecoder> passband = openDSD(u"dsd-20k.dsf"_s);
+    std::unique_ptr<ZTDecoder> stopband = openDSD(u"dsd-70k.dsf"_s);
     ASSERT_TRUE(passband && stopband);
     EXPECT_NEAR(dB(fitTone(decodeAll(*passband), 0, 20000).amplitude / 0.5), 0.0, 0.1);
     EXPECT_LT(dB(fitTone(decodeAll(*stopband), 0, 88200 - 70000).amplitude / 0.5), -100.0);
@@ -186,23 +188,23 @@ TEST(DSDDecoder, PassesTwentyKilohertzAndStopsWhatWouldFoldBack)
 TEST(DSDDecoder, GainIsClampedToSixDecibelsAndClipsAtFullScale)
 {
     PreferencesScope prefs;
-    std::unique_ptr<ZTDecoder> plain = openDSD(QStringLiteral("dsd-loud.dsf"));
+    std::unique_ptr<ZTDecoder> plain = openDSD(u"dsd-loud.dsf"_s);
     ASSERT_NE(plain, nullptr);
     EXPECT_EQ(static_cast<DSDDecoder&>(*plain).gain(), 1.0f);
     const Pcm unscaled = decodeAll(*plain);
 
     // Below 0 dB means no gain at all; the decimation preference changes
     // nothing.
-    prefs.set(QStringLiteral("dsd_gain"), -3.0);
-    prefs.set(QStringLiteral("dsd_decimation"), 8);
-    std::unique_ptr<ZTDecoder> negative = openDSD(QStringLiteral("dsd-loud.dsf"));
+    prefs.set(u"dsd_gain"_s, -3.0);
+    prefs.set(u"dsd_decimation"_s, 8);
+    std::unique_ptr<ZTDecoder> negative = openDSD(u"dsd-loud.dsf"_s);
     ASSERT_NE(negative, nullptr);
     EXPECT_EQ(static_cast<DSDDecoder&>(*negative).gain(), 1.0f);
     EXPECT_EQ(negative->decodeFormat().mSampleRate, 88200.0);
     EXPECT_EQ(countDifferences(decodeAll(*negative), unscaled), 0u);
 
-    prefs.set(QStringLiteral("dsd_gain"), 10.0);
-    std::unique_ptr<ZTDecoder> loud = openDSD(QStringLiteral("dsd-loud.dsf"));
+    prefs.set(u"dsd_gain"_s, 10.0);
+    std::unique_ptr<ZTDecoder> loud = openDSD(u"dsd-loud.dsf"_s);
     ASSERT_NE(loud, nullptr);
     const double gain = static_cast<DSDDecoder&>(*loud).gain();
     EXPECT_NEAR(gain, 1.99526, 1e-5);

@@ -15,6 +15,8 @@
 #include <gtest/gtest.h>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Kind = DecoderDamage::Kind;
@@ -40,7 +42,7 @@ TEST(DecoderDamage, SaysWhatWasFoundAndWhere)
 
     DecoderDamage signature;
     signature.note(Kind::ChecksumMismatch, int64_t(20.0 * rate));
-    EXPECT_EQ(signature.describe(rate), QStringLiteral("MD5 signature does not match the decoded audio"));
+    EXPECT_EQ(signature.describe(rate), u"MD5 signature does not match the decoded audio"_s);
 
     DecoderDamage ogg;
     ogg.note(Kind::MissingPages, int64_t(61.25 * rate), 2);

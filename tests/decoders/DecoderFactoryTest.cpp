@@ -14,6 +14,8 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString className(DecoderClass decoderClass)
@@ -90,7 +92,7 @@ TEST_P(RefusedFiles, GiveNullAndEveryDecodersLogLine)
 }
 
 const QString kFallBack =
-    QStringLiteral("Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder");
+    u"Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder"_s;
 
 INSTANTIATE_TEST_SUITE_P(
     Files, RefusedFiles,

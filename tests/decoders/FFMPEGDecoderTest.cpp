@@ -14,6 +14,8 @@
 #include <gtest/gtest.h>
 #include <link.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct FFmpegCase
@@ -39,8 +41,8 @@ TEST_P(FFmpegFiles, DecodeTheFirstAudioStreamTo16Bits)
     ErrorLogCapture log;
     auto decoder = ZTDecoder::decoderWithFilename(path);
     ASSERT_NE(decoder, nullptr) << log.messages().join(QLatin1Char('\n')).toStdString();
-    ASSERT_EQ(decoder->className(), QStringLiteral("FFMPEGDecoder"));
-    const QStringList fallback{QStringLiteral("ExtAudioFileOpenURL Failed With Error: typ?"),
+    ASSERT_EQ(decoder->className(), u"FFMPEGDecoder"_s);
+    const QStringList fallback{u"ExtAudioFileOpenURL Failed With Error: typ?"_s,
                                QStringLiteral("Failed To Create Core Audio Decoder.  Attempting To Fall Back "
                                               "To FFMPEG Decoder")};
     EXPECT_EQ(log.messages(), c.byFallback ? fallback : QStringList());
@@ -100,7 +102,7 @@ TEST(FFMPEGDecoder, EightBitSamplesAreDeliveredUnsignedAsDecoded)
 {
     auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated("plat-u8.mov"));
     ASSERT_NE(decoder, nullptr);
-    ASSERT_EQ(decoder->className(), QStringLiteral("FFMPEGDecoder"));
+    ASSERT_EQ(decoder->className(), u"FFMPEGDecoder"_s);
     expectPackedFormat(*decoder, 22050, 1, 8, 1, kAudioChannelLayoutTag_Mono);
     Pcm decoded = decodeAll(*decoder);
     for (int32_t& sample : decoded.samples) {

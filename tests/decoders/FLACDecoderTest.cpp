@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 #include <tuple>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct FLACCase
@@ -87,7 +89,7 @@ TEST(FLACAndWavPackDecoders, UnsupportedDepthsOpenButRefuseTheFirstBlock)
             ADD_FAILURE() << file << " decoded";
         } catch (const NamedException& e) {
             EXPECT_EQ(e.name(), kIllegalInputException);
-            EXPECT_EQ(e.reason(), QStringLiteral("%1 Does Not Support %2 Bit Files").arg(codec).arg(bits));
+            EXPECT_EQ(e.reason(), u"%1 Does Not Support %2 Bit Files"_s.arg(codec).arg(bits));
         }
     }
 }

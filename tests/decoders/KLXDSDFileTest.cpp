@@ -16,6 +16,8 @@
 #include <QJsonArray>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct GeometryCase
@@ -140,7 +142,7 @@ TEST(KLXDSDFile, RefusesWhatItCannotDecodeWithItsMessage)
         EXPECT_EQ(KLXDSDFile::initWithFilename(c.path, 32, &error), nullptr) << c.name;
         EXPECT_EQ(error.localizedDescription, message) << c.name;
         EXPECT_EQ(error.code, 100);
-        EXPECT_TRUE(error.domain.endsWith(QStringLiteral(".dsdfile")));
+        EXPECT_TRUE(error.domain.endsWith(u".dsdfile"_s));
 
         // Through the factory: a null decoder and the message in the log.
         PreferencesScope prefs;
@@ -179,8 +181,8 @@ void expectCleanOutcome(const QString& path, bool opens, const std::string& what
         }
     } else {
         ASSERT_EQ(log.messages().size(), 1) << what;
-        EXPECT_TRUE(log.messages().first().startsWith(QStringLiteral("DSDDecoder Unable To ")) ||
-                    log.messages().first().startsWith(QStringLiteral("DSDDecoder Not A Vaild DSD File: ")))
+        EXPECT_TRUE(log.messages().first().startsWith(u"DSDDecoder Unable To "_s) ||
+                    log.messages().first().startsWith(u"DSDDecoder Not A Vaild DSD File: "_s))
             << what;
     }
 }

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 std::unique_ptr<ZTDecoder> openModule(const QString& path)
@@ -17,7 +19,7 @@ std::unique_ptr<ZTDecoder> openModule(const QString& path)
     auto decoder = ZTDecoder::decoderWithFilename(path);
     EXPECT_NE(decoder, nullptr) << log.messages().join(u'\n').toStdString();
     if (decoder) {
-        EXPECT_EQ(decoder->className(), QStringLiteral("ModDecoder"));
+        EXPECT_EQ(decoder->className(), u"ModDecoder"_s);
         expectPackedFormat(*decoder, 44100, 2, 16, 2, kAudioChannelLayoutTag_Stereo);
     }
     return decoder;
@@ -60,7 +62,7 @@ TEST(ModDecoder, AFileNoLoaderTakesIsLogged)
     const QString path = Fixtures::generated("codec-broken.mod");
     ErrorLogCapture log;
     EXPECT_EQ(ZTDecoder::decoderWithFilename(path), nullptr);
-    EXPECT_EQ(log.messages(), QStringList{QStringLiteral("ModDecoder ModPlug_Load Failed!  File: ") + path});
+    EXPECT_EQ(log.messages(), QStringList{u"ModDecoder ModPlug_Load Failed!  File: "_s + path});
     // The module lock was given back: the next module opens.
     EXPECT_NE(ZTDecoder::decoderWithFilename(Fixtures::generated("codec-loop.mod")), nullptr);
 }

@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 enum class Length
@@ -66,9 +68,8 @@ TEST_P(OggDecoding, FollowsTheSourceWithTheDecodersLength)
     if (QLatin1String(c.decoderClass) == QLatin1String("OggOpusDecoder")) {
         // The span of the page granules, at 48 kHz whatever the output rate,
         // pre-skip included: what ffprobe calls the stream's duration.
-        const QJsonObject stream =
-            ffprobe(path, {QStringLiteral("-show_streams")})[QStringLiteral("streams")][0].toObject();
-        EXPECT_EQ(decoder->totalFrames(), stream[QStringLiteral("duration_ts")].toInteger());
+        const QJsonObject stream = ffprobe(path, {u"-show_streams"_s})[u"streams"_s][0].toObject();
+        EXPECT_EQ(decoder->totalFrames(), stream[u"duration_ts"_s].toInteger());
     }
 
     const Pcm decoded = decodeAll(*decoder, 1000);

@@ -5,6 +5,8 @@
 #include <numeric>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 std::vector<uint8_t> sequence(size_t count, uint8_t first)
@@ -22,24 +24,23 @@ template <class F> QString reasonOf(F f)
     } catch (const NamedException& e) {
         return e.reason();
     }
-    return QStringLiteral("<no exception>");
+    return u"<no exception>"_s;
 }
 
 TEST(RingBuffer, PreconditionsRaiseTheirConditionText)
 {
-    EXPECT_EQ(reasonOf([] { RingBuffer ring(0); }),
-              QStringLiteral("Invalid parameter not satisfying: 0 < size"));
+    EXPECT_EQ(reasonOf([] { RingBuffer ring(0); }), u"Invalid parameter not satisfying: 0 < size"_s);
     RingBuffer ring(8);
     uint8_t byte = 0;
     EXPECT_EQ(reasonOf([&] { ring.getData(nullptr, 1); }),
-              QStringLiteral("Invalid parameter not satisfying: NULL != buf"));
+              u"Invalid parameter not satisfying: NULL != buf"_s);
     EXPECT_EQ(reasonOf([&] { ring.putData(nullptr, 1); }),
-              QStringLiteral("Invalid parameter not satisfying: NULL != data"));
+              u"Invalid parameter not satisfying: NULL != data"_s);
     EXPECT_EQ(reasonOf([&] { ring.putData(&byte, 0); }),
-              QStringLiteral("Invalid parameter not satisfying: 0 < byteCount"));
+              u"Invalid parameter not satisfying: 0 < byteCount"_s);
     const std::vector<uint8_t> tooMuch(9);
     EXPECT_EQ(reasonOf([&] { ring.putData(tooMuch.data(), 9); }),
-              QStringLiteral("Invalid parameter not satisfying: [self freeSpaceAvailable] >= byteCount"));
+              u"Invalid parameter not satisfying: [self freeSpaceAvailable] >= byteCount"_s);
     EXPECT_EQ(ring.bytesAvailable(), 0u) << "a refused write changes nothing";
 }
 

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString reasonOfRead(ZTDecoder& decoder, AudioBufferList* list, uint32_t frames)
@@ -33,12 +35,10 @@ TEST(ZTDecoder, ReadChecksItsArgumentsInOrderAndReportsWhatItDelivered)
     none.mNumberBuffers = 0;
 
     // A null list is reported before the zero frame count.
-    EXPECT_EQ(reasonOfRead(*decoder, nullptr, 0),
-              QStringLiteral("Invalid parameter not satisfying: NULL != bufferList"));
+    EXPECT_EQ(reasonOfRead(*decoder, nullptr, 0), u"Invalid parameter not satisfying: NULL != bufferList"_s);
     EXPECT_EQ(reasonOfRead(*decoder, &none, 0),
-              QStringLiteral("Invalid parameter not satisfying: 0 < bufferList->mNumberBuffers"));
-    EXPECT_EQ(reasonOfRead(*decoder, &small, 0),
-              QStringLiteral("Invalid parameter not satisfying: 0 < frameCount"));
+              u"Invalid parameter not satisfying: 0 < bufferList->mNumberBuffers"_s);
+    EXPECT_EQ(reasonOfRead(*decoder, &small, 0), u"Invalid parameter not satisfying: 0 < frameCount"_s);
     EXPECT_EQ(reasonOfRead(*decoder, &small, 3),
               QStringLiteral(
                   "Invalid parameter not satisfying: bufferList->mBuffers[0].mDataByteSize >= byteCount"));

@@ -17,6 +17,8 @@
 #include <QWidget>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The notification service's side of the calls: records them and answers
@@ -51,28 +53,27 @@ class DesktopNotifierTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        daemon.start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                                                     QStringLiteral("--print-address=1")});
+        daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
         if (!daemon.waitForStarted(5000) || !daemon.waitForReadyRead(5000)) {
             GTEST_SKIP() << "skipped: dbus-daemon could not be started";
         }
         address = QString::fromUtf8(daemon.readLine()).trimmed();
-        QDBusConnection service = QDBusConnection::connectToBus(address, QStringLiteral("service"));
+        QDBusConnection service = QDBusConnection::connectToBus(address, u"service"_s);
         ASSERT_TRUE(service.isConnected());
-        ASSERT_TRUE(service.registerObject(QStringLiteral("/org/freedesktop/Notifications"), &server,
+        ASSERT_TRUE(service.registerObject(u"/org/freedesktop/Notifications"_s, &server,
                                            QDBusConnection::ExportAllSlots));
-        ASSERT_TRUE(service.registerService(QStringLiteral("org.freedesktop.Notifications")));
+        ASSERT_TRUE(service.registerService(u"org.freedesktop.Notifications"_s));
     }
 
     void TearDown() override
     {
-        QDBusConnection::disconnectFromBus(QStringLiteral("service"));
-        QDBusConnection::disconnectFromBus(QStringLiteral("client"));
+        QDBusConnection::disconnectFromBus(u"service"_s);
+        QDBusConnection::disconnectFromBus(u"client"_s);
         daemon.kill();
         daemon.waitForFinished();
     }
 
-    QDBusConnection client() { return QDBusConnection::connectToBus(address, QStringLiteral("client")); }
+    QDBusConnection client() { return QDBusConnection::connectToBus(address, u"client"_s); }
 
     QProcess daemon;
     QString address;
@@ -85,8 +86,8 @@ TEST_F(DesktopNotifierTest, ARunEndingInTheBackgroundIsAnnounced)
     PreferencesScope prefs;
     const QString out = scratch.file("out");
     QDir().mkpath(out);
-    prefs.set(QStringLiteral("firstRun"), false);
-    prefs.set(QStringLiteral("destinationDirectory"), out);
+    prefs.set(u"firstRun"_s, false);
+    prefs.set(u"destinationDirectory"_s, out);
 
     DesktopUserInterface ui;
     ApplicationController controller(&ui);
@@ -116,33 +117,33 @@ TEST_F(DesktopNotifierTest, ARunEndingInTheBackgroundIsAnnounced)
     ASSERT_TRUE(waitUntil([&] { return server.calls.size() == 1; }, 10));
 
     const NotificationService::Call& call = server.calls.first();
-    EXPECT_EQ(call.application, QStringLiteral("Sonabrik"));
-    EXPECT_EQ(call.icon, QStringLiteral("org.sonabrik.Sonabrik"));
-    EXPECT_EQ(call.summary, QStringLiteral("Conversion finished"));
-    EXPECT_EQ(call.body, QStringLiteral("2 files written."));
+    EXPECT_EQ(call.application, u"Sonabrik"_s);
+    EXPECT_EQ(call.icon, u"org.sonabrik.Sonabrik"_s);
+    EXPECT_EQ(call.summary, u"Conversion finished"_s);
+    EXPECT_EQ(call.body, u"2 files written."_s);
     EXPECT_EQ(call.replaces, 0u);
-    EXPECT_EQ(call.hints.value(QStringLiteral("desktop-entry")).toString(),
-              QStringLiteral("org.sonabrik.Sonabrik"));
+    EXPECT_EQ(call.hints.value(u"desktop-entry"_s).toString(), u"org.sonabrik.Sonabrik"_s);
 
     // A later one replaces the first if it is still shown.
     ASSERT_TRUE(waitUntil([&] { return notifier.shownId() == 42; }, 10));
-    notifier.notify(QStringLiteral("Again"), QString());
+    notifier.notify(u"Again"_s, QString());
     ASSERT_TRUE(waitUntil([&] { return server.calls.size() == 2; }, 10));
     EXPECT_EQ(server.calls.last().replaces, 42u);
 }
 
 TEST_F(DesktopNotifierTest, NoServiceOnTheBusLosesOnlyTheNote)
 {
-    QDBusConnection::disconnectFromBus(QStringLiteral("service"));
+    QDBusConnection::disconnectFromBus(u"service"_s);
     DesktopNotifier notifier(client());
-    notifier.notify(QStringLiteral("Nobody listens"), QString());
+    notifier.notify(u"Nobody listens"_s, QString());
     // The call is answered with an error by the bus; nothing waits for it.
     QApplication::processEvents();
     EXPECT_TRUE(server.calls.isEmpty());
-    DesktopNotifier unconnected(QDBusConnection(QStringLiteral("never-connected")));
-    unconnected.notify(QStringLiteral("Nowhere"), QString());
+    DesktopNotifier unconnected(QDBusConnection(u"never-connected"_s));
+    unconnected.notify(u"Nowhere"_s, QString());
 }
 
 } // namespace
 
 #include "DesktopNotifierTest.moc"
+

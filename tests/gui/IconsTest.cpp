@@ -14,6 +14,8 @@
 #include <QSet>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Names given as string literals where the program takes an icon: to
@@ -24,8 +26,8 @@ QSet<QString> iconNamesInSources()
         QStringLiteral(R"re((?:themed|addCommand)\([^;]*?QStringLiteral\("([a-z]+(?:-[a-z]+)+)"\))re"),
         QRegularExpression::DotMatchesEverythingOption);
     QSet<QString> names;
-    QDirIterator files(QStringLiteral(SONABRIK_SOURCE_DIR "/Classes/gui"), {QStringLiteral("*.cpp")},
-                       QDir::Files, QDirIterator::Subdirectories);
+    QDirIterator files(QStringLiteral(SONABRIK_SOURCE_DIR "/Classes/gui"), {u"*.cpp"_s}, QDir::Files,
+                       QDirIterator::Subdirectories);
     while (files.hasNext()) {
         QFile file(files.next());
         if (!file.open(QIODevice::ReadOnly)) {
@@ -44,14 +46,14 @@ TEST(IconsTest, EveryNameUsedHasABundledDrawingThatRenders)
     const QSet<QString> names = iconNamesInSources();
     ASSERT_GE(names.size(), 15) << "the source scan found too few icon names to be trusted";
     for (const QString& name : names) {
-        EXPECT_TRUE(QFile::exists(QStringLiteral(":/icons/") + name + QStringLiteral(".svg")))
+        EXPECT_TRUE(QFile::exists(u":/icons/"_s + name + u".svg"_s))
             << "no bundled drawing for " << name.toStdString();
     }
 
     // With a theme that has nothing, the bundled drawings are what shows.
     const QString theme = QIcon::themeName();
-    QIcon::setThemeName(QStringLiteral("sonabrik-test-no-such-theme"));
-    for (const QString& file : QDir(QStringLiteral(":/icons")).entryList({QStringLiteral("*.svg")})) {
+    QIcon::setThemeName(u"sonabrik-test-no-such-theme"_s);
+    for (const QString& file : QDir(u":/icons"_s).entryList({u"*.svg"_s})) {
         const QString name = file.chopped(4);
         const QImage image = Icons::themed(name).pixmap(32, 32).toImage();
         ASSERT_FALSE(image.isNull()) << name.toStdString();

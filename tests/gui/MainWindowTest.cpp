@@ -42,6 +42,8 @@
 #include <map>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 double durationOf(const QString& path)
@@ -76,7 +78,7 @@ QAbstractButton* buttonWithCode(QMessageBox* box, int code)
 class MainWindowTest : public ::testing::Test, protected RunIntoScratch, protected DesktopProgram<>
 {
 protected:
-    MainWindowTest() : RunIntoScratch({{QStringLiteral("numProcesses"), 2}})
+    MainWindowTest() : RunIntoScratch({{u"numProcesses"_s, 2}})
     {
         QObject::connect(&window, &MainWindow::terminateApproved, [this] { ++terminations; });
     }
@@ -103,21 +105,21 @@ protected:
 TEST_F(MainWindowTest, DroppedUriListQueuesOnlyAcceptedLocalFiles)
 {
     const QString album = scratch.file("album");
-    QDir().mkpath(album + QStringLiteral("/disc 2"));
+    QDir().mkpath(album + u"/disc 2"_s);
     scratch.copyOf(Fixtures::generated("ctl-short.wav"), "album/01 one.wav");
-    scratch.copyOf(Fixtures::generated("ctl-tagged.flac"), QStringLiteral("album/disc 2/02.FLAC"));
+    scratch.copyOf(Fixtures::generated("ctl-tagged.flac"), u"album/disc 2/02.FLAC"_s);
     scratch.copyOf(Fixtures::generated("ctl-short.wav"), "album/.hidden.wav");
-    QFile notes(album + QStringLiteral("/notes.txt"));
+    QFile notes(album + u"/notes.txt"_s);
     ASSERT_TRUE(notes.open(QIODevice::WriteOnly));
     notes.close();
 
     // A drop of nothing but a web address is refused at once.
-    EXPECT_FALSE(drop({QUrl(QStringLiteral("https://example.org/song.mp3"))}));
+    EXPECT_FALSE(drop({QUrl(u"https://example.org/song.mp3"_s)}));
     EXPECT_EQ(window.queueModel()->rowCount(), 0);
 
     bool parsed = false;
     QObject::connect(&controller, &ApplicationController::parsingFinished, [&parsed] { parsed = true; });
-    ASSERT_TRUE(drop({QUrl::fromLocalFile(album), QUrl(QStringLiteral("https://example.org/song.mp3"))}));
+    ASSERT_TRUE(drop({QUrl::fromLocalFile(album), QUrl(u"https://example.org/song.mp3"_s)}));
     ASSERT_TRUE(waitUntil([&] { return parsed; }));
 
     QStringList queued;
@@ -125,8 +127,7 @@ TEST_F(MainWindowTest, DroppedUriListQueuesOnlyAcceptedLocalFiles)
         queued << window.queueModel()->index(row).data(QueueListModel::PathRole).toString();
     }
     queued.sort();
-    EXPECT_EQ(queued, QStringList({album + QStringLiteral("/01 one.wav"),
-                                   album + QStringLiteral("/disc 2/02.FLAC")}));
+    EXPECT_EQ(queued, QStringList({album + u"/01 one.wav"_s, album + u"/disc 2/02.FLAC"_s}));
     // The first row is selected once the queue is filled, and the status
     // line counts the files.
     EXPECT_EQ(ui.selectedRows(), QList<int>({0}));
@@ -138,7 +139,7 @@ TEST_F(MainWindowTest, ThirtyOneNewlySelectedRowsAreReadBehindTheProgressSheet)
     // The first row is selected once they are queued: 31 more make the sheet.
     for (int n = 1; n <= 32; ++n) {
         paths << scratch.copyOf(Fixtures::generated("ctl-tagged.flac"),
-                                QStringLiteral("many/%1.flac").arg(n, 2, 10, QLatin1Char('0')));
+                                u"many/%1.flac"_s.arg(n, 2, 10, QLatin1Char('0')));
     }
     int resets = 0;
     int insertions = 0;
@@ -188,10 +189,10 @@ TEST_F(MainWindowTest, EncodeFromTheToolbarConvertsTheQueueAndEveryRowReachesIts
     // The preferences are open when the run starts; the run closes them.
     window.action("preferences")->trigger();
     ASSERT_TRUE(window.preferencesWindow()->isVisible());
-    EXPECT_EQ(window.preferencesWindow()->windowTitle(), QStringLiteral("Sonabrik Preferences"));
+    EXPECT_EQ(window.preferencesWindow()->windowTitle(), u"Sonabrik Preferences"_s);
 
     window.encodeButtonAction()->trigger();
-    EXPECT_EQ(window.encodeButtonAction()->text(), QStringLiteral("Cancel"));
+    EXPECT_EQ(window.encodeButtonAction()->text(), u"Cancel"_s);
     EXPECT_FALSE(window.preferencesWindow()->isVisible());
     ASSERT_TRUE(waitForRunEnd());
 
@@ -199,30 +200,30 @@ TEST_F(MainWindowTest, EncodeFromTheToolbarConvertsTheQueueAndEveryRowReachesIts
     for (const auto& [path, percent] : highest) {
         EXPECT_FLOAT_EQ(percent, 1.0f) << path.toStdString();
     }
-    EXPECT_EQ(buttonTexts, QStringList(3, QStringLiteral("Cancel")));
+    EXPECT_EQ(buttonTexts, QStringList(3, u"Cancel"_s));
     // The status bar tells the run's progress while it lasts.
-    const QRegularExpression progress(QStringLiteral("^Converting: [0-2] of 3 files done, [0-9]+ %"));
+    const QRegularExpression progress(u"^Converting: [0-2] of 3 files done, [0-9]+ %"_s);
     for (const QString& text : statusTexts) {
         EXPECT_TRUE(progress.match(text).hasMatch()) << text.toStdString();
     }
-    EXPECT_EQ(window.encodeButtonAction()->text(), QStringLiteral("Encode"));
+    EXPECT_EQ(window.encodeButtonAction()->text(), u"Encode"_s);
     EXPECT_TRUE(window.encodeButtonAction()->isEnabled());
     EXPECT_EQ(window.queueModel()->rowCount(), 0);
-    EXPECT_EQ(window.windowTitle(), QStringLiteral("Sonabrik"));
-    EXPECT_NEAR(durationOf(out() + QStringLiteral("/ctl-short.mp3")), 0.5, 0.1);
-    EXPECT_NEAR(durationOf(out() + QStringLiteral("/ctl-tagged.mp3")), 0.5, 0.1);
-    EXPECT_NEAR(durationOf(out() + QStringLiteral("/ctl-tone.mp3")), 0.5, 0.1);
+    EXPECT_EQ(window.windowTitle(), u"Sonabrik"_s);
+    EXPECT_NEAR(durationOf(out() + u"/ctl-short.mp3"_s), 0.5, 0.1);
+    EXPECT_NEAR(durationOf(out() + u"/ctl-tagged.mp3"_s), 0.5, 0.1);
+    EXPECT_NEAR(durationOf(out() + u"/ctl-tone.mp3"_s), 0.5, 0.1);
 }
 
 TEST_F(MainWindowTest, TheOutputFolderPopUpShowsTheFolderTheFirstLaunchSetsUp)
 {
-    prefs.set(QStringLiteral("firstRun"), true);
+    prefs.set(u"firstRun"_s, true);
     // The welcome box is modal: answer it from the event loop it runs.
     QTimer answer;
     QObject::connect(&answer, &QTimer::timeout, [&] {
-        if (QMessageBox* box = visibleBox(QStringLiteral("Welcome"))) {
+        if (QMessageBox* box = visibleBox(u"Welcome"_s)) {
             for (QAbstractButton* button : box->buttons()) {
-                if (button->text() == QStringLiteral("OK!")) {
+                if (button->text() == u"OK!"_s) {
                     button->click();
                 }
             }
@@ -233,7 +234,7 @@ TEST_F(MainWindowTest, TheOutputFolderPopUpShowsTheFolderTheFirstLaunchSetsUp)
 
     const QString folder = ApplicationController::defaultOutputFolder();
     EXPECT_TRUE(QFileInfo(folder).isDir());
-    EXPECT_EQ(window.outputFolderPopUp()->currentText(), QStringLiteral("Sonabrik"));
+    EXPECT_EQ(window.outputFolderPopUp()->currentText(), u"Sonabrik"_s);
     EXPECT_EQ(window.outputFolderPopUp()->currentData(Qt::ToolTipRole).toString(), folder);
 }
 
@@ -245,16 +246,16 @@ TEST_F(MainWindowTest, ADamagedSourceIsMarkedInTheQueueAndAlerted)
     window.action("encode")->trigger();
     ASSERT_TRUE(waitForRunEnd());
     QMessageBox* box = nullptr;
-    ASSERT_TRUE(waitUntil([&] { return (box = visibleBox(QStringLiteral("1 of 1 files"))) != nullptr; }));
-    EXPECT_EQ(box->text(), QStringLiteral("1 of 1 files written from a damaged source."));
+    ASSERT_TRUE(waitUntil([&] { return (box = visibleBox(u"1 of 1 files"_s)) != nullptr; }));
+    EXPECT_EQ(box->text(), u"1 of 1 files written from a damaged source."_s);
     buttonWithCode(box, 1000)->click();
 
     ASSERT_EQ(window.queueModel()->rowCount(), 1);
     const QModelIndex row = window.queueModel()->index(0);
     EXPECT_TRUE(row.data(QueueListModel::DamagedRole).toBool());
     EXPECT_EQ(row.data(QueueListModel::StatusRole).toString(),
-              QStringLiteral("dec-16-2ch-truncated.flac - Converted from a damaged source"));
-    EXPECT_GT(durationOf(out() + QStringLiteral("/dec-16-2ch-truncated.mp3")), 0.1);
+              u"dec-16-2ch-truncated.flac - Converted from a damaged source"_s);
+    EXPECT_GT(durationOf(out() + u"/dec-16-2ch-truncated.mp3"_s), 0.1);
 }
 
 struct OverwriteCase
@@ -271,9 +272,9 @@ class OverwriteQuestionTest : public MainWindowTest, public ::testing::WithParam
 TEST_P(OverwriteQuestionTest, IsAWindowModalBoxAndEachAnswerDoesWhatItSays)
 {
     const OverwriteCase answer = GetParam();
-    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
-    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
-    prefs.set(QStringLiteral("numProcesses"), 1);
+    prefs.set(u"overwriteOutputFiles"_s, true);
+    prefs.set(u"promptBeforeOverwriting"_s, true);
+    prefs.set(u"numProcesses"_s, 1);
     const QByteArray existing("an older file that is not audio");
     for (const char* name : {"ctl-short.mp3", "ctl-second.mp3"}) {
         QFile file(out() + u'/' + QLatin1String(name));
@@ -287,7 +288,7 @@ TEST_P(OverwriteQuestionTest, IsAWindowModalBoxAndEachAnswerDoesWhatItSays)
     while (runsFinished == 0) {
         QMessageBox* box = nullptr;
         ASSERT_TRUE(waitUntil([&] {
-            box = visibleBox(QStringLiteral("The file"));
+            box = visibleBox(u"The file"_s);
             return box != nullptr || runsFinished > 0;
         }));
         if (box == nullptr) {
@@ -296,13 +297,13 @@ TEST_P(OverwriteQuestionTest, IsAWindowModalBoxAndEachAnswerDoesWhatItSays)
         ++questions;
         EXPECT_EQ(box->windowModality(), Qt::WindowModal);
         EXPECT_EQ(box->parentWidget(), &window);
-        EXPECT_EQ(box->informativeText(), QStringLiteral("Do you want to overwrite the existing file?"));
+        EXPECT_EQ(box->informativeText(), u"Do you want to overwrite the existing file?"_s);
         ASSERT_NE(box->checkBox(), nullptr);
-        EXPECT_EQ(box->checkBox()->text(), QStringLiteral("Apply to all in this batch"));
+        EXPECT_EQ(box->checkBox()->text(), u"Apply to all in this batch"_s);
         EXPECT_EQ(box->buttons().size(), 3);
-        EXPECT_EQ(buttonWithCode(box, 1000)->text(), QStringLiteral("No"));
-        EXPECT_EQ(buttonWithCode(box, 1001)->text(), QStringLiteral("Yes"));
-        EXPECT_EQ(buttonWithCode(box, 1002)->text(), QStringLiteral("Skip"));
+        EXPECT_EQ(buttonWithCode(box, 1000)->text(), u"No"_s);
+        EXPECT_EQ(buttonWithCode(box, 1001)->text(), u"Yes"_s);
+        EXPECT_EQ(buttonWithCode(box, 1002)->text(), u"Skip"_s);
         EXPECT_EQ(static_cast<QAbstractButton*>(box->defaultButton()), buttonWithCode(box, 1000));
         box->checkBox()->setChecked(answer.applyToAll);
         buttonWithCode(box, answer.button)->click();
@@ -312,8 +313,8 @@ TEST_P(OverwriteQuestionTest, IsAWindowModalBoxAndEachAnswerDoesWhatItSays)
     EXPECT_EQ(questions, answer.applyToAll ? 1 : 2);
 
     for (const char* base : {"ctl-short", "ctl-second"}) {
-        const QString path = out() + u'/' + QLatin1String(base) + QStringLiteral(".mp3");
-        const QString renamed = out() + u'/' + QLatin1String(base) + QStringLiteral(" 2.mp3");
+        const QString path = out() + u'/' + QLatin1String(base) + u".mp3"_s;
+        const QString renamed = out() + u'/' + QLatin1String(base) + u" 2.mp3"_s;
         switch (answer.button) {
         case 1000: // No: both kept, the new one beside it
             EXPECT_EQ(fileBytes(path), existing);
@@ -343,21 +344,20 @@ TEST_F(MainWindowTest, QuittingDuringARunAsksAndContinueKeepsItRunning)
 {
     // An output that exists holds its file at the overwrite question, so
     // the run is still going when the user quits.
-    prefs.set(QStringLiteral("overwriteOutputFiles"), true);
-    prefs.set(QStringLiteral("promptBeforeOverwriting"), true);
-    QFile file(out() + QStringLiteral("/ctl-short.mp3"));
+    prefs.set(u"overwriteOutputFiles"_s, true);
+    prefs.set(u"promptBeforeOverwriting"_s, true);
+    QFile file(out() + u"/ctl-short.mp3"_s);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.close();
     queue({Fixtures::generated("ctl-short.wav")});
     window.action("encode")->trigger();
-    ASSERT_TRUE(waitUntil([] { return visibleBox(QStringLiteral("The file")) != nullptr; }));
+    ASSERT_TRUE(waitUntil([] { return visibleBox(u"The file"_s) != nullptr; }));
 
     window.action("quit")->trigger();
     QMessageBox* question = nullptr;
-    ASSERT_TRUE(
-        waitUntil([&] { return (question = visibleBox(QStringLiteral("There Are Still"))) != nullptr; }));
-    EXPECT_EQ(question->text(), QStringLiteral("There Are Still Operations In Progress."));
-    EXPECT_EQ(buttonWithCode(question, 1001)->text(), QStringLiteral("Quit Anyway"));
+    ASSERT_TRUE(waitUntil([&] { return (question = visibleBox(u"There Are Still"_s)) != nullptr; }));
+    EXPECT_EQ(question->text(), u"There Are Still Operations In Progress."_s);
+    EXPECT_EQ(buttonWithCode(question, 1001)->text(), u"Quit Anyway"_s);
     buttonWithCode(question, 1000)->click();
     QApplication::processEvents();
     EXPECT_EQ(terminations, 0);
@@ -367,28 +367,27 @@ TEST_F(MainWindowTest, QuittingDuringARunAsksAndContinueKeepsItRunning)
     // Closing the window is quitting too; this time the answer is to quit:
     // the waiting file is cancelled, and the program ends with the run.
     window.close();
-    ASSERT_TRUE(
-        waitUntil([&] { return (question = visibleBox(QStringLiteral("There Are Still"))) != nullptr; }));
+    ASSERT_TRUE(waitUntil([&] { return (question = visibleBox(u"There Are Still"_s)) != nullptr; }));
     buttonWithCode(question, 1001)->click();
     ASSERT_TRUE(waitUntil([&] { return terminations == 1; }));
     EXPECT_EQ(controller.runningOperations(), 0);
-    EXPECT_TRUE(fileBytes(out() + QStringLiteral("/ctl-short.mp3")).isEmpty());
+    EXPECT_TRUE(fileBytes(out() + u"/ctl-short.mp3"_s).isEmpty());
 }
 
 TEST_F(MainWindowTest, ErrorLogWindowShowsDateAndMessageAndSavesTheLog)
 {
     ErrorLog::shared()->clear();
-    ErrorLog::logMessage(QStringLiteral("Failed to open one.flac"));
-    ErrorLog::logMessage(QStringLiteral("A message\nof three\nlines"));
+    ErrorLog::logMessage(u"Failed to open one.flac"_s);
+    ErrorLog::logMessage(u"A message\nof three\nlines"_s);
     ErrorLogWindowController* log = window.errorLogWindow();
     log->show();
     ASSERT_TRUE(waitUntil([&] { return log->model()->rowCount() == 2; }));
     QApplication::processEvents();
 
-    EXPECT_EQ(log->windowTitle(), QStringLiteral("Error Log"));
+    EXPECT_EQ(log->windowTitle(), u"Error Log"_s);
     EXPECT_EQ(log->model()->columnCount(), 2);
-    EXPECT_EQ(log->model()->headerData(1, Qt::Horizontal).toString(), QStringLiteral("Message"));
-    EXPECT_EQ(log->model()->index(1, 1).data().toString(), QStringLiteral("A message\nof three\nlines"));
+    EXPECT_EQ(log->model()->headerData(1, Qt::Horizontal).toString(), u"Message"_s);
+    EXPECT_EQ(log->model()->index(1, 1).data().toString(), u"A message\nof three\nlines"_s);
     EXPECT_FALSE(log->model()->index(0, 0).data().toString().isEmpty());
     // Rows are as tall as their text.
     EXPECT_GT(log->tableView()->rowHeight(1), 2 * log->tableView()->rowHeight(0));
@@ -400,7 +399,7 @@ TEST_F(MainWindowTest, ErrorLogWindowShowsDateAndMessageAndSavesTheLog)
     EXPECT_TRUE(fileBytes(saved).contains("\tA message\nof three\nlines\n"));
 
     // A message from another thread reaches the table, and Clear empties it.
-    std::thread([] { ErrorLog::logMessage(QStringLiteral("from a worker")); }).join();
+    std::thread([] { ErrorLog::logMessage(u"from a worker"_s); }).join();
     ASSERT_TRUE(waitUntil([&] { return log->model()->rowCount() == 3; }));
     log->clear();
     ASSERT_TRUE(waitUntil([&] { return log->model()->rowCount() == 0; }));
@@ -422,12 +421,12 @@ TEST(SingleInstanceTest, ASecondLaunchHandsItsPathsToTheFirstAndExits)
     // whose runtime folder holds the first instance's socket.
     QProcess second;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), scratch.path());
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    environment.insert(u"XDG_RUNTIME_DIR"_s, scratch.path());
+    environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
     second.setProcessEnvironment(environment);
     second.setWorkingDirectory(scratch.path());
     second.start(QStringLiteral(SONABRIK_BINARY_DIR "/Classes/sonabrik"),
-                 {QStringLiteral("song one.flac"), QStringLiteral("/music/album")});
+                 {u"song one.flac"_s, u"/music/album"_s});
     ASSERT_TRUE(second.waitForStarted());
     // The first instance answers from its event loop, which must turn.
     ASSERT_TRUE(waitUntil([&] { return second.state() == QProcess::NotRunning; }, 60))
@@ -435,7 +434,7 @@ TEST(SingleInstanceTest, ASecondLaunchHandsItsPathsToTheFirstAndExits)
     EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(second.exitCode(), 0);
     EXPECT_EQ(handOvers, 1);
-    EXPECT_EQ(received, QStringList({scratch.file("song one.flac"), QStringLiteral("/music/album")}));
+    EXPECT_EQ(received, QStringList({scratch.file("song one.flac"), u"/music/album"_s}));
 }
 
 } // namespace

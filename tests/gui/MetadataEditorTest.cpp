@@ -43,6 +43,8 @@
 #include <QUrl>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Field = AudioMetadata::Field;
@@ -125,10 +127,10 @@ protected:
 TEST_F(MetadataEditorTest, TypingIntoAFieldChangesEverySelectedRowAndNothingElse)
 {
     Program program;
-    const QString tagged = source(QStringLiteral("ctl-tagged.flac"));
-    const QString second = source(QStringLiteral("ctl-second.flac"));
-    const QString vorbis = source(QStringLiteral("ctl-tone.ogg"));
-    const QString left = source(QStringLiteral("ctl-tagged.mp3"));
+    const QString tagged = source(u"ctl-tagged.flac"_s);
+    const QString second = source(u"ctl-second.flac"_s);
+    const QString vorbis = source(u"ctl-tone.ogg"_s);
+    const QString left = source(u"ctl-tagged.mp3"_s);
     program.queue({tagged, second, vorbis, left});
     const QList<FileEncodeOperation*> three = {program.row(tagged), program.row(second), program.row(vorbis)};
     program.select(three);
@@ -138,24 +140,23 @@ TEST_F(MetadataEditorTest, TypingIntoAFieldChangesEverySelectedRowAndNothingElse
     ZTTextField* album = editor->textField(Field::albumTitle);
     ASSERT_NE(album, nullptr);
     EXPECT_EQ(album->text(), QString());
-    EXPECT_EQ(album->placeholderText(), QStringLiteral("Multiple Values"));
+    EXPECT_EQ(album->placeholderText(), u"Multiple Values"_s);
     // They agree on nothing but the disc: an empty field without the note.
     EXPECT_EQ(editor->textField(Field::discNumber)->placeholderText(), QString());
 
     album->setFocus();
-    QTest::keyClicks(album, QStringLiteral("Salt Marsh"));
+    QTest::keyClicks(album, u"Salt Marsh"_s);
     for (FileEncodeOperation* row : three) {
-        EXPECT_EQ(row->metadata()->albumTitle(), QStringLiteral("Salt Marsh"))
-            << row->inFilePath().toStdString();
+        EXPECT_EQ(row->metadata()->albumTitle(), u"Salt Marsh"_s) << row->inFilePath().toStdString();
     }
     // The other fields and the row left out are as they were.
-    EXPECT_EQ(program.row(tagged)->metadata()->trackTitle(), QStringLiteral("Lantern Road"));
-    EXPECT_EQ(program.row(second)->metadata()->trackTitle(), QStringLiteral("Second Song"));
-    EXPECT_EQ(program.row(vorbis)->metadata()->trackArtist(), QStringLiteral("The Quiet Orchards"));
+    EXPECT_EQ(program.row(tagged)->metadata()->trackTitle(), u"Lantern Road"_s);
+    EXPECT_EQ(program.row(second)->metadata()->trackTitle(), u"Second Song"_s);
+    EXPECT_EQ(program.row(vorbis)->metadata()->trackArtist(), u"The Quiet Orchards"_s);
     EXPECT_EQ(program.row(tagged)->metadata()->trackYear(), 1969);
     EXPECT_EQ(program.row(second)->metadata()->trackYear(), std::nullopt);
     EXPECT_EQ(program.row(left)->metadata()->albumTitle(), std::nullopt);
-    EXPECT_EQ(editor->textField(Field::trackTitle)->placeholderText(), QStringLiteral("Multiple Values"));
+    EXPECT_EQ(editor->textField(Field::trackTitle)->placeholderText(), u"Multiple Values"_s);
 
     // Emptying the field makes the album absent, not an empty text.
     album->selectAll();
@@ -165,17 +166,17 @@ TEST_F(MetadataEditorTest, TypingIntoAFieldChangesEverySelectedRowAndNothingElse
     // The lyrics tab edits all three as well.
     editor->switchToMetadataWindowTab(1);
     ASSERT_EQ(editor->metadataTabView()->tabBar()->tabData(1).toInt(), MetadataWindowcontroller::LyricsTab);
-    EXPECT_EQ(editor->lyricsTextView()->placeholderText(), QStringLiteral("Multiple Values"));
+    EXPECT_EQ(editor->lyricsTextView()->placeholderText(), u"Multiple Values"_s);
     editor->lyricsTextView()->setFocus();
-    QTest::keyClicks(editor->lyricsTextView(), QStringLiteral("la la"));
+    QTest::keyClicks(editor->lyricsTextView(), u"la la"_s);
     for (FileEncodeOperation* row : three) {
-        EXPECT_EQ(row->metadata()->lyrics(), QStringLiteral("la la"));
+        EXPECT_EQ(row->metadata()->lyrics(), u"la la"_s);
     }
 
     // The file tab shows the stream facts through the formatters.
     program.select({program.row(tagged)});
-    EXPECT_EQ(editor->fileInformationLabel(Field::sourceSampleRate)->text(), QStringLiteral("44.100 kHz"));
-    EXPECT_EQ(editor->fileInformationLabel(Field::sourceLength)->text(), QStringLiteral("(0:00)"));
+    EXPECT_EQ(editor->fileInformationLabel(Field::sourceSampleRate)->text(), u"44.100 kHz"_s);
+    EXPECT_EQ(editor->fileInformationLabel(Field::sourceLength)->text(), u"(0:00)"_s);
     EXPECT_TRUE(editor->fileInformationLabel(Field::sourceFileSize)->text().endsWith(QLatin1String(" KB")));
 }
 
@@ -186,8 +187,8 @@ class NumericFieldTest : public MetadataEditorTest, public ::testing::WithParamI
 TEST_P(NumericFieldTest, KeepsOnlyTheDigitsTyped)
 {
     Program program;
-    const QString first = source(QStringLiteral("ctl-tagged.flac"));
-    const QString second = source(QStringLiteral("ctl-second.flac"));
+    const QString first = source(u"ctl-tagged.flac"_s);
+    const QString second = source(u"ctl-second.flac"_s);
     program.queue({first, second});
     program.select({program.row(first), program.row(second)});
     MetadataWindowcontroller* editor = program.openEditor();
@@ -196,16 +197,16 @@ TEST_P(NumericFieldTest, KeepsOnlyTheDigitsTyped)
     ASSERT_NE(field, nullptr);
     field->setFocus();
     field->selectAll();
-    QTest::keyClicks(field, QStringLiteral("1a9-8 4x"));
-    EXPECT_EQ(field->text(), QStringLiteral("1984"));
+    QTest::keyClicks(field, u"1a9-8 4x"_s);
+    EXPECT_EQ(field->text(), u"1984"_s);
     for (FileEncodeOperation* row : {program.row(first), program.row(second)}) {
         EXPECT_EQ(row->metadata()->value(GetParam()).toInt(), 1984);
     }
     // Pasted text is cleaned the same way.
     field->selectAll();
-    QApplication::clipboard()->setText(QStringLiteral("No. 7 of 12"));
+    QApplication::clipboard()->setText(u"No. 7 of 12"_s);
     field->paste();
-    EXPECT_EQ(field->text(), QStringLiteral("712"));
+    EXPECT_EQ(field->text(), u"712"_s);
     EXPECT_EQ(program.row(second)->metadata()->value(GetParam()).toInt(), 712);
 }
 
@@ -219,24 +220,24 @@ INSTANTIATE_TEST_SUITE_P(SixNumericFields, NumericFieldTest,
 TEST_F(MetadataEditorTest, CoverAreaComparesTheRowsCoversAndTakesDrops)
 {
     Program program;
-    const QString a = source(QStringLiteral("ctl-tagged.flac"));
-    const QString b = source(QStringLiteral("ctl-second.flac"));
-    const QString c = source(QStringLiteral("ctl-tone.ogg"));
+    const QString a = source(u"ctl-tagged.flac"_s);
+    const QString b = source(u"ctl-second.flac"_s);
+    const QString c = source(u"ctl-tone.ogg"_s);
     program.queue({a, b, c});
     const QList<FileEncodeOperation*> three = {program.row(a), program.row(b), program.row(c)};
     MetadataWindowcontroller* editor = program.openEditor();
     ZTAlbumArtworkDropView* area = editor->albumArtworkImageView();
 
     program.select({});
-    EXPECT_EQ(editor->albumArtworkDropText()->text(), QStringLiteral("Nothing Selected"));
+    EXPECT_EQ(editor->albumArtworkDropText()->text(), u"Nothing Selected"_s);
     EXPECT_TRUE(editor->albumArtworkDropText()->isVisible());
     program.select({three.at(0)});
-    EXPECT_EQ(editor->albumArtworkDropText()->text(), QStringLiteral("Drop Artwork For 1 File"));
+    EXPECT_EQ(editor->albumArtworkDropText()->text(), u"Drop Artwork For 1 File"_s);
     EXPECT_FALSE(editor->albumArtworkDimensionsTextField()->isVisible());
 
     // A picture file dropped on three rows becomes the one cover of all.
     program.select(three);
-    EXPECT_EQ(editor->albumArtworkDropText()->text(), QStringLiteral("Drop Artwork For 3 Files"));
+    EXPECT_EQ(editor->albumArtworkDropText()->text(), u"Drop Artwork For 3 Files"_s);
     ASSERT_TRUE(dropFile(area, Fixtures::generated("art.png")));
     const AlbumArtworkPtr cover = three.at(0)->metadata()->albumArtwork();
     ASSERT_NE(cover, nullptr);
@@ -245,8 +246,8 @@ TEST_F(MetadataEditorTest, CoverAreaComparesTheRowsCoversAndTakesDrops)
     }
     EXPECT_FALSE(editor->albumArtworkDropText()->isVisible());
     EXPECT_FALSE(area->image().isNull());
-    EXPECT_EQ(editor->albumArtworkDimensionsTextField()->text(), QStringLiteral("37 x 23"));
-    EXPECT_EQ(editor->albumArtworkDataTypeTextField()->text(), QStringLiteral("image/png"));
+    EXPECT_EQ(editor->albumArtworkDimensionsTextField()->text(), u"37 x 23"_s);
+    EXPECT_EQ(editor->albumArtworkDataTypeTextField()->text(), u"image/png"_s);
     EXPECT_EQ(editor->albumArtworkDataSizeTextField()->text(),
               QString::number(QFileInfo(Fixtures::generated("art.png")).size()));
     EXPECT_TRUE(editor->albumArtworkDimensionsTextField()->isVisible());
@@ -263,7 +264,7 @@ TEST_F(MetadataEditorTest, CoverAreaComparesTheRowsCoversAndTakesDrops)
     three.at(2)->metadata()->setAlbumArtwork(
         AlbumArtwork::albumArtworkFromFile(Fixtures::generated("art.jpg")));
     QApplication::processEvents();
-    EXPECT_EQ(editor->albumArtworkDropText()->text(), QStringLiteral("Drop Artwork For 3 Files"));
+    EXPECT_EQ(editor->albumArtworkDropText()->text(), u"Drop Artwork For 3 Files"_s);
     EXPECT_TRUE(editor->albumArtworkDropText()->isVisible());
     EXPECT_TRUE(area->image().isNull());
     EXPECT_FALSE(editor->albumArtworkDataTypeTextField()->isVisible());
@@ -279,16 +280,16 @@ TEST_F(MetadataEditorTest, CoverAreaComparesTheRowsCoversAndTakesDrops)
 
     // Picture data, as a browser drags it, is stored as JPEG.
     QMimeData image;
-    image.setData(QStringLiteral("image/png"), fileBytes(Fixtures::generated("art.png")));
+    image.setData(u"image/png"_s, fileBytes(Fixtures::generated("art.png")));
     ASSERT_TRUE(drop(area, image));
     const AlbumArtworkPtr dropped = three.at(2)->metadata()->albumArtwork();
     ASSERT_NE(dropped, nullptr);
-    EXPECT_EQ(dropped->mimeType(), QStringLiteral("image/jpeg"));
-    EXPECT_EQ(dropped->dimensions(), QStringLiteral("37 x 23"));
+    EXPECT_EQ(dropped->mimeType(), u"image/jpeg"_s);
+    EXPECT_EQ(dropped->dimensions(), u"37 x 23"_s);
     EXPECT_EQ(three.at(0)->metadata()->albumArtwork(), dropped);
     // Data that is no picture is ignored without a sound.
     QMimeData garbage;
-    garbage.setData(QStringLiteral("image/tiff"), QByteArray("not a picture"));
+    garbage.setData(u"image/tiff"_s, QByteArray("not a picture"));
     EXPECT_TRUE(drop(area, garbage));
     EXPECT_EQ(three.at(1)->metadata()->albumArtwork(), dropped);
     EXPECT_EQ(program.ui.beeps, 2);
@@ -299,15 +300,15 @@ TEST_F(MetadataEditorTest, CoverAreaComparesTheRowsCoversAndTakesDrops)
     for (FileEncodeOperation* row : three) {
         EXPECT_EQ(row->metadata()->albumArtwork(), nullptr);
     }
-    EXPECT_EQ(editor->albumArtworkDropText()->text(), QStringLiteral("Drop Artwork For 3 Files"));
+    EXPECT_EQ(editor->albumArtworkDropText()->text(), u"Drop Artwork For 3 Files"_s);
 }
 
 TEST_F(MetadataEditorTest, PreviousAndNextKeepTheFocusInTheSameField)
 {
     Program program;
-    const QString a = source(QStringLiteral("ctl-tagged.flac"));
-    const QString b = source(QStringLiteral("ctl-second.flac"));
-    const QString c = source(QStringLiteral("ctl-tone.ogg"));
+    const QString a = source(u"ctl-tagged.flac"_s);
+    const QString b = source(u"ctl-second.flac"_s);
+    const QString c = source(u"ctl-tone.ogg"_s);
     program.queue({a, b, c});
     program.select({program.row(a)});
     MetadataWindowcontroller* editor = program.openEditor();
@@ -315,20 +316,20 @@ TEST_F(MetadataEditorTest, PreviousAndNextKeepTheFocusInTheSameField)
     ZTTextField* artist = editor->textField(Field::trackArtist);
     QTest::mouseClick(artist, Qt::LeftButton);
     ASSERT_EQ(editor->lastSelectedControl(), artist);
-    auto* next = editor->findChild<QPushButton*>(QStringLiteral("nextButton"));
+    auto* next = editor->findChild<QPushButton*>(u"nextButton"_s);
     QTest::mouseClick(next, Qt::LeftButton);
     EXPECT_EQ(program.controller.selectedOperations(), QList<FileEncodeOperation*>({program.row(b)}));
     EXPECT_EQ(QApplication::focusWidget(), artist);
-    EXPECT_EQ(artist->text(), QStringLiteral("Someone Else"));
+    EXPECT_EQ(artist->text(), u"Someone Else"_s);
     // Typing goes on into the next row's field.
-    QTest::keyClicks(artist, QStringLiteral("!"));
-    EXPECT_EQ(program.row(b)->metadata()->trackArtist(), QStringLiteral("Someone Else!"));
+    QTest::keyClicks(artist, u"!"_s);
+    EXPECT_EQ(program.row(b)->metadata()->trackArtist(), u"Someone Else!"_s);
 
-    auto* previous = editor->findChild<QPushButton*>(QStringLiteral("previousButton"));
+    auto* previous = editor->findChild<QPushButton*>(u"previousButton"_s);
     QTest::mouseClick(previous, Qt::LeftButton);
     EXPECT_EQ(program.controller.selectedOperations(), QList<FileEncodeOperation*>({program.row(a)}));
     EXPECT_EQ(QApplication::focusWidget(), artist);
-    EXPECT_EQ(artist->text(), QStringLiteral("The Quiet Orchards"));
+    EXPECT_EQ(artist->text(), u"The Quiet Orchards"_s);
 
     // On the lyrics tab the lyrics keep it.
     editor->switchToMetadataWindowTab(1);
@@ -340,8 +341,8 @@ TEST_F(MetadataEditorTest, PreviousAndNextKeepTheFocusInTheSameField)
 TEST_F(MetadataEditorTest, CopyAndPasteGoThroughTheMenusAndTheClipboard)
 {
     Program program;
-    const QString withoutLyrics = source(QStringLiteral("ctl-second.flac"));
-    const QString withLyrics = source(QStringLiteral("ctl-tagged.flac"));
+    const QString withoutLyrics = source(u"ctl-second.flac"_s);
+    const QString withLyrics = source(u"ctl-tagged.flac"_s);
     program.queue({withoutLyrics, withLyrics});
     FileEncodeOperation* from = program.row(withoutLyrics);
     FileEncodeOperation* to = program.row(withLyrics);
@@ -358,7 +359,7 @@ TEST_F(MetadataEditorTest, CopyAndPasteGoThroughTheMenusAndTheClipboard)
     EXPECT_TRUE(copy->isEnabled());
     EXPECT_FALSE(paste->isEnabled()) << "nothing copied yet";
     EXPECT_FALSE(clearLyrics->isEnabled()) << "the row has no lyrics";
-    EXPECT_EQ(copy->shortcut(), QKeySequence(QStringLiteral("Ctrl+Shift+C")));
+    EXPECT_EQ(copy->shortcut(), QKeySequence(u"Ctrl+Shift+C"_s));
 
     MetadataWindowcontroller* editor = program.openEditor();
     // The shortcut works in the editor, also while a text field has focus.
@@ -367,24 +368,24 @@ TEST_F(MetadataEditorTest, CopyAndPasteGoThroughTheMenusAndTheClipboard)
     ASSERT_TRUE(program.controller.metadataCommands().copiedMetadata().has_value());
     const QMimeData* clipboard = QApplication::clipboard()->mimeData();
     ASSERT_NE(clipboard, nullptr);
-    EXPECT_TRUE(clipboard->hasFormat(QStringLiteral("application/x-org.sonabrik.metadata")));
-    EXPECT_TRUE(clipboard->hasFormat(QStringLiteral("application/x-org.sonabrik.albumartwork")));
-    EXPECT_TRUE(clipboard->hasFormat(QStringLiteral("image/png")));
+    EXPECT_TRUE(clipboard->hasFormat(u"application/x-org.sonabrik.metadata"_s));
+    EXPECT_TRUE(clipboard->hasFormat(u"application/x-org.sonabrik.albumartwork"_s));
+    EXPECT_TRUE(clipboard->hasFormat(u"image/png"_s));
 
     // Pasting onto a row with lyrics empties them: a paste replaces.
     program.select({to});
     EXPECT_TRUE(paste->isEnabled());
     EXPECT_TRUE(clearLyrics->isEnabled());
     editor->switchToMetadataWindowTab(1);
-    EXPECT_EQ(editor->lyricsTextView()->toPlainText(), QStringLiteral("first line"));
+    EXPECT_EQ(editor->lyricsTextView()->toPlainText(), u"first line"_s);
     paste->trigger();
     EXPECT_EQ(to->metadata()->lyrics(), std::nullopt);
-    EXPECT_EQ(to->metadata()->trackTitle(), QStringLiteral("Second Song"));
+    EXPECT_EQ(to->metadata()->trackTitle(), u"Second Song"_s);
     EXPECT_EQ(to->metadata()->albumTitle(), std::nullopt);
     ASSERT_NE(to->metadata()->albumArtwork(), nullptr);
     EXPECT_EQ(to->metadata()->albumArtwork()->md5(), from->metadata()->albumArtwork()->md5());
     EXPECT_EQ(editor->lyricsTextView()->toPlainText(), QString());
-    EXPECT_EQ(editor->textField(Field::trackTitle)->text(), QStringLiteral("Second Song"));
+    EXPECT_EQ(editor->textField(Field::trackTitle)->text(), u"Second Song"_s);
     EXPECT_FALSE(clearLyrics->isEnabled());
 
     // Another program (here: another controller with its own window) pastes
@@ -396,12 +397,12 @@ TEST_F(MetadataEditorTest, CopyAndPasteGoThroughTheMenusAndTheClipboard)
     EXPECT_TRUE(other.window.action("pasteAllMetadata")->isEnabled()) << "the clipboard holds a tag set";
     other.window.action("pasteAllMetadata")->trigger();
     const AudioMetadataPtr pasted = other.row(elsewhere)->metadata();
-    EXPECT_EQ(pasted->trackTitle(), QStringLiteral("Second Song"));
-    EXPECT_EQ(pasted->trackArtist(), QStringLiteral("Someone Else"));
+    EXPECT_EQ(pasted->trackTitle(), u"Second Song"_s);
+    EXPECT_EQ(pasted->trackArtist(), u"Someone Else"_s);
     EXPECT_EQ(pasted->trackNumber(), 2);
     ASSERT_NE(pasted->albumArtwork(), nullptr);
     EXPECT_EQ(pasted->albumArtwork()->md5(), from->metadata()->albumArtwork()->md5());
-    EXPECT_EQ(pasted->albumArtwork()->dimensions(), QStringLiteral("37 x 23"));
+    EXPECT_EQ(pasted->albumArtwork()->dimensions(), u"37 x 23"_s);
 
     // Damaged clipboard bytes of the private type are refused, not pasted.
     auto damaged = std::make_unique<QMimeData>();
@@ -409,9 +410,9 @@ TEST_F(MetadataEditorTest, CopyAndPasteGoThroughTheMenusAndTheClipboard)
                      MetadataPasteboard::archive(from->metadata()->exchangeDictionary()).left(40));
     QApplication::clipboard()->setMimeData(damaged.release());
     EXPECT_FALSE(MetadataPasteboard::fromMimeData(*QApplication::clipboard()->mimeData()).has_value());
-    pasted->setTrackTitle(QStringLiteral("Kept"));
+    pasted->setTrackTitle(u"Kept"_s);
     other.window.action("pasteAllMetadata")->trigger();
-    EXPECT_EQ(pasted->trackTitle(), QStringLiteral("Second Song")) << "the set copied before is pasted";
+    EXPECT_EQ(pasted->trackTitle(), u"Second Song"_s) << "the set copied before is pasted";
 }
 
 TEST_F(MetadataEditorTest, UpdateMetadataWritesTheEditedTagsIntoTheMP3Files)
@@ -424,14 +425,14 @@ TEST_F(MetadataEditorTest, UpdateMetadataWritesTheEditedTagsIntoTheMP3Files)
     MetadataWindowcontroller* editor = program.openEditor();
 
     editor->textField(Field::albumTitle)->setFocus();
-    QTest::keyClicks(editor->textField(Field::albumTitle), QStringLiteral("Harbour Lights"));
-    QTest::keyClicks(editor->textField(Field::trackYear), QStringLiteral("2001"));
+    QTest::keyClicks(editor->textField(Field::albumTitle), u"Harbour Lights"_s);
+    QTest::keyClicks(editor->textField(Field::trackYear), u"2001"_s);
     ASSERT_TRUE(dropFile(editor->albumArtworkImageView(), Fixtures::generated("art.jpg")));
     program.select({program.row(two)});
     editor->textField(Field::trackTitle)->selectAll();
-    QTest::keyClicks(editor->textField(Field::trackTitle), QStringLiteral("Second Take"));
+    QTest::keyClicks(editor->textField(Field::trackTitle), u"Second Take"_s);
     editor->switchToMetadataWindowTab(1);
-    QTest::keyClicks(editor->lyricsTextView(), QStringLiteral("line one"));
+    QTest::keyClicks(editor->lyricsTextView(), u"line one"_s);
 
     // A run closes the editor.
     program.window.action("updateMetadata")->trigger();
@@ -439,15 +440,15 @@ TEST_F(MetadataEditorTest, UpdateMetadataWritesTheEditedTagsIntoTheMP3Files)
     ASSERT_TRUE(waitUntil([&] { return program.runsFinished > 0; }, 120));
 
     const QJsonObject first = mutagenTags(one);
-    EXPECT_EQ(id3v2Text(first, QStringLiteral("TALB")), QStringLiteral("Harbour Lights"));
-    EXPECT_EQ(id3v2Text(first, QStringLiteral("TIT2")), QStringLiteral("Old Title"));
-    EXPECT_TRUE(id3v2Text(first, QStringLiteral("TDRC")).startsWith(QLatin1String("2001")) ||
-                id3v2Text(first, QStringLiteral("TYER")) == QLatin1String("2001"));
+    EXPECT_EQ(id3v2Text(first, u"TALB"_s), u"Harbour Lights"_s);
+    EXPECT_EQ(id3v2Text(first, u"TIT2"_s), u"Old Title"_s);
+    EXPECT_TRUE(id3v2Text(first, u"TDRC"_s).startsWith(QLatin1String("2001")) ||
+                id3v2Text(first, u"TYER"_s) == QLatin1String("2001"));
     const QJsonObject second = mutagenTags(two);
-    EXPECT_EQ(id3v2Text(second, QStringLiteral("TALB")), QStringLiteral("Harbour Lights"));
-    EXPECT_EQ(id3v2Text(second, QStringLiteral("TIT2")), QStringLiteral("Second Take"));
-    EXPECT_EQ(id3v2Text(second, QStringLiteral("TPE1")), QStringLiteral("Old Artist"));
-    EXPECT_EQ(id3v2Text(second, "USLT"), QStringLiteral("line one"));
+    EXPECT_EQ(id3v2Text(second, u"TALB"_s), u"Harbour Lights"_s);
+    EXPECT_EQ(id3v2Text(second, u"TIT2"_s), u"Second Take"_s);
+    EXPECT_EQ(id3v2Text(second, u"TPE1"_s), u"Old Artist"_s);
+    EXPECT_EQ(id3v2Text(second, "USLT"), u"line one"_s);
     EXPECT_EQ(second["id3v2"]["frames"]["APIC"][0]["data"].toString(),
               QString::fromLatin1(fileBytes(Fixtures::generated("art.jpg")).toHex()));
 }

@@ -30,6 +30,8 @@
 #include <QUrl>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Chooses the item tagged tag as a user does: the pop-up's activation.
@@ -46,7 +48,7 @@ class MP3CellTest : public ::testing::Test
 protected:
     QVariantMap previousSettings() const
     {
-        return Preferences::shared().dictionaryValue(QStringLiteral("previousMP3Settings"));
+        return Preferences::shared().dictionaryValue(u"previousMP3Settings"_s);
     }
 
     PreferencesScope prefs;
@@ -57,7 +59,7 @@ protected:
 TEST_F(MP3CellTest, ValuesWithoutAnItemFallBackAndTheQualitySlipIsKept)
 {
     record.setEnabled(true);
-    record.setExtension(QStringLiteral("mp3"));
+    record.setExtension(u"mp3"_s);
     record.setSampleRate(12345);
     record.setBitrate(100);
     record.setBitrateMethod(7);
@@ -81,7 +83,7 @@ TEST_F(MP3CellTest, ValuesWithoutAnItemFallBackAndTheQualitySlipIsKept)
     EXPECT_EQ(cell.qualityPopupButton()->currentIndex(), -1);
     EXPECT_TRUE(cell.enabledCheckBox()->isChecked());
     EXPECT_TRUE(cell.outputFormatPopupButton()->isHidden());
-    EXPECT_EQ(cell.formatLabel()->text(), QStringLiteral("MP3"));
+    EXPECT_EQ(cell.formatLabel()->text(), u"MP3"_s);
 
     // What the cell shows is remembered as the last MP3 settings.
     EXPECT_EQ(EncoderSettings(previousSettings()).description(), record.description());
@@ -96,19 +98,19 @@ TEST_F(MP3CellTest, TheMethodChoosesBetweenBitRateAndVbrQuality)
     cell.show();
     EXPECT_TRUE(cell.bitratePopupButton()->isVisible());
     EXPECT_FALSE(cell.vbrQualityPopupButton()->isVisible());
-    EXPECT_EQ(cell.bitrateTextField()->text(), QStringLiteral("Bitrate kbps"));
+    EXPECT_EQ(cell.bitrateTextField()->text(), u"Bitrate kbps"_s);
 
     choose(cell.bitrateModePopupButton(), EncoderSettings::VBR);
     EXPECT_EQ(record.bitrateMethod(), EncoderSettings::VBR);
     EXPECT_FALSE(cell.bitratePopupButton()->isVisible());
     EXPECT_TRUE(cell.vbrQualityPopupButton()->isVisible());
-    EXPECT_EQ(cell.bitrateTextField()->text(), QStringLiteral("VBR Quality"));
+    EXPECT_EQ(cell.bitrateTextField()->text(), u"VBR Quality"_s);
 
     choose(cell.vbrQualityPopupButton(), 6);
     choose(cell.sampleRatePopupButton(), 44100);
     choose(cell.channelsPopupButton(), 3);
     choose(cell.qualityPopupButton(), 10);
-    EXPECT_EQ(record.completeDescription(), QStringLiteral("MP3 - VBR Quality 6"));
+    EXPECT_EQ(record.completeDescription(), u"MP3 - VBR Quality 6"_s);
     EXPECT_EQ(record.sampleRate(), 44100);
     EXPECT_EQ(record.channelMode(), 3);
     EXPECT_EQ(record.quality(), 10);
@@ -116,7 +118,7 @@ TEST_F(MP3CellTest, TheMethodChoosesBetweenBitRateAndVbrQuality)
 
     choose(cell.bitrateModePopupButton(), EncoderSettings::ABR);
     choose(cell.bitratePopupButton(), 160);
-    EXPECT_EQ(record.completeDescription(), QStringLiteral("MP3 - 160.00 kbps ABR"));
+    EXPECT_EQ(record.completeDescription(), u"MP3 - 160.00 kbps ABR"_s);
     EXPECT_TRUE(cell.bitratePopupButton()->isVisible());
 
     // Unticking the box switches the format off without touching the rest.
@@ -131,31 +133,30 @@ TEST_F(MP3CellTest, ARecordOfAnotherFormatIsShownAsMP3AndTheGeneralCellKeepsItsT
     // MP3, and the log says so once.
     ErrorLog::shared()->clear();
     record.setEncoderType(EncoderSettings::FLAC);
-    record.setExtension(QStringLiteral("flac"));
+    record.setExtension(u"flac"_s);
     cell.setEncoderSettings(&record);
     cell.configureMenuItems();
     EXPECT_EQ(record.encoderType(), EncoderSettings::MP3);
-    EXPECT_EQ(record.extension(), QStringLiteral("mp3"));
-    EXPECT_EQ(ErrorLog::shared()->errorLogAsString().count(QStringLiteral("is not one Sonabrik writes")), 1);
+    EXPECT_EQ(record.extension(), u"mp3"_s);
+    EXPECT_EQ(ErrorLog::shared()->errorLogAsString().count(u"is not one Sonabrik writes"_s), 1);
 
     // The general cell still switches kinds from their remembered settings.
     EncoderListViewCell general;
     general.setEncoderSettings(&record);
-    prefs.set(QStringLiteral("previousFLACSettings"),
-              QVariantMap{{QStringLiteral("quality"), 7}, {QStringLiteral("mode"), 1}});
+    prefs.set(u"previousFLACSettings"_s, QVariantMap{{u"quality"_s, 7}, {u"mode"_s, 1}});
     record.setBitrate(128);
     cell.configureMenuItems();
 
     choose(general.outputFormatPopupButton(), EncoderListViewCell::FLACTag);
     EXPECT_EQ(record.encoderType(), EncoderSettings::FLAC);
-    EXPECT_EQ(record.extension(), QStringLiteral("flac"));
+    EXPECT_EQ(record.extension(), u"flac"_s);
     EXPECT_EQ(record.quality(), 7);
     EXPECT_EQ(record.channelMode(), 1);
 
     choose(general.outputFormatPopupButton(), EncoderListViewCell::AppleLosslessTag);
     EXPECT_EQ(record.encoderType(), EncoderSettings::CoreAudio);
-    EXPECT_EQ(record.outputFormatDescription(), QStringLiteral("Apple Lossless"));
-    EXPECT_EQ(record.extension(), QStringLiteral("m4a"));
+    EXPECT_EQ(record.outputFormatDescription(), u"Apple Lossless"_s);
+    EXPECT_EQ(record.extension(), u"m4a"_s);
 
     // Platform formats are found by their file type: an MPEG-4 file with
     // AAC is the AAC item, whatever type of MPEG-4 file it is.
@@ -170,7 +171,7 @@ TEST_F(MP3CellTest, ARecordOfAnotherFormatIsShownAsMP3AndTheGeneralCellKeepsItsT
 
     choose(general.outputFormatPopupButton(), EncoderListViewCell::MP3Tag);
     EXPECT_EQ(record.encoderType(), EncoderSettings::MP3);
-    EXPECT_EQ(record.extension(), QStringLiteral("mp3"));
+    EXPECT_EQ(record.extension(), u"mp3"_s);
     // The MP3 settings come back from the last ones the MP3 cell showed.
     EXPECT_EQ(record.bitrate(), 128);
 }
@@ -224,9 +225,8 @@ TEST_F(OutputFormatsPaneTest, ButtonsAndContextMenuFollowTheirOwnRules)
     EXPECT_EQ(EncoderListViewCell::selectedTag(cellOfRow(0)->bitratePopupButton()), 96);
 
     std::unique_ptr<QMenu> menu = pane().contextMenuForRow(1);
-    menuAction(*menu, QStringLiteral("Use as Default"))->trigger();
-    EXPECT_EQ(EncoderSettings(Preferences::shared().dictionaryValue(QStringLiteral("defaultEncoderSetting")))
-                  .bitrate(),
+    menuAction(*menu, u"Use as Default"_s)->trigger();
+    EXPECT_EQ(EncoderSettings(Preferences::shared().dictionaryValue(u"defaultEncoderSetting"_s)).bitrate(),
               256);
     pane().addButton()->click();
     ASSERT_EQ(formats().size(), 3);
@@ -235,11 +235,11 @@ TEST_F(OutputFormatsPaneTest, ButtonsAndContextMenuFollowTheirOwnRules)
 
     // Below the rows the menu's commands have no row to act on.
     menu = pane().contextMenuForRow(-1);
-    EXPECT_FALSE(menuAction(*menu, QStringLiteral("Remove"))->isEnabled());
+    EXPECT_FALSE(menuAction(*menu, u"Remove"_s)->isEnabled());
     // From the context menu even the last format goes.
     for (int left = 3; left > 0; --left) {
         menu = pane().contextMenuForRow(0);
-        menuAction(*menu, QStringLiteral("Remove"))->trigger();
+        menuAction(*menu, u"Remove"_s)->trigger();
     }
     EXPECT_TRUE(formats().isEmpty());
     EXPECT_EQ(pane().model()->rowCount(), 0);
@@ -262,7 +262,7 @@ TEST_F(OutputFormatsPaneTest, RowsMoveByDragWithinTheTableOnly)
 
     // What dragging row 0 writes, dropped onto the last row: above it.
     std::unique_ptr<QMimeData> dragged(pane().model()->mimeData({pane().model()->index(0)}));
-    ASSERT_TRUE(dragged->hasFormat(QStringLiteral("OutputFormatTableViewDataType")));
+    ASSERT_TRUE(dragged->hasFormat(u"OutputFormatTableViewDataType"_s));
     ASSERT_TRUE(pane().model()->dropMimeData(dragged.get(), Qt::MoveAction, -1, 0, pane().model()->index(2)));
     EXPECT_EQ(bitrates(), (QList<qint64>{192, 128, 320}));
     EXPECT_EQ(pane().selectedOutputFormatRows(), (QList<int>{1}));

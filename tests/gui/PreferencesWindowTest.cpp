@@ -27,6 +27,8 @@
 #include <QToolBar>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 Preferences& preferences()
@@ -74,34 +76,34 @@ TEST_F(PreferencesWindowTest, StoredEncoderCountAboveTheProcessorsOrZeroBecomesT
 {
     const int processors = QThread::idealThreadCount();
     for (int stored : {processors + 4, 0}) {
-        prefs.set(QStringLiteral("numProcesses"), stored);
+        prefs.set(u"numProcesses"_s, stored);
         m_window.reset();
         EXPECT_EQ(general().maxEncodersButton->count(), processors);
         EXPECT_EQ(general().maxEncodersButton->currentText(), QString::number(processors)) << stored;
         EXPECT_EQ(window().maxEncoders(), processors);
-        EXPECT_EQ(preferences().integerValue(QStringLiteral("numProcesses")), processors) << stored;
+        EXPECT_EQ(preferences().integerValue(u"numProcesses"_s), processors) << stored;
     }
-    prefs.set(QStringLiteral("numProcesses"), 1);
+    prefs.set(u"numProcesses"_s, 1);
     m_window.reset();
     EXPECT_EQ(general().maxEncodersButton->currentText(), "1");
     general().maxEncodersButton->setCurrentIndex(processors - 1);
     Q_EMIT general().maxEncodersButton->activated(processors - 1);
-    EXPECT_EQ(preferences().integerValue(QStringLiteral("numProcesses")), processors);
+    EXPECT_EQ(preferences().integerValue(u"numProcesses"_s), processors);
 }
 
 TEST_F(PreferencesWindowTest, TokenReplacesTheWholeFieldOrOnlyTheSelectionBeingEdited)
 {
-    prefs.set(QStringLiteral("useCustomNamingScheme"), true);
-    prefs.set(QStringLiteral("customNamingScheme"), QStringLiteral("{albumTitle}/{trackNumber} x"));
+    prefs.set(u"useCustomNamingScheme"_s, true);
+    prefs.set(u"customNamingScheme"_s, u"{albumTitle}/{trackNumber} x"_s);
     QLineEdit* field = general().customFileNameTextField;
     FormatSpecifierPopUp* tokens = general().fileNameFormatSpecifierPopUpButton;
 
     tokens->choose(1);
     EXPECT_EQ(field->text(), "{trackTitle}");
-    EXPECT_EQ(preferences().stringValue(QStringLiteral("customNamingScheme")), "{trackTitle}");
+    EXPECT_EQ(preferences().stringValue(u"customNamingScheme"_s), "{trackTitle}");
     EXPECT_EQ(general().namingSchemeSample->text(), "Lantern Road.mp3");
 
-    field->setText(QStringLiteral("{trackNumber} x"));
+    field->setText(u"{trackNumber} x"_s);
     startEditing(field);
     field->setSelection(14, 1); // the "x"
     tokens->choose(1);
@@ -121,33 +123,32 @@ TEST_F(PreferencesWindowTest, TokenReplacesTheWholeFieldOrOnlyTheSelectionBeingE
     comment->moveCursor(QTextCursor::End);
     QTest::keyClick(comment, Qt::Key_Return);
     window().metadataPreferenceView()->commentsFormatSpecifierPopupButton->choose(7);
-    EXPECT_EQ(preferences().stringValue(QStringLiteral("commentsFormatString")), "{albumTitle}\n{year}");
+    EXPECT_EQ(preferences().stringValue(u"commentsFormatString"_s), "{albumTitle}\n{year}");
 }
 
 TEST_F(PreferencesWindowTest, PreviewFollowsTypingAndTheTwoDigitBox)
 {
-    prefs.set(QStringLiteral("useCustomNamingScheme"), true);
-    prefs.set(QStringLiteral("useTwoDigitNumbers"), true);
-    prefs.set(QStringLiteral("customNamingScheme"), QString());
+    prefs.set(u"useCustomNamingScheme"_s, true);
+    prefs.set(u"useTwoDigitNumbers"_s, true);
+    prefs.set(u"customNamingScheme"_s, QString());
     QLineEdit* field = general().customFileNameTextField;
     startEditing(field);
-    QTest::keyClicks(field, QStringLiteral("{discNumber}-{trackNumber} {trackTitle"));
+    QTest::keyClicks(field, u"{discNumber}-{trackNumber} {trackTitle"_s);
     EXPECT_EQ(general().namingSchemeSample->text(), "01-01 {trackTitle.mp3");
-    QTest::keyClicks(field, QStringLiteral("}"));
+    QTest::keyClicks(field, u"}"_s);
     EXPECT_EQ(general().namingSchemeSample->text(), "01-01 Lantern Road.mp3");
-    EXPECT_EQ(preferences().stringValue(QStringLiteral("customNamingScheme")),
-              "{discNumber}-{trackNumber} {trackTitle}");
+    EXPECT_EQ(preferences().stringValue(u"customNamingScheme"_s), "{discNumber}-{trackNumber} {trackTitle}");
     general().useTwoDigitTrackNumberCheckbox->click();
-    EXPECT_FALSE(preferences().boolValue(QStringLiteral("useTwoDigitNumbers")));
+    EXPECT_FALSE(preferences().boolValue(u"useTwoDigitNumbers"_s));
     EXPECT_EQ(general().namingSchemeSample->text(), "1-1 Lantern Road.mp3");
 }
 
 TEST_F(PreferencesWindowTest, PreservedStructureLocksTheNamingControlsUntilOutputsGoBesideTheirSources)
 {
-    prefs.set(QStringLiteral("destinationDirectory"), QDir::tempPath());
-    prefs.set(QStringLiteral("outputSameAsSource"), false);
-    prefs.set(QStringLiteral("preserveInputFileDirectoryStructure"), true);
-    prefs.set(QStringLiteral("useCustomNamingScheme"), true);
+    prefs.set(u"destinationDirectory"_s, QDir::tempPath());
+    prefs.set(u"outputSameAsSource"_s, false);
+    prefs.set(u"preserveInputFileDirectoryStructure"_s, true);
+    prefs.set(u"useCustomNamingScheme"_s, true);
     EXPECT_TRUE(general().preserveDirectoryStructureCheckbox->isEnabled());
     EXPECT_FALSE(general().useCustomOutputNamingSchemeCheckbox->isEnabled());
     EXPECT_FALSE(general().customFileNameTextField->isEnabled());
@@ -155,7 +156,7 @@ TEST_F(PreferencesWindowTest, PreservedStructureLocksTheNamingControlsUntilOutpu
 
     general().outputDirectoryPopUp->choose(OutputFolderPopUp::SameAsSourceItem);
     QCoreApplication::processEvents();
-    EXPECT_TRUE(preferences().boolValue(QStringLiteral("outputSameAsSource")));
+    EXPECT_TRUE(preferences().boolValue(u"outputSameAsSource"_s));
     EXPECT_FALSE(general().preserveDirectoryStructureCheckbox->isEnabled());
     EXPECT_FALSE(general().openOutputDirectoryCheckbox->isEnabled());
     EXPECT_TRUE(general().useCustomOutputNamingSchemeCheckbox->isEnabled());
@@ -168,7 +169,7 @@ TEST_F(PreferencesWindowTest, PreservedStructureLocksTheNamingControlsUntilOutpu
         [](QWidget*, const QString&, std::function<void(const QString&)> done) { done(QDir::tempPath()); });
     general().outputDirectoryPopUp->choose(OutputFolderPopUp::ChooseItem);
     QCoreApplication::processEvents();
-    EXPECT_FALSE(preferences().boolValue(QStringLiteral("outputSameAsSource")));
+    EXPECT_FALSE(preferences().boolValue(u"outputSameAsSource"_s));
     EXPECT_TRUE(general().preserveDirectoryStructureCheckbox->isEnabled());
     EXPECT_FALSE(general().customFileNameTextField->isEnabled());
     general().preserveDirectoryStructureCheckbox->click();
@@ -180,12 +181,12 @@ TEST_F(PreferencesWindowTest, PreservedStructureLocksTheNamingControlsUntilOutpu
 
 TEST_F(PreferencesWindowTest, DecimationNotesAndGainAreShownAndStored)
 {
-    prefs.set(QStringLiteral("dsd_decimation"), 64);
+    prefs.set(u"dsd_decimation"_s, 64);
     DSDPreferencesPane& dsd = *window().dsdPreferenceView();
     EXPECT_EQ(dsd.dsd64SampleRateTextField->text(),
               "Output sample rate for 2.8224MHz DSD files will be 44.1kHz");
     choose(dsd.dsdDecimationPopUpButton, 32);
-    EXPECT_EQ(preferences().integerValue(QStringLiteral("dsd_decimation")), 32);
+    EXPECT_EQ(preferences().integerValue(u"dsd_decimation"_s), 32);
     EXPECT_EQ(dsd.dsd64SampleRateTextField->text(),
               "Output sample rate for 2.8224MHz DSD files will be 88.2kHz");
     EXPECT_EQ(dsd.dsd128SampleRateTextField->text(),
@@ -195,11 +196,11 @@ TEST_F(PreferencesWindowTest, DecimationNotesAndGainAreShownAndStored)
 TEST_F(PreferencesWindowTest, ReplayGainPopUpStartsOffAndStoresTheChoice)
 {
     QComboBox* replayGain = window().metadataPreferenceView()->replayGainPopUp;
-    EXPECT_EQ(replayGain->currentText(), QStringLiteral("Off"));
+    EXPECT_EQ(replayGain->currentText(), u"Off"_s);
     EXPECT_EQ(replayGain->count(), 3);
     choose(replayGain, 2);
-    EXPECT_EQ(preferences().integerValue(QStringLiteral("replayGain")), 2);
-    EXPECT_EQ(replayGain->currentText(), QStringLiteral("Track and album"));
+    EXPECT_EQ(preferences().integerValue(u"replayGain"_s), 2);
+    EXPECT_EQ(replayGain->currentText(), u"Track and album"_s);
 }
 
 TEST_F(PreferencesWindowTest, PanesResizeTheWindowFromItsTopEdge)

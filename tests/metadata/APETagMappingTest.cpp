@@ -11,6 +11,8 @@
 #include <taglib/mpegfile.h>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString freshMp3(const ScratchDir& dir)
@@ -77,7 +79,7 @@ t.save(sys.argv[1])
     const AlbumArtworkPtr artwork = metadata.albumArtwork();
     ASSERT_TRUE(artwork);
     EXPECT_EQ(artwork->artworkType(), 3u) << "every APE cover reads as a front cover";
-    EXPECT_EQ(artwork->originalFilename(), QStringLiteral("back.png"));
+    EXPECT_EQ(artwork->originalFilename(), u"back.png"_s);
     EXPECT_EQ(artwork->data(), QByteArray("\x89PNG bytes"));
 }
 
@@ -91,10 +93,10 @@ TEST(APETagMapping, presentFieldsWinAndYearBeatsDate)
                               "t.save(sys.argv[1])\n"),
                path);
     AudioMetadata metadata;
-    metadata.setTrackTitle(QStringLiteral("kept"));
+    metadata.setTrackTitle(u"kept"_s);
     metadata.setPartOfACompilation(0);
     readAPE(path, metadata);
-    EXPECT_EQ(metadata.trackTitle(), QStringLiteral("kept"));
+    EXPECT_EQ(metadata.trackTitle(), u"kept"_s);
     EXPECT_EQ(metadata.trackYear(), 1999);
     EXPECT_EQ(metadata.bpm(), 120) << "a record with a compilation flag reads no COMPILATION item";
     EXPECT_FALSE(metadata.albumArtwork()) << "a cover without a file name is no cover";
@@ -111,18 +113,18 @@ TEST(APETagMapping, writesItemsAndCoversAsTheLayoutSays)
                               "t.save(sys.argv[1])\n"),
                path);
     AudioMetadata metadata;
-    metadata.setTrackTitle(QStringLiteral("Ünïcode ☃"));
+    metadata.setTrackTitle(u"Ünïcode ☃"_s);
     metadata.setTrackNumber(3);
     metadata.setTotalTracks(12);
     metadata.setDiscNumber(1);
     metadata.setBpm(97);
     metadata.setPartOfACompilation(1);
-    metadata.setLyrics(QStringLiteral("words"));
+    metadata.setLyrics(u"words"_s);
     metadata.setTrackYear(2001);
     auto artwork = std::make_shared<AlbumArtwork>();
     artwork->setData(QByteArray("\xFF\xD8\xFF image", 9));
     metadata.setAlbumArtwork(artwork);
-    writeAPE(path, metadata, QStringLiteral("LAME via Sonabrik"), QStringLiteral("the comment"));
+    writeAPE(path, metadata, u"LAME via Sonabrik"_s, u"the comment"_s);
 
     QJsonObject ape = mutagenTags(path)["ape"].toObject();
     QStringList keys;
@@ -164,7 +166,7 @@ TEST(APETagMapping, writesItemsAndCoversAsTheLayoutSays)
 
     // A back cover of the record goes under its own key and reads back as a front cover.
     artwork->setArtworkType(4);
-    artwork->setOriginalFilename(QStringLiteral("scan.jpg"));
+    artwork->setOriginalFilename(u"scan.jpg"_s);
     writeAPE(path, metadata, std::nullopt, std::nullopt);
     ape = mutagenTags(path)["ape"].toObject();
     EXPECT_TRUE(text("Cover Art (front)").isUndefined());
@@ -176,7 +178,7 @@ TEST(APETagMapping, writesItemsAndCoversAsTheLayoutSays)
     readAPE(path, back);
     ASSERT_TRUE(back.albumArtwork());
     EXPECT_EQ(back.albumArtwork()->artworkType(), 3u);
-    EXPECT_EQ(back.albumArtwork()->originalFilename(), QStringLiteral("scan.jpg"));
+    EXPECT_EQ(back.albumArtwork()->originalFilename(), u"scan.jpg"_s);
     EXPECT_EQ(back.bpm(), 1) << "the written compilation flag reads back as a tempo of 1";
 }
 

@@ -11,6 +11,8 @@
 #include <QUrl>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct ImageProbe
@@ -30,7 +32,7 @@ ImageProbe probeImage(const QString& path)
 
 QString md5sumOf(const QString& path)
 {
-    return QString::fromLatin1(runTool(QStringLiteral("md5sum"), {path}).standardOutput.left(32));
+    return QString::fromLatin1(runTool(u"md5sum"_s, {path}).standardOutput.left(32));
 }
 
 struct FormatCase
@@ -57,7 +59,7 @@ TEST_P(ArtworkOfEachFormat, LoadsWithSniffedTypeSizeAndChecksumOfTheFile)
     const ImageProbe probe = probeImage(path);
     EXPECT_EQ(artwork->width(), probe.width);
     EXPECT_EQ(artwork->height(), probe.height);
-    EXPECT_EQ(artwork->dimensions(), QStringLiteral("%1 x %2").arg(probe.width).arg(probe.height));
+    EXPECT_EQ(artwork->dimensions(), u"%1 x %2"_s.arg(probe.width).arg(probe.height));
     EXPECT_EQ(artwork->md5(), md5sumOf(path));
 }
 
@@ -74,15 +76,15 @@ TEST(AlbumArtwork, BytesThatAreNoImageGetTheirFirstBytesTypeAndNoSize)
     ScratchDir dir;
     const QString written = dir.file("written");
     const std::pair<QByteArray, QString> cases[] = {
-        {QByteArray("MM\0* big-endian TIFF, cut", 26), QStringLiteral("image/tiff")},
-        {QByteArray("plain text"), QStringLiteral("unknown")},
-        {QByteArray(""), QStringLiteral("unknown")},
+        {QByteArray("MM\0* big-endian TIFF, cut", 26), u"image/tiff"_s},
+        {QByteArray("plain text"), u"unknown"_s},
+        {QByteArray(""), u"unknown"_s},
     };
     for (const auto& [bytes, mimeType] : cases) {
         AlbumArtwork artwork;
         artwork.setData(bytes);
         EXPECT_EQ(artwork.mimeType(), mimeType);
-        EXPECT_EQ(artwork.dimensions(), QStringLiteral("0 x 0"));
+        EXPECT_EQ(artwork.dimensions(), u"0 x 0"_s);
         ASSERT_TRUE(artwork.writeToFile(written));
         EXPECT_EQ(fileBytes(written), bytes);
         EXPECT_EQ(artwork.md5(), md5sumOf(written));
@@ -97,7 +99,7 @@ TEST(AlbumArtwork, BytesThatAreNoImageGetTheirFirstBytesTypeAndNoSize)
     artwork.setData(std::nullopt);
     EXPECT_EQ(artwork.mimeType(), std::nullopt);
     EXPECT_EQ(artwork.md5(), std::nullopt);
-    EXPECT_EQ(artwork.dimensions(), QStringLiteral("0 x 0"));
+    EXPECT_EQ(artwork.dimensions(), u"0 x 0"_s);
     EXPECT_FALSE(artwork.writeToFile(dir.file("nothing")));
     EXPECT_FALSE(QFileInfo::exists(dir.file("nothing")));
 }
@@ -108,16 +110,16 @@ TEST(AlbumArtwork, SettingTheSameBytesAgainKeepsTheTagsMimeTypeButACopyIsSniffed
     AlbumArtwork artwork;
     artwork.setData(png);
     // Tag readers set the tag's MIME type after the data; it stays.
-    artwork.setMimeType(QStringLiteral("image/jpeg"));
-    EXPECT_EQ(artwork.mimeType(), QStringLiteral("image/jpeg"));
+    artwork.setMimeType(u"image/jpeg"_s);
+    EXPECT_EQ(artwork.mimeType(), u"image/jpeg"_s);
 
     const QByteArray sameBytes = png; // shares the bytes: the same object
     artwork.setData(sameBytes);
-    EXPECT_EQ(artwork.mimeType(), QStringLiteral("image/jpeg"));
+    EXPECT_EQ(artwork.mimeType(), u"image/jpeg"_s);
 
     const QByteArray equalCopy(png.constData(), png.size());
     artwork.setData(equalCopy);
-    EXPECT_EQ(artwork.mimeType(), QStringLiteral("image/png"));
+    EXPECT_EQ(artwork.mimeType(), u"image/png"_s);
 }
 
 TEST(AlbumArtwork, LoadingGivesEmptyArtworkForUnreadableFilesAndNullForNonImages)
@@ -145,13 +147,12 @@ TEST(AlbumArtwork, LoadingGivesEmptyArtworkForUnreadableFilesAndNullForNonImages
 
         const AlbumArtworkPtr loaded = load(spaced);
         ASSERT_TRUE(loaded);
-        EXPECT_EQ(loaded->originalFilename(), QStringLiteral("cover art #1.png"));
+        EXPECT_EQ(loaded->originalFilename(), u"cover art #1.png"_s);
         EXPECT_EQ(loaded->data(), fileBytes(spaced));
     }
 
     // Only local files are read.
-    const AlbumArtworkPtr remote =
-        AlbumArtwork::albumArtworkFromURL(QUrl(QStringLiteral("http://127.0.0.1/a.png")));
+    const AlbumArtworkPtr remote = AlbumArtwork::albumArtworkFromURL(QUrl(u"http://127.0.0.1/a.png"_s));
     ASSERT_TRUE(remote);
     EXPECT_EQ(remote->data(), std::nullopt);
 }
@@ -161,18 +162,18 @@ TEST(AlbumArtwork, ArchiveRestoresTheFourKeysAndDerivesTheRestFromTheData)
     const QByteArray png = fileBytes(Fixtures::generated("art.png"));
     AlbumArtwork original;
     original.setData(png);
-    original.setMimeType(QStringLiteral("image/jpeg")); // a tag's word, not kept by archiving
+    original.setMimeType(u"image/jpeg"_s); // a tag's word, not kept by archiving
     original.setArtworkType(4);
-    original.setComments(QStringLiteral("Back cover, ünïcode"));
-    original.setOriginalFilename(QStringLiteral("back.png"));
+    original.setComments(u"Back cover, ünïcode"_s);
+    original.setOriginalFilename(u"back.png"_s);
 
     const AlbumArtworkPtr restored = AlbumArtwork::fromArchive(original.archive());
     ASSERT_TRUE(restored);
     EXPECT_EQ(restored->artworkType(), 4u);
     EXPECT_EQ(restored->data(), png);
-    EXPECT_EQ(restored->comments(), QStringLiteral("Back cover, ünïcode"));
-    EXPECT_EQ(restored->originalFilename(), QStringLiteral("back.png"));
-    EXPECT_EQ(restored->mimeType(), QStringLiteral("image/png"));
+    EXPECT_EQ(restored->comments(), u"Back cover, ünïcode"_s);
+    EXPECT_EQ(restored->originalFilename(), u"back.png"_s);
+    EXPECT_EQ(restored->mimeType(), u"image/png"_s);
     EXPECT_EQ(restored->dimensions(), original.dimensions());
     EXPECT_EQ(restored->md5(), original.md5());
 
@@ -192,11 +193,10 @@ TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
 {
     AlbumArtwork original;
     original.setData(fileBytes(Fixtures::generated("art.jpg")));
-    original.setComments(QStringLiteral("front"));
+    original.setComments(u"front"_s);
 
     EXPECT_EQ(original.mimeData()->formats(),
-              QStringList(
-                  {QStringLiteral("application/x-org.sonabrik.albumartwork"), QStringLiteral("image/tiff")}));
+              QStringList({u"application/x-org.sonabrik.albumartwork"_s, u"image/tiff"_s}));
 
     QClipboard* clipboard = QGuiApplication::clipboard();
     clipboard->setMimeData(original.mimeData().release());
@@ -205,24 +205,24 @@ TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
     const AlbumArtworkPtr restored = AlbumArtwork::fromMimeData(*pasted);
     ASSERT_TRUE(restored);
     EXPECT_EQ(restored->data(), original.data());
-    EXPECT_EQ(restored->comments(), QStringLiteral("front"));
+    EXPECT_EQ(restored->comments(), u"front"_s);
 
     // The TIFF is a real TIFF of the same picture.
     ScratchDir dir;
     const QString tiffPath = dir.file("pasted.tiff");
     AlbumArtwork tiff;
-    tiff.setData(pasted->data(QStringLiteral("image/tiff")));
+    tiff.setData(pasted->data(u"image/tiff"_s));
     ASSERT_TRUE(tiff.writeToFile(tiffPath));
     const ImageProbe probe = probeImage(tiffPath);
-    EXPECT_EQ(probe.codec, QStringLiteral("tiff"));
+    EXPECT_EQ(probe.codec, u"tiff"_s);
     EXPECT_EQ(probe.width, original.width());
     EXPECT_EQ(probe.height, original.height());
 
     // TIFF alone is not read as artwork; other types give nothing.
     QMimeData tiffOnly;
-    tiffOnly.setData(QStringLiteral("image/tiff"), pasted->data(QStringLiteral("image/tiff")));
+    tiffOnly.setData(u"image/tiff"_s, pasted->data(u"image/tiff"_s));
     EXPECT_FALSE(AlbumArtwork::fromMimeData(tiffOnly));
-    EXPECT_TRUE(original.pasteboardData(QStringLiteral("text/plain")).isEmpty());
+    EXPECT_TRUE(original.pasteboardData(u"text/plain"_s).isEmpty());
 }
 
 struct SaveCase

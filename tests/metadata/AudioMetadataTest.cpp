@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Field = AudioMetadata::Field;
@@ -31,13 +33,13 @@ QVariant sampleValue(Field field, const AlbumArtworkPtr& artwork)
     case AudioMetadata::Kind::Real:
         return 44100.5 + n;
     case AudioMetadata::Kind::Text:
-        return AudioMetadata::fieldName(field) + QStringLiteral(" text");
+        return AudioMetadata::fieldName(field) + u" text"_s;
     case AudioMetadata::Kind::Date:
         return kModified;
     case AudioMetadata::Kind::Artwork:
         return QVariant::fromValue(artwork);
     case AudioMetadata::Kind::Dictionary:
-        return QVariantMap{{QStringLiteral("kAudioFilePropertyInfoDictionary"), QByteArray("x")}};
+        return QVariantMap{{u"kAudioFilePropertyInfoDictionary"_s, QByteArray("x")}};
     }
     return {};
 }
@@ -98,9 +100,9 @@ TEST(AudioMetadata, PastingReplacesEveryExchangedFieldAndSharesTheArtwork)
     EXPECT_EQ(pasted.key(), std::nullopt);
 
     AudioMetadata titleOnly;
-    titleOnly.setTrackTitle(QStringLiteral("Only a title"));
+    titleOnly.setTrackTitle(u"Only a title"_s);
     const QVariantMap copied = titleOnly.exchangeDictionary();
-    EXPECT_EQ(copied.keys(), QStringList{QStringLiteral("trackTitle")});
+    EXPECT_EQ(copied.keys(), QStringList{u"trackTitle"_s});
     const AudioMetadataPtr target = fullRecord(artwork);
     QList<Field> changed;
     QObject::connect(target.get(), &AudioMetadata::fieldDidChange, [&](Field field) { changed << field; });
@@ -124,13 +126,13 @@ TEST(AudioMetadata, TextIsCopiedWhenSet)
     AudioMetadata record;
     record.setTrackArtist(raw);
     record.setValue(Field::albumArtist, raw);
-    QString editable = QStringLiteral("Waterloo");
+    QString editable = u"Waterloo"_s;
     record.setTrackTitle(editable);
     buffer[0] = u'X';
     editable[0] = u'X';
-    EXPECT_EQ(record.trackArtist(), QStringLiteral("Abba"));
-    EXPECT_EQ(record.albumArtist(), QStringLiteral("Abba"));
-    EXPECT_EQ(record.trackTitle(), QStringLiteral("Waterloo"));
+    EXPECT_EQ(record.trackArtist(), u"Abba"_s);
+    EXPECT_EQ(record.albumArtist(), u"Abba"_s);
+    EXPECT_EQ(record.trackTitle(), u"Waterloo"_s);
 }
 
 TEST(AudioMetadata, ConcurrentSetsAndGetsNeverTear)
@@ -174,9 +176,9 @@ TEST(AudioMetadata, ConcurrentSetsAndGetsNeverTear)
 TEST(AudioMetadata, FilenameTitleFallbackFillsOnlyAnAbsentTitle)
 {
     const std::pair<QString, QString> cases[] = {
-        {QStringLiteral("/music/a.b/Live.at.Wembley.ogg"), QStringLiteral("Live.at.Wembley")},
-        {QStringLiteral("relative/No extension"), QStringLiteral("No extension")},
-        {QStringLiteral("/music/.hidden"), QStringLiteral(".hidden")},
+        {u"/music/a.b/Live.at.Wembley.ogg"_s, u"Live.at.Wembley"_s},
+        {u"relative/No extension"_s, u"No extension"_s},
+        {u"/music/.hidden"_s, u".hidden"_s},
     };
     for (const auto& [path, title] : cases) {
         AudioMetadata record;
@@ -186,7 +188,7 @@ TEST(AudioMetadata, FilenameTitleFallbackFillsOnlyAnAbsentTitle)
 
     AudioMetadata emptyTitle;
     emptyTitle.setTrackTitle(QString());
-    EXPECT_FALSE(emptyTitle.applyFilenameTitleFallback(QStringLiteral("/music/01 Intro.flac")));
+    EXPECT_FALSE(emptyTitle.applyFilenameTitleFallback(u"/music/01 Intro.flac"_s));
     EXPECT_EQ(emptyTitle.trackTitle(), QString());
 }
 

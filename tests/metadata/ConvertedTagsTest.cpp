@@ -14,6 +14,8 @@
 #include <QJsonArray>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Mutagen::entry;
@@ -64,8 +66,8 @@ TEST_P(ConvertedTags, ArriveInTheMP3sID3v2Tag)
     const SourceCase& c = GetParam();
     ScratchDir sources;
     ScratchDir out;
-    const QString source = sources.copyOf(Fixtures::generated(QString::fromLatin1(c.fixture)),
-                                          QStringLiteral("source.") + c.extension);
+    const QString source =
+        sources.copyOf(Fixtures::generated(QString::fromLatin1(c.fixture)), u"source."_s + c.extension);
     Mutagen::tag(source, QString::fromLatin1(c.tagger), c.tags());
 
     PreferencesScope preferences({{"destinationDirectory", out.path()}});
@@ -78,10 +80,10 @@ TEST_P(ConvertedTags, ArriveInTheMP3sID3v2Tag)
     ASSERT_TRUE(operation.success()) << log.messages().join(QLatin1Char('\n')).toStdString();
 
     const QJsonObject mp3 = mutagenTags(operation.outFilePath());
-    EXPECT_EQ(id3v2Text(mp3, QStringLiteral("TIT2")), QStringLiteral("Ünïcode Title"));
-    EXPECT_EQ(id3v2Text(mp3, QStringLiteral("TRCK")), QStringLiteral("3/12"));
+    EXPECT_EQ(id3v2Text(mp3, u"TIT2"_s), u"Ünïcode Title"_s);
+    EXPECT_EQ(id3v2Text(mp3, u"TRCK"_s), u"3/12"_s);
     const QJsonObject apic = mp3["id3v2"]["frames"]["APIC"][0].toObject();
-    EXPECT_EQ(apic["mime"].toString(), QStringLiteral("image/png"));
+    EXPECT_EQ(apic["mime"].toString(), u"image/png"_s);
     EXPECT_EQ(apic["type"].toInt(), 3);
     EXPECT_EQ(QByteArray::fromHex(apic["data"].toString().toLatin1()), fileBytes(cover()));
 }

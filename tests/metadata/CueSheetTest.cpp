@@ -8,6 +8,8 @@
 #include <QStringEncoder>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // "Ça" and curly quotes: bytes that differ in every encoding tried here.
@@ -60,21 +62,21 @@ TEST_P(CueSheetEncodings, EveryFieldReadsTheSame)
     QString error;
     const CueSheet sheet = CueSheet::parse(GetParam().second, &error);
     ASSERT_EQ(sheet.tracks.size(), 3) << error.toStdString();
-    EXPECT_EQ(sheet.title, QStringLiteral("\u00C7a ira \u201Cbien\u201D"));
-    EXPECT_EQ(sheet.performer, QStringLiteral("Les Vergers"));
-    EXPECT_EQ(sheet.genre, QStringLiteral("Chanson"));
-    EXPECT_EQ(sheet.date, QStringLiteral("1999"));
-    EXPECT_EQ(sheet.comment, QStringLiteral("ExactAudioCopy v1.6"));
+    EXPECT_EQ(sheet.title, u"\u00C7a ira \u201Cbien\u201D"_s);
+    EXPECT_EQ(sheet.performer, u"Les Vergers"_s);
+    EXPECT_EQ(sheet.genre, u"Chanson"_s);
+    EXPECT_EQ(sheet.date, u"1999"_s);
+    EXPECT_EQ(sheet.comment, u"ExactAudioCopy v1.6"_s);
     EXPECT_EQ(sheet.discNumber, 2);
     EXPECT_EQ(sheet.totalDiscs, 3);
     EXPECT_EQ(sheet.files(), (QStringList{"Disc 2.flac", "Bonus.wav"}));
 
     const CueTrack& second = sheet.tracks[1];
     EXPECT_EQ(second.number, 2);
-    EXPECT_EQ(second.title, QStringLiteral("Deux"));
-    EXPECT_EQ(second.performer, QStringLiteral("Invit\u00E9e"));
-    EXPECT_EQ(second.songwriter, QStringLiteral("Auteur"));
-    EXPECT_EQ(second.isrc, QStringLiteral("FRZ039900212"));
+    EXPECT_EQ(second.title, u"Deux"_s);
+    EXPECT_EQ(second.performer, u"Invit\u00E9e"_s);
+    EXPECT_EQ(second.songwriter, u"Auteur"_s);
+    EXPECT_EQ(second.isrc, u"FRZ039900212"_s);
     EXPECT_EQ(second.start, 12 * 75 + 37);
     EXPECT_TRUE(sheet.tracks[0].performer.isEmpty());
 }
@@ -117,7 +119,7 @@ TEST(CueSheet, WrongSheetsAreRefusedWithAReason)
     for (const char* text : {"", "This is a text file.\n", "FILE \"a.wav\" WAVE\n", "\xff\xfe\x00\x00"}) {
         error.clear();
         EXPECT_TRUE(CueSheet::parse(QByteArray(text), &error).tracks.isEmpty()) << text;
-        EXPECT_EQ(error, QStringLiteral("Not a cue sheet")) << text;
+        EXPECT_EQ(error, u"Not a cue sheet"_s) << text;
     }
 
     const CueSheet backwards = CueSheet::parse("FILE \"a.wav\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:05:00\n"
@@ -125,16 +127,16 @@ TEST(CueSheet, WrongSheetsAreRefusedWithAReason)
     ASSERT_EQ(backwards.tracks.size(), 2);
     QString problem;
     EXPECT_FALSE(backwards.span(0, 44100, 44100 * 10, &problem));
-    EXPECT_EQ(problem, QStringLiteral("the index of track 2 runs backwards"));
+    EXPECT_EQ(problem, u"the index of track 2 runs backwards"_s);
     // Past the end of a one-second image.
     EXPECT_FALSE(backwards.span(1, 44100, 44100, &problem));
-    EXPECT_EQ(problem, QStringLiteral("track 2 runs past the end of a.wav"));
+    EXPECT_EQ(problem, u"track 2 runs past the end of a.wav"_s);
 
     const CueSheet empty = CueSheet::parse("FILE \"a.wav\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:02:00\n"
                                            " TRACK 02 AUDIO\n  INDEX 01 00:02:00\n");
     ASSERT_EQ(empty.tracks.size(), 2);
     EXPECT_FALSE(empty.span(0, 44100, 44100 * 10, &problem));
-    EXPECT_EQ(problem, QStringLiteral("track 1 has no length"));
+    EXPECT_EQ(problem, u"track 1 has no length"_s);
 }
 
 } // namespace

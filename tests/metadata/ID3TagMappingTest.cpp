@@ -17,6 +17,8 @@
 #include <taglib/textidentificationframe.h>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString freshMp3(const ScratchDir& dir)
@@ -72,21 +74,21 @@ t.save(sys.argv[1], v2_version=4)
                path);
 
     AudioMetadata metadata;
-    metadata.setTrackTitle(QStringLiteral("read before")); // absent fields only...
-    metadata.setTrackNumber(7);                            // ...but TRCK overrides
+    metadata.setTrackTitle(u"read before"_s); // absent fields only...
+    metadata.setTrackNumber(7);               // ...but TRCK overrides
     readID3v2(path, metadata);
-    EXPECT_EQ(metadata.trackTitle(), QStringLiteral("read before"));
-    EXPECT_EQ(metadata.trackArtist(), QStringLiteral("Artist"));
-    EXPECT_EQ(metadata.albumTitle(), QStringLiteral("Album"));
-    EXPECT_EQ(metadata.trackGenre(), QStringLiteral("Rock"));
+    EXPECT_EQ(metadata.trackTitle(), u"read before"_s);
+    EXPECT_EQ(metadata.trackArtist(), u"Artist"_s);
+    EXPECT_EQ(metadata.albumTitle(), u"Album"_s);
+    EXPECT_EQ(metadata.trackGenre(), u"Rock"_s);
     EXPECT_EQ(metadata.trackYear(), 1999);
     EXPECT_EQ(metadata.trackNumber(), 3);
     EXPECT_EQ(metadata.totalTracks(), 12);
-    EXPECT_EQ(metadata.trackComment(), QStringLiteral("the comment"));
+    EXPECT_EQ(metadata.trackComment(), u"the comment"_s);
 
     AudioMetadata fresh;
     readID3v2(path, fresh);
-    EXPECT_EQ(fresh.trackTitle(), QStringLiteral("Ünïcode ☃ title"));
+    EXPECT_EQ(fresh.trackTitle(), u"Ünïcode ☃ title"_s);
 }
 
 TEST(ID3TagMapping, trackAndDiscFramesSplitAtTheSlash)
@@ -135,28 +137,27 @@ t.save(sys.argv[1])
                path);
 
     AudioMetadata metadata;
-    metadata.setTrackTitle(QStringLiteral("Title"));
+    metadata.setTrackTitle(u"Title"_s);
     metadata.setTrackYear(2004);
-    metadata.setTrackGenre(QStringLiteral("Jazz"));
+    metadata.setTrackGenre(u"Jazz"_s);
     metadata.setTotalTracks(12);
     metadata.setDiscNumber(1);
     metadata.setDiscTotal(2);
-    metadata.setTrackComment(QStringLiteral("the record's comment is not written"));
-    metadata.setGrouping(QStringLiteral("Group"));
-    metadata.setTrackComposer(QStringLiteral("Composer"));
-    metadata.setTrackCopyright(QStringLiteral("(c)"));
-    metadata.setLyrics(QStringLiteral("line one\nline two"));
+    metadata.setTrackComment(u"the record's comment is not written"_s);
+    metadata.setGrouping(u"Group"_s);
+    metadata.setTrackComposer(u"Composer"_s);
+    metadata.setTrackCopyright(u"(c)"_s);
+    metadata.setLyrics(u"line one\nline two"_s);
     metadata.setBpm(97);
     metadata.setPartOfACompilation(0);
-    metadata.setKey(QStringLiteral("C#m"));
-    metadata.setISRC(QStringLiteral("GBAYE0601498"));
-    metadata.setAlbumArtist(QStringLiteral("Various"));
+    metadata.setKey(u"C#m"_s);
+    metadata.setISRC(u"GBAYE0601498"_s);
+    metadata.setAlbumArtist(u"Various"_s);
     auto artwork = std::make_shared<AlbumArtwork>();
     artwork->setData(pngBytes());
-    artwork->setComments(QStringLiteral("front"));
+    artwork->setComments(u"front"_s);
     metadata.setAlbumArtwork(artwork);
-    writeID3v2(path, metadata, 4, TagLib::String::UTF8, QStringLiteral("LAME via Sonabrik"),
-               QStringLiteral("passed comment"));
+    writeID3v2(path, metadata, 4, TagLib::String::UTF8, u"LAME via Sonabrik"_s, u"passed comment"_s);
 
     const QJsonObject tags = mutagenTags(path);
     const QJsonObject frames = tags["id3v2"]["frames"].toObject();
@@ -176,14 +177,14 @@ t.save(sys.argv[1])
     EXPECT_EQ(frames["TRCK"][0]["encoding"].toInt(), 0) << "numbers are Latin-1";
     EXPECT_EQ(frames["TBPM"][0]["encoding"].toInt(), 0);
     EXPECT_EQ(frames["COMM"].toArray().size(), 1);
-    EXPECT_EQ(frames["COMM"][0]["text"][0].toString(), QStringLiteral("passed comment"));
-    EXPECT_EQ(frames["COMM"][0]["lang"].toString(), QStringLiteral("eng"));
+    EXPECT_EQ(frames["COMM"][0]["text"][0].toString(), u"passed comment"_s);
+    EXPECT_EQ(frames["COMM"][0]["lang"].toString(), u"eng"_s);
     EXPECT_EQ(frames["COMM"][0]["desc"].toString(), QString());
-    EXPECT_EQ(frames["USLT"][0]["lang"].toString(), QStringLiteral("eng"));
+    EXPECT_EQ(frames["USLT"][0]["lang"].toString(), u"eng"_s);
     const QJsonObject picture = frames["APIC"][0].toObject();
-    EXPECT_EQ(picture["mime"].toString(), QStringLiteral("image/png"));
+    EXPECT_EQ(picture["mime"].toString(), u"image/png"_s);
     EXPECT_EQ(picture["type"].toInt(), 3);
-    EXPECT_EQ(picture["desc"].toString(), QStringLiteral("front"));
+    EXPECT_EQ(picture["desc"].toString(), u"front"_s);
 
     EXPECT_EQ(QByteArray::fromHex(picture["data"].toString().toLatin1()), pngBytes());
 
@@ -201,28 +202,28 @@ TEST(ID3TagMapping, id3v1RoundTrip)
     ScratchDir dir;
     const QString path = freshMp3(dir);
     AudioMetadata metadata;
-    metadata.setTrackTitle(QStringLiteral("A title that is longer than thirty characters"));
-    metadata.setTrackArtist(QStringLiteral("Artist"));
-    metadata.setTrackGenre(QStringLiteral("Not A Standard Genre"));
+    metadata.setTrackTitle(u"A title that is longer than thirty characters"_s);
+    metadata.setTrackArtist(u"Artist"_s);
+    metadata.setTrackGenre(u"Not A Standard Genre"_s);
     metadata.setTrackYear(1987);
     metadata.setTrackNumber(9);
     {
         TagLib::MPEG::File file(QFile::encodeName(path).constData(), false);
-        ID3TagMapping::fillOutID3v1Tag(metadata, file.ID3v1Tag(true), QStringLiteral("comment"));
+        ID3TagMapping::fillOutID3v1Tag(metadata, file.ID3v1Tag(true), u"comment"_s);
         file.save(TagLib::MPEG::File::ID3v1, TagLib::File::StripNone, TagLib::ID3v2::v4,
                   TagLib::File::DoNotDuplicate);
     }
     const QJsonObject v1 = mutagenTags(path)["id3v1"].toObject();
-    EXPECT_EQ(v1["TIT2"].toString(), QStringLiteral("A title that is longer than th"));
-    EXPECT_EQ(v1["TRCK"].toString(), QStringLiteral("9"));
+    EXPECT_EQ(v1["TIT2"].toString(), u"A title that is longer than th"_s);
+    EXPECT_EQ(v1["TRCK"].toString(), u"9"_s);
     EXPECT_FALSE(v1.contains("TCON")) << "a genre outside the list is no genre";
 
     AudioMetadata back;
-    back.setTrackArtist(QStringLiteral("kept"));
+    back.setTrackArtist(u"kept"_s);
     TagLib::MPEG::File file(QFile::encodeName(path).constData(), false);
     ID3TagMapping::addInfoFromID3v1Tag(file.ID3v1Tag(), back);
-    EXPECT_EQ(back.trackTitle(), QStringLiteral("A title that is longer than th"));
-    EXPECT_EQ(back.trackArtist(), QStringLiteral("kept"));
+    EXPECT_EQ(back.trackTitle(), u"A title that is longer than th"_s);
+    EXPECT_EQ(back.trackArtist(), u"kept"_s);
     EXPECT_EQ(back.trackYear(), 1987);
     EXPECT_FALSE(back.trackGenre());
 }
@@ -233,7 +234,7 @@ TEST(ID3TagMapping, readsOtherProgramsFilesLikeMutagen)
 {
     SONABRIK_REQUIRE_TAGLIB_FIXTURES();
     int compared = 0;
-    for (const QString& path : Fixtures::taglibFilesWithExtensions({QStringLiteral("mp3")})) {
+    for (const QString& path : Fixtures::taglibFilesWithExtensions({u"mp3"_s})) {
         TagLib::MPEG::File file(QFile::encodeName(path).constData(), false);
         if (!file.isValid() || !file.hasID3v2Tag()) {
             continue;
@@ -242,15 +243,15 @@ TEST(ID3TagMapping, readsOtherProgramsFilesLikeMutagen)
         ID3TagMapping::addInfoFromID3v2Tag(file.ID3v2Tag(), metadata);
         ID3TagMapping::addInfoFromID3v1Tag(file.ID3v1Tag(), metadata);
         const QJsonObject tags = mutagenTags(path);
-        if (!tags.contains(QStringLiteral("id3v2"))) {
+        if (!tags.contains(u"id3v2"_s)) {
             continue; // mutagen refuses what TagLib reads: nothing to compare
         }
-        const QString title = id3v2Text(tags, QStringLiteral("TIT2"));
+        const QString title = id3v2Text(tags, u"TIT2"_s);
         if (!title.isEmpty() && !title.contains(u'/')) {
             EXPECT_EQ(metadata.trackTitle().value_or(QString()), title) << path.toStdString();
             ++compared;
         }
-        const QString track = id3v2Text(tags, QStringLiteral("TRCK"));
+        const QString track = id3v2Text(tags, u"TRCK"_s);
         if (!track.isEmpty()) {
             EXPECT_EQ(metadata.trackNumber().value_or(-1), track.section(u'/', 0, 0).toInt())
                 << path.toStdString();
@@ -267,7 +268,7 @@ TEST(ID3CoverLimit, APictureBeyondTheTagsSizeFieldIsLeftOutAndLogged)
     constexpr qsizetype kTooLarge = qsizetype(1) << 28;
     ErrorLogCapture log;
     AudioMetadata metadata;
-    metadata.setTrackTitle(QStringLiteral("Title"));
+    metadata.setTrackTitle(u"Title"_s);
     {
         auto artwork = std::make_shared<AlbumArtwork>();
         QByteArray data(kTooLarge, '\0');

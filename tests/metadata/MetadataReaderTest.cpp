@@ -17,6 +17,8 @@
 #include <QJsonArray>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Mutagen::entry;
@@ -179,14 +181,14 @@ TEST_P(TaggedFileTest, ReadsEveryFieldAndTheStream)
     ScratchDir dir;
     // Fixtures named "taglib:" come from TagLib's test files (nothing in
     // Debian writes them).
-    QString path = dir.file(QStringLiteral("tagged.") + c.extension);
+    QString path = dir.file(u"tagged."_s + c.extension);
     const QString fixture = QString::fromLatin1(c.fixture);
     if (fixture.startsWith(QLatin1String("taglib:"))) {
         SONABRIK_REQUIRE_TAGLIB_FIXTURES();
         ASSERT_TRUE(QFile::copy(Fixtures::taglib(fixture.mid(7)), path));
         QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
     } else {
-        path = dir.copyOf(Fixtures::generated(fixture), QStringLiteral("tagged.") + c.extension);
+        path = dir.copyOf(Fixtures::generated(fixture), u"tagged."_s + c.extension);
     }
     Mutagen::tag(path, QString::fromLatin1(c.tagger), tagsOf(c.family));
 
@@ -205,20 +207,20 @@ TEST_P(TaggedFileTest, ReadsEveryFieldAndTheStream)
     const AlbumArtworkPtr artwork = record->albumArtwork();
     ASSERT_NE(artwork, nullptr);
     EXPECT_EQ(artwork->data(), fileBytes(art("art.png")));
-    EXPECT_EQ(artwork->mimeType(), QStringLiteral("image/png"));
+    EXPECT_EQ(artwork->mimeType(), u"image/png"_s);
     EXPECT_EQ(artwork->artworkType(), c.keepsPictureType ? 4u : 3u);
     if (c.keepsPictureType) {
-        EXPECT_EQ(artwork->comments(), QStringLiteral("Back"));
+        EXPECT_EQ(artwork->comments(), u"Back"_s);
     }
     // Covers of APE items keep the file name they were stored with.
     if (c.family == APE) {
-        EXPECT_EQ(artwork->originalFilename(), QStringLiteral("art.png"));
+        EXPECT_EQ(artwork->originalFilename(), u"art.png"_s);
     }
 
     if (c.kind != nullptr) {
         EXPECT_EQ(record->sourceKind(), QString::fromLatin1(c.kind));
     } else {
-        EXPECT_FALSE(record->sourceKind().value_or(QStringLiteral("WAVE")) == QLatin1String("WAVE"));
+        EXPECT_FALSE(record->sourceKind().value_or(u"WAVE"_s) == QLatin1String("WAVE"));
     }
     if (c.channelMode != nullptr) {
         EXPECT_EQ(record->sourceChannelMode(), QString::fromLatin1(c.channelMode));
@@ -314,13 +316,13 @@ namespace {
 TEST(MetadataDispatch, ChoosesTheReaderByLowerCasedExtensionAndOggByItsFirstStream)
 {
     EXPECT_EQ(AudioMetadata::metadataFromFile(Fixtures::generated("core-upper.FLAC"))->sourceKind(),
-              QStringLiteral("FLAC"));
+              u"FLAC"_s);
     EXPECT_EQ(AudioMetadata::metadataFromFile(Fixtures::generated("core-opus-named.ogg"))->sourceKind(),
-              QStringLiteral("Ogg Opus"));
+              u"Ogg Opus"_s);
     EXPECT_EQ(AudioMetadata::metadataFromFile(Fixtures::generated("core-vorbis-named.opus"))->sourceKind(),
-              QStringLiteral("OGG Vorbis"));
+              u"OGG Vorbis"_s);
     EXPECT_EQ(AudioMetadata::metadataFromFile(Fixtures::generated("core-flac-named.oga"))->sourceKind(),
-              QStringLiteral("OGG FLAC"));
+              u"OGG FLAC"_s);
 
     // An Ogg stream of another codec: only what the file system tells.
     const QString theora = Fixtures::generated("core-theora.ogg");
@@ -340,15 +342,14 @@ TEST(MetadataDispatch, LogsWhatStopsTheReaderAndStillGivesARecord)
     ASSERT_NE(record, nullptr);
     EXPECT_EQ(record->sourceLocation(), std::nullopt);
     ASSERT_EQ(log.messages().size(), 1);
-    EXPECT_TRUE(log.messages()[0].startsWith(QStringLiteral("Could Not Initialize Audio Metadata for: ") +
-                                             notOgg + QStringLiteral(" Error: ")))
+    EXPECT_TRUE(
+        log.messages()[0].startsWith(u"Could Not Initialize Audio Metadata for: "_s + notOgg + u" Error: "_s))
         << log.messages()[0].toStdString();
 
     // A file that is not there: the reader's fixed texts and the location.
-    const AudioMetadataPtr missing =
-        AudioMetadata::metadataFromFile(QStringLiteral("/nonexistent/gone.flac"));
-    EXPECT_EQ(missing->sourceKind(), QStringLiteral("FLAC"));
-    EXPECT_EQ(missing->sourceLocation(), QStringLiteral("/nonexistent/gone.flac"));
+    const AudioMetadataPtr missing = AudioMetadata::metadataFromFile(u"/nonexistent/gone.flac"_s);
+    EXPECT_EQ(missing->sourceKind(), u"FLAC"_s);
+    EXPECT_EQ(missing->sourceLocation(), u"/nonexistent/gone.flac"_s);
     EXPECT_EQ(missing->sourceFileSize(), std::nullopt);
     EXPECT_EQ(missing->sourceLength(), std::nullopt);
 }
@@ -362,9 +363,9 @@ TEST(MetadataDispatch, TagsAreReadInOrderAndTheID3TrackFrameOverrides)
     Mutagen::tag(flac, "id3", {entry("TIT2", "id3 title"), entry("TRCK", "7/12"), entry("TALB", "id3 album")},
                  QJsonObject{{"v1", 2}});
     const AudioMetadataPtr record = AudioMetadata::metadataFromFile(flac);
-    EXPECT_EQ(record->sourceTagFormat(), QStringLiteral("Vorbis, ID3v2.4.0, ID3v1"));
-    EXPECT_EQ(record->trackTitle(), QStringLiteral("xiph title"));
-    EXPECT_EQ(record->albumTitle(), QStringLiteral("id3 album"));
+    EXPECT_EQ(record->sourceTagFormat(), u"Vorbis, ID3v2.4.0, ID3v1"_s);
+    EXPECT_EQ(record->trackTitle(), u"xiph title"_s);
+    EXPECT_EQ(record->albumTitle(), u"id3 album"_s);
     EXPECT_EQ(record->trackNumber(), 7);
     EXPECT_EQ(record->totalTracks(), 12);
 
@@ -373,18 +374,18 @@ TEST(MetadataDispatch, TagsAreReadInOrderAndTheID3TrackFrameOverrides)
     Mutagen::tag(mp3, "ape", {entry("Title", "ape title"), entry("Lyrics", "ape lyrics")});
     Mutagen::tag(mp3, "id3", {entry("TIT2", "id3 title")}, QJsonObject{{"v1", 2}, {"version", 3}});
     const AudioMetadataPtr song = AudioMetadata::metadataFromFile(mp3);
-    EXPECT_EQ(song->sourceTagFormat(), QStringLiteral("ID3v2.3.0, ID3v1, APE Tag v2.00"));
-    EXPECT_EQ(song->trackTitle(), QStringLiteral("id3 title"));
-    EXPECT_EQ(song->lyrics(), QStringLiteral("ape lyrics"));
-    EXPECT_EQ(song->sourceBitrateMode(), QStringLiteral("VBR"));
-    EXPECT_EQ(song->sourceFormat(), QStringLiteral("MPEG Version 1 Audio Layer 3"));
+    EXPECT_EQ(song->sourceTagFormat(), u"ID3v2.3.0, ID3v1, APE Tag v2.00"_s);
+    EXPECT_EQ(song->trackTitle(), u"id3 title"_s);
+    EXPECT_EQ(song->lyrics(), u"ape lyrics"_s);
+    EXPECT_EQ(song->sourceBitrateMode(), u"VBR"_s);
+    EXPECT_EQ(song->sourceFormat(), u"MPEG Version 1 Audio Layer 3"_s);
 
     // Without a Xing or Info header the mode stays unknown.
     const QString plain = dir.copyOf(Fixtures::generated("reading-noinfo.mp3"), "plain.mp3");
     Mutagen::tag(plain, "id3", {entry("TIT2", "t")});
     const AudioMetadataPtr noInfo = AudioMetadata::metadataFromFile(plain);
     EXPECT_EQ(noInfo->sourceBitrateMode(), std::nullopt);
-    EXPECT_EQ(noInfo->sourceChannelMode(), QStringLiteral("Joint Stereo"));
+    EXPECT_EQ(noInfo->sourceChannelMode(), u"Joint Stereo"_s);
 }
 
 TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
@@ -401,7 +402,7 @@ TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
     ASSERT_NE(block, nullptr);
     EXPECT_EQ(block->data(), fileBytes(art("art.png")));
     EXPECT_EQ(block->artworkType(), 4u);
-    EXPECT_EQ(block->comments(), QStringLiteral("one"));
+    EXPECT_EQ(block->comments(), u"one"_s);
 
     EXPECT_EQ(AudioMetadata::metadataFromFile(two)->albumArtwork(), nullptr);
     Mutagen::tag(two, "flac", tagPicture);
@@ -421,7 +422,7 @@ TEST(MetadataDispatch, FFmpegReadsRealMediaAndWaitsForAMissingFile)
         ErrorLogCapture log;
         const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
         ASSERT_NE(record, nullptr);
-        EXPECT_EQ(record->trackTitle(), QStringLiteral("late")) << "the file name stands in";
+        EXPECT_EQ(record->trackTitle(), u"late"_s) << "the file name stands in";
         EXPECT_EQ(retries.waits().size(), 3u);
         for (uint32_t wait : retries.waits()) {
             EXPECT_GE(wait, 1000000u);
@@ -431,7 +432,7 @@ TEST(MetadataDispatch, FFmpegReadsRealMediaAndWaitsForAMissingFile)
                   QStringList({QStringLiteral("FFMPEG Could Not Open Input For File For Metadata Reading: %1 "
                                               "ERROR: -2")
                                    .arg(path),
-                               path + QStringLiteral(": No such file or directory")}));
+                               path + u": No such file or directory"_s}));
     }
     InstantRetries retries;
     retries.duringWait(2, [&] { QFile::copy(Fixtures::generated("reading.rm"), path); });
@@ -439,12 +440,12 @@ TEST(MetadataDispatch, FFmpegReadsRealMediaAndWaitsForAMissingFile)
     const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
     EXPECT_EQ(retries.waits().size(), 2u);
     EXPECT_TRUE(log.messages().isEmpty());
-    EXPECT_EQ(record->sourceKind(), QStringLiteral("rm"));
-    EXPECT_EQ(record->sourceFormat(), QStringLiteral("RealMedia"));
-    EXPECT_EQ(record->trackTitle(), QStringLiteral("Real Title"));
-    EXPECT_EQ(record->trackArtist(), QStringLiteral("Real Author"));
-    EXPECT_EQ(record->trackCopyright(), QStringLiteral("Real Copyright"));
-    EXPECT_EQ(record->trackComment(), QStringLiteral("Real Comment"));
+    EXPECT_EQ(record->sourceKind(), u"rm"_s);
+    EXPECT_EQ(record->sourceFormat(), u"RealMedia"_s);
+    EXPECT_EQ(record->trackTitle(), u"Real Title"_s);
+    EXPECT_EQ(record->trackArtist(), u"Real Author"_s);
+    EXPECT_EQ(record->trackCopyright(), u"Real Copyright"_s);
+    EXPECT_EQ(record->trackComment(), u"Real Comment"_s);
     EXPECT_EQ(record->sourceSampleRate(), 44100);
     EXPECT_EQ(record->sourceChannels(), 2);
     EXPECT_EQ(record->sourceLength(), 2);
@@ -454,15 +455,15 @@ TEST(MetadataDispatch, FFmpegReadsRealMediaAndWaitsForAMissingFile)
 TEST(MetadataDispatch, FFmpegEntriesSplitNumbersAndOverwriteEarlierOnes)
 {
     AudioMetadata record;
-    FFmpegMetadataReader::addMetadataEntry(QStringLiteral("TRACK"), QStringLiteral("7/12"), record);
+    FFmpegMetadataReader::addMetadataEntry(u"TRACK"_s, u"7/12"_s, record);
     EXPECT_EQ(record.trackNumber(), 7);
     EXPECT_EQ(record.totalTracks(), 12);
-    FFmpegMetadataReader::addMetadataEntry(QStringLiteral("track"), QStringLiteral("8"), record);
+    FFmpegMetadataReader::addMetadataEntry(u"track"_s, u"8"_s, record);
     EXPECT_EQ(record.trackNumber(), 8);
     EXPECT_EQ(record.totalTracks(), 12);
-    FFmpegMetadataReader::addMetadataEntry(QStringLiteral("Date"), QStringLiteral("6 May 2004"), record);
+    FFmpegMetadataReader::addMetadataEntry(u"Date"_s, u"6 May 2004"_s, record);
     EXPECT_EQ(record.trackYear(), 2004);
-    FFmpegMetadataReader::addMetadataEntry(QStringLiteral("date"), QStringLiteral("someday"), record);
+    FFmpegMetadataReader::addMetadataEntry(u"date"_s, u"someday"_s, record);
     EXPECT_EQ(record.trackYear(), 2004);
 }
 
@@ -474,27 +475,27 @@ TEST(ArtworkFromFilename, FallbacksFillAMissingCoverAndTitleWhenThePreferencesSa
     const QString path = dir.copyOf(Fixtures::generated("core.flac"), "01 Intro.flac");
     ASSERT_TRUE(QFile::copy(art("art.jpg"), dir.file("Cover.JPG")));
     const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
-    EXPECT_EQ(record->trackTitle(), QStringLiteral("01 Intro"));
+    EXPECT_EQ(record->trackTitle(), u"01 Intro"_s);
     ASSERT_NE(record->albumArtwork(), nullptr);
     EXPECT_EQ(record->albumArtwork()->data(), fileBytes(art("art.jpg")));
 
     Preferences& preferences = Preferences::shared();
-    preferences.setValue(QStringLiteral("readAlbumArtworkFromFile"), false);
-    preferences.setValue(QStringLiteral("fallbackOnFilenameWhenTitleIsMissing"), false);
+    preferences.setValue(u"readAlbumArtworkFromFile"_s, false);
+    preferences.setValue(u"fallbackOnFilenameWhenTitleIsMissing"_s, false);
     const AudioMetadataPtr without = AudioMetadata::metadataFromFile(path);
-    preferences.removeValue(QStringLiteral("readAlbumArtworkFromFile"));
-    preferences.removeValue(QStringLiteral("fallbackOnFilenameWhenTitleIsMissing"));
+    preferences.removeValue(u"readAlbumArtworkFromFile"_s);
+    preferences.removeValue(u"fallbackOnFilenameWhenTitleIsMissing"_s);
     EXPECT_EQ(without->trackTitle(), std::nullopt);
     EXPECT_EQ(without->albumArtwork(), nullptr);
 
     // A name made by the naming scheme from the record's own tags.
     Mutagen::tag(path, "flac", {entry("ALBUM", "Blue")});
     ASSERT_TRUE(QFile::copy(art("art.png"), dir.file("blue-front.png")));
-    preferences.setValue(QStringLiteral("readAlbumArtworkFileName"), QStringLiteral("{albumTitle}-*"));
+    preferences.setValue(u"readAlbumArtworkFileName"_s, u"{albumTitle}-*"_s);
     const AudioMetadataPtr named = AudioMetadata::metadataFromFile(path);
-    preferences.removeValue(QStringLiteral("readAlbumArtworkFileName"));
+    preferences.removeValue(u"readAlbumArtworkFileName"_s);
     ASSERT_NE(named->albumArtwork(), nullptr);
-    EXPECT_EQ(named->albumArtwork()->originalFilename(), QStringLiteral("blue-front.png"));
+    EXPECT_EQ(named->albumArtwork()->originalFilename(), u"blue-front.png"_s);
 }
 
 TEST(ArtworkFromFilename, MatchesTheWildcardIgnoringCaseAndAccents)
@@ -505,11 +506,11 @@ TEST(ArtworkFromFilename, MatchesTheWildcardIgnoringCaseAndAccents)
     AudioMetadata record;
     MetadataReader::readAlbumArtworkFromFilename(dir.file("cover [FRONT].p?g"), record);
     ASSERT_NE(record.albumArtwork(), nullptr);
-    EXPECT_EQ(record.albumArtwork()->originalFilename(), QStringLiteral("Cövér [front].PNG"));
+    EXPECT_EQ(record.albumArtwork()->originalFilename(), u"Cövér [front].PNG"_s);
 
     AudioMetadata none;
     MetadataReader::readAlbumArtworkFromFilename(dir.file("back*"), none);
-    MetadataReader::readAlbumArtworkFromFilename(QStringLiteral("/nonexistent/folder/*"), none);
+    MetadataReader::readAlbumArtworkFromFilename(u"/nonexistent/folder/*"_s, none);
     EXPECT_EQ(none.albumArtwork(), nullptr);
     // The first match is not an image: nothing is set.
     MetadataReader::readAlbumArtworkFromFilename(dir.file("n*"), none);
@@ -522,39 +523,39 @@ TEST(PlatformFiles, InfoDictionaryAndChunksFillWhatIsMissing)
     // Extensions without a reader of their own go to the platform's row.
     const QString info = dir.copyOf(Fixtures::generated("reading-info.wav"), "info.bwf");
     const AudioMetadataPtr record = AudioMetadata::metadataFromFile(info);
-    EXPECT_EQ(record->trackTitle(), QStringLiteral("Info Title"));
-    EXPECT_EQ(record->trackArtist(), QStringLiteral("Info Artist"));
-    EXPECT_EQ(record->albumTitle(), QStringLiteral("Info Album"));
-    EXPECT_EQ(record->trackGenre(), QStringLiteral("Info Genre"));
-    EXPECT_EQ(record->trackComment(), QStringLiteral("Info Comment"));
-    EXPECT_EQ(record->trackCopyright(), QStringLiteral("Info Copyright"));
+    EXPECT_EQ(record->trackTitle(), u"Info Title"_s);
+    EXPECT_EQ(record->trackArtist(), u"Info Artist"_s);
+    EXPECT_EQ(record->albumTitle(), u"Info Album"_s);
+    EXPECT_EQ(record->trackGenre(), u"Info Genre"_s);
+    EXPECT_EQ(record->trackComment(), u"Info Comment"_s);
+    EXPECT_EQ(record->trackCopyright(), u"Info Copyright"_s);
     EXPECT_EQ(record->trackYear(), 2003);
     EXPECT_EQ(record->sourceSampleRate(), 44100);
     EXPECT_EQ(record->sourceChannels(), 2);
     EXPECT_EQ(record->sourceSampleSize(), 16);
     EXPECT_EQ(record->sourceBitrate(), 44100 * 2 * 16);
-    EXPECT_EQ(record->sourceChannelMode(), QStringLiteral("Stereo"));
+    EXPECT_EQ(record->sourceChannelMode(), u"Stereo"_s);
     const QJsonObject infoProbe = probe(info);
     EXPECT_NEAR(record->sourceLength().value_or(0), infoProbe["format"]["duration"].toString().toDouble(),
                 0.001);
-    EXPECT_TRUE(record->userData()->contains(QStringLiteral("LIST")));
-    EXPECT_FALSE(record->userData()->contains(QStringLiteral("data")));
+    EXPECT_TRUE(record->userData()->contains(u"LIST"_s));
+    EXPECT_FALSE(record->userData()->contains(u"data"_s));
 
     // Loop information wins over the MIDI chunk; B is spelt "Bc" in loops.
     const AudioMetadataPtr loop = AudioMetadata::metadataFromFile(Fixtures::generated("reading-loop.caf"));
-    EXPECT_EQ(loop->key(), QStringLiteral("B Minor"));
-    EXPECT_EQ(loop->trackGenre(), QStringLiteral("Loops"));
+    EXPECT_EQ(loop->key(), u"B Minor"_s);
+    EXPECT_EQ(loop->trackGenre(), u"Loops"_s);
     EXPECT_EQ(loop->bpm(), 8 * 60 / 2);
     ASSERT_TRUE(loop->userData().has_value());
-    EXPECT_EQ(loop->userData()->value(QStringLiteral("uuid")).toList().size(), 1);
-    EXPECT_EQ(loop->userData()->value(QStringLiteral("midi")).toList().size(), 1);
+    EXPECT_EQ(loop->userData()->value(u"uuid"_s).toList().size(), 1);
+    EXPECT_EQ(loop->userData()->value(u"midi"_s).toList().size(), 1);
     EXPECT_FALSE(loop->sourceKind().value_or(QString()).isEmpty());
 
     const QString midi = dir.copyOf(Fixtures::generated("reading-midi.wav"), "midi.bwf");
     const AudioMetadataPtr fromMidi = AudioMetadata::metadataFromFile(midi);
     EXPECT_EQ(fromMidi->bpm(), 120);
-    EXPECT_EQ(fromMidi->key(), QStringLiteral("D Major"));
-    EXPECT_EQ(fromMidi->sourceChannelMode(), QStringLiteral("Mono"));
+    EXPECT_EQ(fromMidi->key(), u"D Major"_s);
+    EXPECT_EQ(fromMidi->sourceChannelMode(), u"Mono"_s);
 }
 
 // Every file of TagLib's test data, the broken ones included, gives a
@@ -589,15 +590,15 @@ TEST(TagLibFiles, ModulesReadTheirTrackerFormatsAndTags)
         const QString path = Fixtures::taglib(QString::fromLatin1(expected.file));
         const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
         SCOPED_TRACE(expected.file);
-        EXPECT_EQ(record->sourceKind(), QStringLiteral("Module File"));
+        EXPECT_EQ(record->sourceKind(), u"Module File"_s);
         EXPECT_EQ(record->sourceFormat(), QString::fromLatin1(expected.format));
-        EXPECT_EQ(record->sourceTagFormat(), QStringLiteral("Module Tag"));
+        EXPECT_EQ(record->sourceTagFormat(), u"Module Tag"_s);
         EXPECT_EQ(record->sourceSampleSize(), 16);
         EXPECT_GT(record->sourceChannels().value_or(0), 0);
         EXPECT_EQ(record->trackTitle(), QString::fromLatin1(expected.title));
         EXPECT_EQ(record->grouping(), QString::fromLatin1(expected.tracker));
         EXPECT_EQ(record->bpm(), expected.bpm);
-        EXPECT_TRUE(record->trackComment().value_or(QString()).contains(QStringLiteral("comments")));
+        EXPECT_TRUE(record->trackComment().value_or(QString()).contains(u"comments"_s));
     }
 }
 

@@ -18,6 +18,8 @@
 #include <taglib/vorbisfile.h>
 #include <taglib/xiphcomment.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Mutagen::entry;
@@ -40,29 +42,29 @@ QStringList texts(const QJsonObject& tags, const char* key)
 AudioMetadataPtr fullRecord()
 {
     auto record = std::make_shared<AudioMetadata>();
-    record->setTrackTitle(QStringLiteral("Títle"));
-    record->setTrackArtist(QStringLiteral("Artist"));
-    record->setAlbumTitle(QStringLiteral("Album"));
+    record->setTrackTitle(u"Títle"_s);
+    record->setTrackArtist(u"Artist"_s);
+    record->setAlbumTitle(u"Album"_s);
     record->setTrackYear(2004);
-    record->setTrackComment(QStringLiteral("the record's own comment, never written"));
+    record->setTrackComment(u"the record's own comment, never written"_s);
     record->setTrackNumber(3);
     record->setTotalTracks(12);
     record->setDiscNumber(1);
     record->setDiscTotal(2);
-    record->setTrackGenre(QStringLiteral("Genre"));
-    record->setGrouping(QStringLiteral("Grouping"));
-    record->setTrackComposer(QStringLiteral("Composer"));
-    record->setAlbumArtist(QStringLiteral("Album Artist"));
-    record->setLyrics(QStringLiteral("Lyrics"));
+    record->setTrackGenre(u"Genre"_s);
+    record->setGrouping(u"Grouping"_s);
+    record->setTrackComposer(u"Composer"_s);
+    record->setAlbumArtist(u"Album Artist"_s);
+    record->setLyrics(u"Lyrics"_s);
     record->setBpm(128);
-    record->setKey(QStringLiteral("A Minor"));
-    record->setISRC(QStringLiteral("GBXYZ0400001"));
+    record->setKey(u"A Minor"_s);
+    record->setISRC(u"GBXYZ0400001"_s);
     record->setPartOfACompilation(1);
-    record->setTrackCopyright(QStringLiteral("Copyright"));
+    record->setTrackCopyright(u"Copyright"_s);
     auto artwork = std::make_shared<AlbumArtwork>();
     artwork->setData(fileBytes(Fixtures::generated("art.png")));
     artwork->setArtworkType(4);
-    artwork->setComments(QStringLiteral("Back"));
+    artwork->setComments(u"Back"_s);
     record->setAlbumArtwork(artwork);
     return record;
 }
@@ -82,16 +84,16 @@ TEST(XiphCommentMapping, ReadsYearFromTheAlbumAndOtherKeptHabits)
     comment.addField("COMPILATION", " yes");
     comment.addField("TITLE", "from the comment");
     AudioMetadata record;
-    record.setTrackTitle(QStringLiteral("from an earlier tag"));
+    record.setTrackTitle(u"from an earlier tag"_s);
     record.setTotalTracks(9);
     XiphCommentMapping::addInfoFromVorbisTag(comment, record);
     EXPECT_EQ(record.trackYear(), 2001);
-    EXPECT_EQ(record.trackComment(), QStringLiteral("described"));
-    EXPECT_EQ(record.trackArtist(), QStringLiteral("A B"));
+    EXPECT_EQ(record.trackComment(), u"described"_s);
+    EXPECT_EQ(record.trackArtist(), u"A B"_s);
     EXPECT_EQ(record.trackNumber(), 3);
     EXPECT_EQ(record.totalTracks(), 9);
     EXPECT_EQ(record.partOfACompilation(), 1);
-    EXPECT_EQ(record.trackTitle(), QStringLiteral("from the comment"));
+    EXPECT_EQ(record.trackTitle(), u"from the comment"_s);
 
     TagLib::Ogg::XiphComment noAlbum;
     noAlbum.addField("YEAR", "1999");
@@ -101,7 +103,7 @@ TEST(XiphCommentMapping, ReadsYearFromTheAlbumAndOtherKeptHabits)
     XiphCommentMapping::addInfoFromVorbisTag(noAlbum, second);
     EXPECT_EQ(second.trackYear(), 0);
     EXPECT_EQ(second.partOfACompilation(), 0);
-    EXPECT_EQ(second.trackArtist(), QStringLiteral("Author"));
+    EXPECT_EQ(second.trackArtist(), u"Author"_s);
 
     TagLib::Ogg::XiphComment undated;
     undated.addField("DATE", "not a date");
@@ -132,7 +134,7 @@ TEST(XiphCommentMapping, WritingReplacesEveryMappedFieldAndThePictureOnlyWhenAsk
     ScratchDir dir;
     for (const bool writeArtwork : {true, false}) {
         const QString path =
-            dir.copyOf(Fixtures::generated("core.ogg"), QStringLiteral("written-%1.ogg").arg(writeArtwork));
+            dir.copyOf(Fixtures::generated("core.ogg"), u"written-%1.ogg"_s.arg(writeArtwork));
         Mutagen::tag(
             path, "ogg",
             {entry("YEAR", "1990"), entry("COMMENT", "old"), entry("AUTHOR", "old"),
@@ -144,8 +146,8 @@ TEST(XiphCommentMapping, WritingReplacesEveryMappedFieldAndThePictureOnlyWhenAsk
         {
             TagLib::Ogg::Vorbis::File file(QFile::encodeName(path).constData());
             ASSERT_TRUE(file.isValid());
-            XiphCommentMapping::fillOutXiphComment(*record, *file.tag(), QStringLiteral("Sonabrik"),
-                                                   QStringLiteral("the comment"), writeArtwork);
+            XiphCommentMapping::fillOutXiphComment(*record, *file.tag(), u"Sonabrik"_s, u"the comment"_s,
+                                                   writeArtwork);
             ASSERT_TRUE(file.save());
         }
         const QJsonObject tags = Mutagen::dump(path);
@@ -168,14 +170,14 @@ TEST(XiphCommentMapping, WritingReplacesEveryMappedFieldAndThePictureOnlyWhenAsk
              {"year", "comment", "author", "unsyncedlyrics", "compilation", "encoder", "coverart"}) {
             EXPECT_FALSE(tags.contains(QLatin1String(removed))) << removed;
         }
-        const QJsonArray pictures = tags[QStringLiteral("pictures")].toArray();
+        const QJsonArray pictures = tags[u"pictures"_s].toArray();
         if (writeArtwork) {
             ASSERT_EQ(pictures.size(), 1);
             const QJsonObject picture = pictures[0].toObject();
-            EXPECT_EQ(picture[QStringLiteral("md5")].toString(), md5Of(Fixtures::generated("art.png")));
-            EXPECT_EQ(picture[QStringLiteral("mime")].toString(), QStringLiteral("image/png"));
-            EXPECT_EQ(picture[QStringLiteral("type")].toInt(), 4);
-            EXPECT_EQ(picture[QStringLiteral("description")].toString(), QStringLiteral("Back"));
+            EXPECT_EQ(picture[u"md5"_s].toString(), md5Of(Fixtures::generated("art.png")));
+            EXPECT_EQ(picture[u"mime"_s].toString(), u"image/png"_s);
+            EXPECT_EQ(picture[u"type"_s].toInt(), 4);
+            EXPECT_EQ(picture[u"description"_s].toString(), u"Back"_s);
         } else {
             EXPECT_TRUE(pictures.isEmpty());
         }
@@ -208,11 +210,11 @@ TEST(MP4TagMapping, ReadsPairsFreeFormKeysAndCoversAsTheyAlwaysHave)
     EXPECT_EQ(record->totalTracks(), std::nullopt);
     EXPECT_EQ(record->discNumber(), std::nullopt);
     EXPECT_EQ(record->discTotal(), 3);
-    EXPECT_EQ(record->key(), QStringLiteral("Eb Minor"));
-    EXPECT_EQ(record->trackArtist(), QStringLiteral("lower-case artist"));
+    EXPECT_EQ(record->key(), u"Eb Minor"_s);
+    EXPECT_EQ(record->trackArtist(), u"lower-case artist"_s);
     ASSERT_NE(record->albumArtwork(), nullptr);
     EXPECT_EQ(record->albumArtwork()->data(), fileBytes(Fixtures::generated("art.gif")));
-    EXPECT_EQ(record->albumArtwork()->mimeType(), QStringLiteral("image/png"));
+    EXPECT_EQ(record->albumArtwork()->mimeType(), u"image/png"_s);
     EXPECT_EQ(record->albumArtwork()->artworkType(), 3u);
 }
 
@@ -226,26 +228,26 @@ TEST(MP4TagMapping, WritingPutsEveryItemMutagenKnows)
     {
         TagLib::MP4::File file(QFile::encodeName(path).constData());
         ASSERT_TRUE(file.isValid());
-        MP4TagMapping::fillOutMP4Tag(*record, *file.tag(), std::nullopt, QStringLiteral("the comment"));
+        MP4TagMapping::fillOutMP4Tag(*record, *file.tag(), std::nullopt, u"the comment"_s);
         ASSERT_TRUE(file.save());
     }
     const QJsonObject tags = Mutagen::dump(path);
     EXPECT_EQ(texts(tags, "\u00a9nam"), QStringList{"Títle"});
     EXPECT_EQ(texts(tags, "\u00a9day"), QStringList{"2004"});
     EXPECT_EQ(texts(tags, "\u00a9cmt"), QStringList{"the comment"});
-    EXPECT_EQ(tags[QStringLiteral("trkn")].toArray()[0].toArray(), (QJsonArray{3, 12}));
-    EXPECT_EQ(tags[QStringLiteral("disk")].toArray()[0].toArray(), (QJsonArray{1, 2}));
+    EXPECT_EQ(tags[u"trkn"_s].toArray()[0].toArray(), (QJsonArray{3, 12}));
+    EXPECT_EQ(tags[u"disk"_s].toArray()[0].toArray(), (QJsonArray{1, 2}));
     EXPECT_EQ(texts(tags, "tmpo"), QStringList{"128"});
     EXPECT_EQ(texts(tags, "aART"), QStringList{"Album Artist"});
     EXPECT_EQ(texts(tags, "----:com.apple.iTunes:KEY"), QStringList{"A Minor"});
     EXPECT_EQ(texts(tags, "----:com.apple.iTunes:initialkey"), QStringList{"A Minor"});
     EXPECT_EQ(texts(tags, "----:com.apple.iTunes:ISRC"), QStringList{"GBXYZ0400001"});
-    EXPECT_FALSE(tags.contains(QStringLiteral("cpil")));
+    EXPECT_FALSE(tags.contains(u"cpil"_s));
     EXPECT_FALSE(tags.contains(QString::fromUtf8("\u00a9too")));
-    const QJsonArray covers = tags[QStringLiteral("covr")].toArray();
+    const QJsonArray covers = tags[u"covr"_s].toArray();
     ASSERT_EQ(covers.size(), 1);
-    EXPECT_EQ(covers[0].toObject()[QStringLiteral("md5")].toString(), md5Of(Fixtures::generated("art.png")));
-    EXPECT_EQ(covers[0].toObject()[QStringLiteral("format")].toInt(), 14); // PNG
+    EXPECT_EQ(covers[0].toObject()[u"md5"_s].toString(), md5Of(Fixtures::generated("art.png")));
+    EXPECT_EQ(covers[0].toObject()[u"format"_s].toInt(), 14); // PNG
 }
 
 // --- ASF
@@ -305,21 +307,21 @@ TEST(ASFTagMapping, WritingReplacesAttributesAndLeavesPicturesAlone)
     {
         TagLib::ASF::File file(QFile::encodeName(path).constData());
         ASSERT_TRUE(file.isValid());
-        ASFTagMapping::fillOutASFTag(*record, *file.tag(), QStringLiteral("Sonabrik"), std::nullopt);
+        ASFTagMapping::fillOutASFTag(*record, *file.tag(), u"Sonabrik"_s, std::nullopt);
         ASSERT_TRUE(file.save());
     }
     const QJsonObject tags = Mutagen::dump(path);
     EXPECT_EQ(texts(tags, "Title"), QStringList{"Títle"});
     EXPECT_EQ(texts(tags, "WM/AlbumTitle"), QStringList{"Album"});
     EXPECT_EQ(texts(tags, "WM/BeatsPerMinute"), QStringList{"128"});
-    EXPECT_FALSE(tags.contains(QStringLiteral("WM/BPM")));
+    EXPECT_FALSE(tags.contains(u"WM/BPM"_s));
     EXPECT_EQ(texts(tags, "WM/PartOfSet"), QStringList{"1"});
     EXPECT_EQ(texts(tags, "WM/IsCompilation"), QStringList{"1"});
     EXPECT_EQ(texts(tags, "WM/EncodedBy"), QStringList{"Sonabrik"});
     EXPECT_EQ(texts(tags, "WM/InitialKey"), QStringList{"A Minor"});
     // The comment argument was null: the description is cleared.
     EXPECT_EQ(texts(tags, "Description").join(QString()), QString());
-    EXPECT_EQ(tags[QStringLiteral("WM/Picture")].toArray().size(), 1);
+    EXPECT_EQ(tags[u"WM/Picture"_s].toArray().size(), 1);
 
     // The other program's picture is still the one there.
     const AudioMetadataPtr back = readASF(path);

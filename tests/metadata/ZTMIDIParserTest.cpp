@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray bytes(std::initializer_list<int> values)
@@ -48,10 +50,10 @@ TEST(ZTMIDIParser, ReadsTempoAndKeyOfEachTrackAmongOtherEvents)
     EXPECT_FALSE(parser->timeFormat());
     ASSERT_EQ(parser->tracks().size(), 2u);
     EXPECT_EQ(parser->tracks()[0]->bpm(), 120);
-    EXPECT_EQ(parser->tracks()[0]->key(), QStringLiteral("D Major"));
+    EXPECT_EQ(parser->tracks()[0]->key(), u"D Major"_s);
     EXPECT_EQ(parser->tracks()[1]->bpm(), 100);
     // No sharps, minor: named after the major signature's tonic.
-    EXPECT_EQ(parser->tracks()[1]->key(), QStringLiteral("C Minor"));
+    EXPECT_EQ(parser->tracks()[1]->key(), u"C Minor"_s);
 }
 
 TEST(ZTMIDIParser, FlatKeysAndZeroTempoGiveNothing)
@@ -65,7 +67,7 @@ TEST(ZTMIDIParser, FlatKeysAndZeroTempoGiveNothing)
     }
     const auto sharps =
         ZTMIDIParser::initWithData(header(1) + track(bytes({0x00, 0xFF, 0x59, 0x02, 0x06, 0x01})));
-    EXPECT_EQ(sharps->tracks()[0]->key(), QStringLiteral("F# Minor"));
+    EXPECT_EQ(sharps->tracks()[0]->key(), u"F# Minor"_s);
     const auto zero = ZTMIDIParser::initWithData(header(1) + track(bytes({0x00, 0xFF, 0x51, 0x03, 0, 0, 0})));
     EXPECT_EQ(zero->tracks()[0]->bpm(), 0);
 }

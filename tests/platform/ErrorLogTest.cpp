@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 class ErrorLogTest : public testing::Test
@@ -21,8 +23,8 @@ protected:
 TEST_F(ErrorLogTest, EachEntryIsDateTabMessageNewline)
 {
     EXPECT_EQ(log->errorLogAsString(), QString());
-    ErrorLog::logMessage(QStringLiteral("First"));
-    ErrorLog::logMessage(QStringLiteral("Second\twith tab"));
+    ErrorLog::logMessage(u"First"_s);
+    ErrorLog::logMessage(u"Second\twith tab"_s);
     const QString text = log->errorLogAsString();
     static const QRegularExpression line(
         QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000\\tFirst\\n"
@@ -43,7 +45,7 @@ TEST_F(ErrorLogTest, ClearingAnnouncesTheChangeEvenWhenEmpty)
     EXPECT_EQ(willChange, 1);
     EXPECT_EQ(didChange, 1);
     EXPECT_EQ(countSeenBefore, 0);
-    ErrorLog::logMessage(QStringLiteral("x"));
+    ErrorLog::logMessage(u"x"_s);
     log->clear();
     EXPECT_EQ(countSeenBefore, 1);
     EXPECT_EQ(log->count(), 0);
@@ -58,7 +60,7 @@ TEST_F(ErrorLogTest, MessagesFromManyThreadsAreAllKeptInEachThreadsOrder)
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([t] {
             for (int i = 0; i < kMessages; ++i) {
-                ErrorLog::logMessage(QStringLiteral("%1:%2").arg(t).arg(i));
+                ErrorLog::logMessage(u"%1:%2"_s.arg(t).arg(i));
             }
         });
     }
@@ -77,7 +79,7 @@ TEST_F(ErrorLogTest, MessagesFromManyThreadsAreAllKeptInEachThreadsOrder)
 
 TEST_F(ErrorLogTest, SavesAndMailsTheText)
 {
-    ErrorLog::logMessage(QStringLiteral("Ünïcode & more"));
+    ErrorLog::logMessage(u"Ünïcode & more"_s);
     ScratchDir scratch;
     const QString path = scratch.file("report.log");
     log->saveToFile(path);
@@ -86,11 +88,11 @@ TEST_F(ErrorLogTest, SavesAndMailsTheText)
     EXPECT_EQ(QString::fromUtf8(saved.readAll()), log->errorLogAsString());
 
     const QUrl url(log->emailReportURL());
-    EXPECT_EQ(url.scheme(), QStringLiteral("mailto"));
+    EXPECT_EQ(url.scheme(), u"mailto"_s);
     const QUrlQuery query(url);
-    EXPECT_EQ(query.queryItemValue(QStringLiteral("subject"), QUrl::FullyDecoded),
-              QStringLiteral("Sonabrik %1 - Error Report").arg(QStringLiteral(SONABRIK_VERSION)));
-    EXPECT_EQ(query.queryItemValue(QStringLiteral("body"), QUrl::FullyDecoded), log->errorLogAsString());
+    EXPECT_EQ(query.queryItemValue(u"subject"_s, QUrl::FullyDecoded),
+              u"Sonabrik %1 - Error Report"_s.arg(QStringLiteral(SONABRIK_VERSION)));
+    EXPECT_EQ(query.queryItemValue(u"body"_s, QUrl::FullyDecoded), log->errorLogAsString());
 }
 
 } // namespace

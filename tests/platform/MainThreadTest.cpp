@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 TEST(MainThread, RunsDirectlyWhenAlreadyThere)
@@ -31,7 +33,7 @@ TEST(MainThread, WorkerBlocksUntilTheMainThreadRanTheCall)
         // The call has completed before runAndWait returns.
         EXPECT_EQ(ranOn, main);
         try {
-            MainThread::runAndWait([] { NamedException::raise(kIOException, QStringLiteral("carried back")); });
+            MainThread::runAndWait([] { NamedException::raise(kIOException, u"carried back"_s); });
         } catch (const NamedException& e) {
             failure = e.reason();
         }
@@ -43,7 +45,7 @@ TEST(MainThread, WorkerBlocksUntilTheMainThreadRanTheCall)
     worker.join();
     EXPECT_TRUE(workerReturned);
     EXPECT_EQ(ranOn, main);
-    EXPECT_EQ(failure, QStringLiteral("carried back"));
+    EXPECT_EQ(failure, u"carried back"_s);
 }
 
 } // namespace

@@ -14,6 +14,8 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The same JSON shape that the Python side below prints: data as base64
@@ -51,7 +53,7 @@ QJsonValue toJson(const QVariant& value)
 // must equal ours.
 QJsonValue plistlibReading(const QString& path)
 {
-    const ToolResult result = runTool(systemPython(), {QStringLiteral("-c"), QStringLiteral(R"(
+    const ToolResult result = runTool(systemPython(), {u"-c"_s, QStringLiteral(R"(
 import base64, datetime, json, plistlib, sys
 def plain(v):
     if isinstance(v, dict): return {k: plain(x) for k, x in v.items()}
@@ -72,7 +74,7 @@ TEST(PropertyList, ReadsWhatPlistlibWritesAsPlistlibReadsIt)
 {
     ScratchDir dir;
     const QString path = dir.file("all.plist");
-    const ToolResult written = runTool(systemPython(), {QStringLiteral("-c"), QStringLiteral(R"(
+    const ToolResult written = runTool(systemPython(), {u"-c"_s, QStringLiteral(R"(
 import datetime, plistlib, sys
 value = {'text': 'Caf\u00e9 & <tags> \U0001F3B5', 'empty': '', 'int': -42, 'big': 2**40, 'real': 0.25,
          'yes': True, 'no': False, 'bytes': bytes(range(256)), 'when': datetime.datetime(2004, 5, 6, 7, 8, 9),
@@ -100,7 +102,7 @@ TEST(PropertyList, MalformedInputGivesNothingAndSaysWhere)
     for (const char* xml : broken) {
         QString error;
         EXPECT_FALSE(PropertyList::fromXml(QByteArray(xml), &error).isValid()) << xml;
-        EXPECT_TRUE(error.startsWith(QStringLiteral("line "))) << xml << " -> " << error.toStdString();
+        EXPECT_TRUE(error.startsWith(u"line "_s)) << xml << " -> " << error.toStdString();
     }
 }
 
@@ -127,8 +129,8 @@ TEST(Preferences, TheCompiledInDefaultsAreRegisteredWithTheProcessorCount)
         const EncoderSettings settings(dictionary);
         EXPECT_EQ(dictionary.keys(), settings.settingsDictionary().keys()) << key;
         EXPECT_TRUE(settings.enabled()) << key;
-        EXPECT_EQ(settings.extension(), QStringLiteral("mp3")) << key;
-        EXPECT_EQ(settings.completeDescription(), QStringLiteral("MP3 - VBR Quality 8")) << key;
+        EXPECT_EQ(settings.extension(), u"mp3"_s) << key;
+        EXPECT_EQ(settings.completeDescription(), u"MP3 - VBR Quality 8"_s) << key;
         EXPECT_EQ(settings.bitrate(), preferences.integerValue("bitrate")) << key;
         EXPECT_EQ(settings.quality(), preferences.integerValue("quality")) << key;
         EXPECT_EQ(settings.bitrateMethod(), preferences.integerValue("method")) << key;
@@ -139,7 +141,7 @@ TEST(Preferences, StoredValuesLiveInTheXdgConfigFolderAndWinOverDefaultsAtOnce)
 {
     Preferences& preferences = Preferences::shared();
     const QString expected =
-        QString::fromLocal8Bit(qgetenv("XDG_CONFIG_HOME")) + QStringLiteral("/Sonabrik/Sonabrik.conf");
+        QString::fromLocal8Bit(qgetenv("XDG_CONFIG_HOME")) + u"/Sonabrik/Sonabrik.conf"_s;
     EXPECT_EQ(preferences.fileName(), expected);
 
     preferences.setValue("useTwoDigitNumbers", false);
@@ -168,7 +170,7 @@ TEST(Preferences, DictionariesAreStoredAsReadableTextAndOldBlobsStillRead)
     const QString file = scratch.file("Sonabrik.conf");
     EncoderSettings format;
     format.setEnabled(true);
-    format.setExtension(QStringLiteral("mp3"));
+    format.setExtension(u"mp3"_s);
     format.setBitrate(192);
     format.setVbrQuality(8);
     {
