@@ -121,10 +121,14 @@ SourceChunk MP3StreamJoiner::State::parse(QByteArrayView bytes, int64_t firstFra
     SourceChunk chunk;
     chunk.bytes = bytes.toByteArray();
     chunk.firstFrame = firstFrame;
-    // LAME's placeholder for its information frame is all zero bytes, not even a header.
     qsizetype at = 0;
-    while (at < bytes.size() && bytes[at] == 0) {
-        ++at;
+    // LAME's placeholder for its information frame: a frame header, then only zero bytes (an
+    // audio frame's side information never is: it holds at least a global gain).
+    if (const std::optional<MP3Frame> first = MP3Frame::parse(bytes)) {
+        const QByteArrayView rest = bytes.sliced(4, first->frameBytes() - 4);
+        if (std::all_of(rest.begin(), rest.end(), [](char b) { return b == 0; })) {
+            at = first->frameBytes();
+        }
     }
     int64_t payloadEnd = 0;
     while (at < bytes.size()) {
