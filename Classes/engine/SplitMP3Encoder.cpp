@@ -20,10 +20,15 @@ namespace {
 // one frame of input for its look-ahead (psychoacoustic model, MDCT overlap) and the resampler a
 // few samples more; the frames it writes at the flush are then all past the seam window.
 constexpr int64_t kLookAheadFrames = 4;
-// The fewest frames a chunk provides: its seam window, the next chunk's lead-in and look-ahead
-// with room to spare. Shorter sources get fewer chunks.
-constexpr int64_t kMinimumStretchFrames =
-    2 * (MP3StreamJoiner::kSeamWindow + MP3StreamJoiner::kMinimumLeadIn + kLookAheadFrames);
+// Frames of lead-in a chunk after the first is given (at least the joiner's minimum). Measured
+// on music with bursts at the seams, three chunks against one instance, SNR change: with no
+// lead-in CBR loses 2 dB and ABR 1 dB (the first frame's MDCT overlap is missing); from one frame
+// on ABR and VBR are within 0.01 dB; CBR, whose reservoir starts empty in each chunk, is within
+// 0.1 dB at 8 frames, 0.06 dB at 16 and 0.01 dB at 32. Each chunk encodes them twice, less than
+// a second of audio.
+constexpr int64_t kLeadInFrames = std::max<int64_t>(32, MP3StreamJoiner::kMinimumLeadIn);
+// The fewest frames a chunk provides; shorter sources get fewer chunks.
+constexpr int64_t kMinimumStretchFrames = 4 * MP3StreamJoiner::kSeamWindow;
 // Input frames given to LAME at a time.
 constexpr size_t kSliceFrames = 8192;
 
@@ -121,7 +126,7 @@ std::vector<SplitMP3Encoder::Chunk> SplitMP3Encoder::plan(int64_t sourceFrames, 
     for (int64_t k = 0; k < count; ++k) {
         Chunk& chunk = chunks[size_t(k)];
         chunk.seamFrame = k * totalFrames / count;
-        chunk.firstFrame = k == 0 ? 0 : (chunk.seamFrame - MP3StreamJoiner::kMinimumLeadIn) / step * step;
+        chunk.firstFrame = k == 0 ? 0 : std::max<int64_t>(0, chunk.seamFrame - kLeadInFrames) / step * step;
         chunk.inputStart = inputAt(chunk.firstFrame);
     }
     for (int64_t k = 0; k < count; ++k) {
