@@ -277,10 +277,12 @@ int64_t decodeWithMpg123(const QString& path, int channels)
     return bytes / 2 / channels;
 }
 
-double snrDB(const std::vector<short>& decoded, const std::vector<short>& reference)
+// Over interleaved samples [from, to).
+double snrDB(const std::vector<short>& decoded, const std::vector<short>& reference, size_t from = 0,
+             size_t to = SIZE_MAX)
 {
     double signal = 0, noise = 0;
-    for (size_t i = 0; i < std::min(decoded.size(), reference.size()); ++i) {
+    for (size_t i = from; i < std::min({to, decoded.size(), reference.size()}); ++i) {
         signal += double(reference[i]) * reference[i];
         noise += (double(decoded[i]) - reference[i]) * (double(decoded[i]) - reference[i]);
     }
@@ -324,17 +326,28 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
     const std::vector<short> wholeDecoded = decodeWithFFmpeg(wholePath);
     const std::vector<short> splitDecoded = decodeWithFFmpeg(splitPath);
     EXPECT_EQ(splitDecoded.size(), wholeDecoded.size());
-    if (c.inputRate == c.outputRate) {
-        EXPECT_EQ(int64_t(wholeDecoded.size()), sourceFrames * c.channels);
-    }
+    EXPECT_EQ(int64_t(wholeDecoded.size()), outputFrames * c.channels);
     EXPECT_EQ(MP3InfoFrame::announcedFrames(splitPath), int64_t(splitDecoded.size()) / c.channels);
     EXPECT_EQ(decodeWithMpg123(splitPath, c.channels), int64_t(splitDecoded.size()) / c.channels);
 
     const double wholeSnr = snrDB(wholeDecoded, reference);
     const double splitSnr = snrDB(splitDecoded, reference);
-    std::printf("[ SNR      ] %s: one instance %.2f dB, three chunks %.2f dB (%lld vs %lld bytes)\n",
-                caseName({c, 0}).c_str(), wholeSnr, splitSnr, (long long)whole.size(), (long long)split.size());
+    // Around the seams alone too (from a frame before the window to a few after it), where a
+    // fault would show first.
+    double wholeSeams = 0, splitSeams = 0;
+    for (size_t k = 1; k < chunks.size(); ++k) {
+        const size_t from = size_t((chunks[k].seamFrame - 1) * frameSize * c.channels);
+        const size_t to = size_t((chunks[k].seamFrame + MP3StreamJoiner::kSeamWindow + 4) * frameSize * c.channels);
+        wholeSeams += snrDB(wholeDecoded, reference, from, to) / double(chunks.size() - 1);
+        splitSeams += snrDB(splitDecoded, reference, from, to) / double(chunks.size() - 1);
+    }
+    std::printf("[ SNR      ] %s: one instance %.2f dB, three chunks %.2f dB; at the seams %.2f and %.2f dB; "
+                "%lld and %lld bytes; %lld samples (source %lld at the output rate)\n",
+                caseName({c, 0}).c_str(), wholeSnr, splitSnr, wholeSeams, splitSeams, (long long)whole.size(),
+                (long long)split.size(), (long long)(splitDecoded.size() / size_t(c.channels)),
+                (long long)outputFrames);
     EXPECT_NEAR(splitSnr, wholeSnr, 0.2);
+    EXPECT_NEAR(splitSeams, wholeSeams, 0.5);
 
     EXPECT_EQ(encodeSplit(pcm, c, chunks, dir.file(QStringLiteral("again.mp3"))), split);
 
@@ -355,5 +368,99 @@ INSTANTIATE_TEST_SUITE_P(Modes, SplitMP3EncoderTest,
                                          SplitCase{Method::VBR, 44100, 44100, 1}, SplitCase{Method::CBR, 48000, 44100, 2},
                                          SplitCase{Method::VBR, 48000, 44100, 2}, SplitCase{Method::ABR, 44100, 22050, 2}),
                          caseName);
+
+// The plan: chunks of equal stretches whose starts map to whole MP3 frames, each later one
+// with its lead-in, each earlier one reaching the seam window and its look-ahead; fewer chunks
+// for a short source, one for a very short one.
+TEST(SplitMP3EncoderPlan, alignedChunksCoverTheSeams)
+{
+    struct Rates
+    {
+        int input, output, frameSize;
+    };
+    for (const Rates r : {Rates{44100, 44100, 1152}, Rates{48000, 44100, 1152}, Rates{44100, 22050, 576},
+                          Rates{32000, 48000, 1152}}) {
+        const int64_t seventyMinutes = int64_t(r.input) * 70 * 60;
+        const std::vector<SplitMP3Encoder::Chunk> chunks =
+            SplitMP3Encoder::plan(seventyMinutes, r.input, r.output, r.frameSize, 4);
+        ASSERT_EQ(chunks.size(), 4u);
+        EXPECT_EQ(chunks[0].inputStart, 0);
+        EXPECT_EQ(chunks[0].seamFrame, 0);
+        EXPECT_EQ(chunks.back().inputStart + chunks.back().inputFrames, seventyMinutes);
+        for (size_t k = 1; k < chunks.size(); ++k) {
+            const SplitMP3Encoder::Chunk& chunk = chunks[k];
+            const int64_t samplesIn = chunk.firstFrame * r.frameSize * r.input;
+            EXPECT_EQ(samplesIn % r.output, 0) << r.input << " to " << r.output;
+            EXPECT_EQ(chunk.inputStart, samplesIn / r.output);
+            EXPECT_GE(chunk.seamFrame - chunk.firstFrame, MP3StreamJoiner::kMinimumLeadIn);
+            const SplitMP3Encoder::Chunk& previous = chunks[k - 1];
+            const int64_t windowEnd =
+                (chunk.seamFrame + MP3StreamJoiner::kSeamWindow + 1) * r.frameSize * r.input / r.output;
+            EXPECT_GE(previous.inputStart + previous.inputFrames, windowEnd);
+            EXPECT_NEAR(double(chunk.seamFrame - previous.seamFrame), double(chunks[1].seamFrame), 1.0);
+        }
+        const size_t shortCount = SplitMP3Encoder::plan(r.input * 4, r.input, r.output, r.frameSize, 8).size();
+        EXPECT_GE(shortCount, 1u);
+        EXPECT_LT(shortCount, 8u);
+        const std::vector<SplitMP3Encoder::Chunk> tiny = SplitMP3Encoder::plan(1000, r.input, r.output, r.frameSize, 4);
+        ASSERT_EQ(tiny.size(), 1u);
+        EXPECT_EQ(tiny[0].inputFrames, 1000);
+    }
+}
+
+// A source that makes noise as it is read, counting what was read and how many are alive.
+class NoiseSource : public PcmBlockSource
+{
+public:
+    NoiseSource(int64_t frames, std::atomic<int64_t>& read, std::atomic<int>& alive)
+        : m_left(4096), m_right(4096), m_remaining(frames), m_read(read), m_alive(alive)
+    {
+        ++m_alive;
+    }
+    ~NoiseSource() override { --m_alive; }
+    Block next() override
+    {
+        const int64_t n = std::min<int64_t>(4096, m_remaining);
+        for (int64_t i = 0; i < n; ++i) {
+            m_state = m_state * 1664525u + 1013904223u;
+            m_left[size_t(i)] = short(m_state >> 17);
+            m_right[size_t(i)] = short(m_state >> 15);
+        }
+        m_remaining -= n;
+        m_read += n;
+        return {m_left.data(), m_right.data(), nullptr, nullptr, size_t(n)};
+    }
+
+private:
+    std::vector<short> m_left, m_right;
+    int64_t m_remaining;
+    uint32_t m_state = 1;
+    std::atomic<int64_t>& m_read;
+    std::atomic<int>& m_alive;
+};
+
+// Cancelling at the first poll: false, every chunk's thread stopped (their sources released)
+// after reading only a little of an hour of audio.
+TEST(SplitMP3EncoderCancel, stopsEveryChunkAtTheFirstPoll)
+{
+    const SplitCase c{Method::CBR, 44100, 44100, 2};
+    const int64_t hour = 44100 * 3600;
+    std::atomic<int64_t> read = 0;
+    std::atomic<int> alive = 0;
+    SplitMP3Encoder encoder([&](lame_global_flags* gfp) { configure(gfp, c); },
+                            [&](const SplitMP3Encoder::Chunk& chunk) {
+                                return std::make_unique<NoiseSource>(chunk.inputFrames, read, alive);
+                            },
+                            SplitMP3Encoder::plan(hour, 44100, 44100, 1152, 2));
+    ScratchDir dir;
+    std::FILE* file = std::fopen(QFile::encodeName(dir.file(QStringLiteral("cancelled.mp3"))).constData(), "wb");
+    ASSERT_NE(file, nullptr);
+    int polls = 0;
+    EXPECT_FALSE(encoder.encode(file, [&](int64_t) { return ++polls < 1; }));
+    std::fclose(file);
+    EXPECT_EQ(polls, 1);
+    EXPECT_EQ(alive.load(), 0);
+    EXPECT_LT(read.load(), hour / 10);
+}
 
 } // namespace
