@@ -111,7 +111,9 @@ struct MP3StreamJoiner::State
     // the packing is followed (a trial). False when its main data does not fit.
     bool place(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise,
                bool commit);
-    bool seamFits(const SourceChunk& previous, const SourceChunk& next, int64_t seam, bool allowRaise) const;
+    // Frames from the seam until the next chunk's frames lie as their encoder laid them out
+    // (0: at once; the rest of the chunk: never), or -1 when the main data cannot be placed.
+    int64_t seamCost(const SourceChunk& previous, const SourceChunk& next, int64_t seam, bool allowRaise) const;
     void writeSettled(bool all);
     void addSeekPoint(int kbps);
 };
@@ -218,27 +220,27 @@ bool MP3StreamJoiner::State::place(Packing& packing, const SourceChunk& chunk, i
     return true;
 }
 
-bool MP3StreamJoiner::State::seamFits(const SourceChunk& previous, const SourceChunk& next, int64_t seam,
-                                      bool allowRaise) const
+int64_t MP3StreamJoiner::State::seamCost(const SourceChunk& previous, const SourceChunk& next, int64_t seam,
+                                         bool allowRaise) const
 {
     Packing trial = packing;
     auto* self = const_cast<State*>(this);
     for (int64_t f = nextFrame; f < seam; ++f) {
         if (!self->place(trial, previous, f, variableBitrate, false)) {
-            return false;
+            return -1;
         }
     }
     trial.converged = false;
     // Once converged, every later frame fits as its encoder laid it out.
     for (int64_t f = seam; f < next.endFrame(); ++f) {
         if (!self->place(trial, next, f, allowRaise, false)) {
-            return false;
+            return -1;
         }
         if (trial.converged) {
-            break;
+            return f - seam;
         }
     }
-    return true;
+    return next.endFrame() - seam;
 }
 
 void MP3StreamJoiner::State::addSeekPoint(int kbps)
@@ -314,23 +316,32 @@ void MP3StreamJoiner::append(QByteArrayView bytes, int64_t firstFrame, int64_t s
                        .arg(seamFrame + kSeamWindow - 1));
     }
 
-    // The seam: the first frame of the window where both sides start granule 0 with the same
-    // window halves (the previous granule's overlap then fits the next chunk's), and where the
-    // main data fits as is; else, in ABR and VBR, where it fits with higher bit rates.
+    // The seam: a frame of the window where both sides start granule 0 with the same window
+    // halves (the previous granule's overlap then fits the next chunk's), and where the main data
+    // fits; of those the one after which the next chunk's own layout is reached soonest (every
+    // frame until then is repacked, and in CBR only the encoder's stuffing can close the gap),
+    // the earliest of equals. Only in ABR and VBR, and only when no frame fits as it is, may
+    // frames get higher bit rates.
     std::optional<int64_t> seam;
     for (const bool allowRaise : {false, true}) {
         if (allowRaise && !s.variableBitrate) {
             break;
         }
-        for (int64_t j = seamFrame; j < seamFrame + kSeamWindow && !seam; ++j) {
+        int64_t bestCost = -1;
+        for (int64_t j = seamFrame; j < seamFrame + kSeamWindow; ++j) {
             const MP3Frame& left = previous.at(j).frame;
             const MP3Frame& right = chunk.at(j).frame;
             bool shapesMatch = true;
             for (int ch = 0; ch < left.channels(); ++ch) {
                 shapesMatch = shapesMatch && left.shortStart(ch) == right.shortStart(ch);
             }
-            if (shapesMatch && s.seamFits(previous, chunk, j, allowRaise)) {
+            const int64_t cost = shapesMatch ? s.seamCost(previous, chunk, j, allowRaise) : -1;
+            if (cost >= 0 && (bestCost < 0 || cost < bestCost)) {
+                bestCost = cost;
                 seam = j;
+            }
+            if (bestCost == 0) {
+                break;
             }
         }
         if (seam) {
