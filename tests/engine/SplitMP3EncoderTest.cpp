@@ -463,4 +463,44 @@ TEST(SplitMP3EncoderCancel, stopsEveryChunkAtTheFirstPoll)
     EXPECT_LT(read.load(), hour / 10);
 }
 
+// What the joiner refuses, with its NamedException and no crash: bytes that are not layer III
+// frames, a chunk cut inside a frame, a chunk of another format, a chunk too short to hold the
+// seam window.
+TEST(MP3StreamJoinerInput, refusesWhatCannotBeJoined)
+{
+    const auto encoded = [](const SplitCase& c, int64_t frames) {
+        const QByteArray whole = encodeWhole(Music({}).render(frames, c.inputRate, c.channels), c);
+        return whole.mid(MP3Frame::parse(whole)->frameBytes()); // the audio frames
+    };
+    const QByteArray valid = encoded(SplitCase{Method::CBR, 44100, 44100, 2}, 44100 * 2);
+    const QByteArray otherRate = encoded(SplitCase{Method::CBR, 48000, 48000, 2}, 48000 * 2);
+    qsizetype twelveFrames = 0;
+    for (int i = 0; i < 12; ++i) {
+        twelveFrames += MP3Frame::parse(valid.sliced(twelveFrames))->frameBytes();
+    }
+    const QByteArray shortChunk = valid.first(twelveFrames);
+    struct Attempt
+    {
+        const char* reason;
+        QByteArray first, second;
+    };
+    for (const Attempt& attempt : {Attempt{"no layer III frame at byte 0", QByteArray(5000, '\x5A'), {}},
+                                   Attempt{"no layer III frame at byte", valid.first(valid.size() - 100), {}},
+                                   Attempt{"has another format", valid, otherRate},
+                                   Attempt{"do not both cover frames 40 to 55", valid, shortChunk}}) {
+        ScratchDir dir;
+        std::FILE* file = std::fopen(QFile::encodeName(dir.file(QStringLiteral("joined.mp3"))).constData(), "wb");
+        ASSERT_NE(file, nullptr);
+        MP3StreamJoiner joiner(file, false);
+        try {
+            joiner.append(attempt.first, 0, 0);
+            joiner.append(attempt.second, 8, 40);
+            ADD_FAILURE() << "joined: " << attempt.reason;
+        } catch (const NamedException& e) {
+            EXPECT_TRUE(e.reason().contains(QLatin1String(attempt.reason))) << e.what();
+        }
+        std::fclose(file);
+    }
+}
+
 } // namespace
