@@ -42,8 +42,8 @@ void putBigEndian(char* at, uint32_t value, int bytes)
 struct SourceFrame
 {
     MP3Frame frame;
-    qsizetype offset = 0;       // of the header in the chunk's bytes
-    int64_t payloadStart = 0;   // of its slots in the payload stream
+    qsizetype offset = 0;     // of the header in the chunk's bytes
+    int64_t payloadStart = 0; // of its slots in the payload stream
 };
 
 struct SourceChunk
@@ -109,11 +109,11 @@ struct MP3StreamJoiner::State
     SourceChunk parse(QByteArrayView bytes, int64_t firstFrame);
     // Places frame joinedIndex of chunk at the end of the joined stream. Without bytes only
     // the packing is followed (a trial). False when its main data does not fit.
-    bool place(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise,
-               bool commit);
+    bool place(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise, bool commit);
     // Frames from the seam until the next chunk's frames lie as their encoder laid them out
     // (0: at once; the rest of the chunk: never), or -1 when the main data cannot be placed.
-    int64_t seamCost(const SourceChunk& previous, const SourceChunk& next, int64_t seam, bool allowRaise) const;
+    int64_t seamCost(const SourceChunk& previous, const SourceChunk& next, int64_t seam,
+                     bool allowRaise) const;
     void writeSettled(bool all);
     void addSeekPoint(int kbps);
 };
@@ -146,7 +146,8 @@ SourceChunk MP3StreamJoiner::State::parse(QByteArrayView bytes, int64_t firstFra
         // Its main data must lie in this chunk's slots, before its own end.
         if (frame->mainDataBegin() > payloadEnd ||
             frame->mainDataBytes() > frame->mainDataBegin() + frame->payloadBytes()) {
-            unjoinable(QObject::tr("the main data of the frame at byte %1 of a chunk is out of reach").arg(at));
+            unjoinable(
+                QObject::tr("the main data of the frame at byte %1 of a chunk is out of reach").arg(at));
         }
         chunk.frames.push_back({*frame, at, payloadEnd});
         chunk.payload.append(bytes.sliced(at + frame->headBytes(), frame->payloadBytes()));
@@ -267,10 +268,12 @@ void MP3StreamJoiner::State::addSeekPoint(int kbps)
 
 void MP3StreamJoiner::State::writeSettled(bool all)
 {
-    while (!placed.empty() && (all || placed.front().payloadStart + placed.front().payloadBytes <= packing.fill)) {
+    while (!placed.empty() &&
+           (all || placed.front().payloadStart + placed.front().payloadBytes <= packing.fill)) {
         const Placed& frame = placed.front();
         const QByteArray slots = tail.first(frame.payloadBytes);
-        if (std::fwrite(frame.head.constData(), 1, size_t(frame.head.size()), output) != size_t(frame.head.size()) ||
+        if (std::fwrite(frame.head.constData(), 1, size_t(frame.head.size()), output) !=
+                size_t(frame.head.size()) ||
             std::fwrite(slots.constData(), 1, size_t(slots.size()), output) != size_t(slots.size())) {
             NamedException::raise(kIOException, QObject::tr("Could not write the joined MP3 stream."));
         }
@@ -349,7 +352,9 @@ void MP3StreamJoiner::append(QByteArrayView bytes, int64_t firstFrame, int64_t s
         }
     }
     if (!seam) {
-        unjoinable(QObject::tr("no frame from %1 to %2 makes a seam").arg(seamFrame).arg(seamFrame + kSeamWindow - 1));
+        unjoinable(QObject::tr("no frame from %1 to %2 makes a seam")
+                       .arg(seamFrame)
+                       .arg(seamFrame + kSeamWindow - 1));
     }
 
     for (; s.nextFrame < *seam; ++s.nextFrame) {

@@ -133,7 +133,8 @@ std::vector<SplitMP3Encoder::Chunk> SplitMP3Encoder::plan(int64_t sourceFrames, 
         Chunk& chunk = chunks[size_t(k)];
         int64_t end = std::max<int64_t>(0, sourceFrames);
         if (k + 1 < count) {
-            const int64_t lastFrame = chunks[size_t(k + 1)].seamFrame + MP3StreamJoiner::kSeamWindow + kLookAheadFrames;
+            const int64_t lastFrame =
+                chunks[size_t(k + 1)].seamFrame + MP3StreamJoiner::kSeamWindow + kLookAheadFrames;
             // Rounded up: the whole of the last frame's input.
             end = std::min(end, (lastFrame * samplesIn + outputRate - 1) / outputRate);
         }

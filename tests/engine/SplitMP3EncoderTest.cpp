@@ -7,12 +7,12 @@
 // many partials, sharp bursts right at the planned seams), defined as a
 // function of time so that resampled encodes have an exact reference too.
 
+#include "SplitMP3Encoder.h"
+#include "Fixtures.h"
 #include "MP3Frame.h"
 #include "MP3InfoFrame.h"
 #include "MP3StreamJoiner.h"
 #include "NamedException.h"
-#include "SplitMP3Encoder.h"
-#include "Fixtures.h"
 #include "Tools.h"
 
 #include <QFile>
@@ -27,7 +27,12 @@
 
 namespace {
 
-enum class Method { CBR, ABR, VBR };
+enum class Method
+{
+    CBR,
+    ABR,
+    VBR
+};
 
 struct SplitCase
 {
@@ -61,8 +66,8 @@ public:
     }
     double at(double t, int channel) const
     {
-        static constexpr double kChords[4][3] = {{220, 277.2, 329.6}, {196, 246.9, 293.7},
-                                                 {174.6, 220, 261.6}, {164.8, 207.7, 246.9}};
+        static constexpr double kChords[4][3] = {
+            {220, 277.2, 329.6}, {196, 246.9, 293.7}, {174.6, 220, 261.6}, {164.8, 207.7, 246.9}};
         const double* chord = kChords[int(t / 1.5) % 4];
         double v = 0;
         for (int n = 0; n < 3; ++n) {
@@ -183,14 +188,15 @@ QByteArray encodeWhole(const std::vector<short>& pcm, const SplitCase& c)
     std::vector<unsigned char> buffer(4096 * 5 / 4 + 7200);
     QByteArray mp3;
     for (PcmBlockSource::Block b = source.next(); b.frames > 0; b = source.next()) {
-        const int n = lame_encode_buffer(lame.gfp.get(), b.left16, b.right16 ? b.right16 : b.left16, int(b.frames),
-                                         buffer.data(), int(buffer.size()));
+        const int n = lame_encode_buffer(lame.gfp.get(), b.left16, b.right16 ? b.right16 : b.left16,
+                                         int(b.frames), buffer.data(), int(buffer.size()));
         mp3.append(reinterpret_cast<const char*>(buffer.data()), n);
     }
     const int n = lame_encode_flush(lame.gfp.get(), buffer.data(), int(buffer.size()));
     mp3.append(reinterpret_cast<const char*>(buffer.data()), n);
     const size_t tagSize = lame_get_lametag_frame(lame.gfp.get(), buffer.data(), buffer.size());
-    mp3.replace(0, qsizetype(tagSize), QByteArray(reinterpret_cast<const char*>(buffer.data()), qsizetype(tagSize)));
+    mp3.replace(0, qsizetype(tagSize),
+                QByteArray(reinterpret_cast<const char*>(buffer.data()), qsizetype(tagSize)));
     return mp3;
 }
 
@@ -243,7 +249,8 @@ int64_t decodeWithMpg123(const QString& path, int channels)
 {
     struct Handle
     {
-        std::unique_ptr<mpg123_handle, decltype(&mpg123_delete)> h{mpg123_new(nullptr, nullptr), &mpg123_delete};
+        std::unique_ptr<mpg123_handle, decltype(&mpg123_delete)> h{mpg123_new(nullptr, nullptr),
+                                                                   &mpg123_delete};
     } handle;
     mpg123_handle* mh = handle.h.get();
     EXPECT_NE(mh, nullptr);
@@ -311,9 +318,8 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
     const Music music(bursts);
     const std::vector<short> pcm = music.render(sourceFrames, c.inputRate, c.channels);
     const int64_t outputFrames = sourceFrames * c.outputRate / c.inputRate;
-    const std::vector<short> reference = c.inputRate == c.outputRate
-                                             ? pcm
-                                             : music.render(outputFrames, c.outputRate, c.channels);
+    const std::vector<short> reference =
+        c.inputRate == c.outputRate ? pcm : music.render(outputFrames, c.outputRate, c.channels);
 
     ScratchDir dir;
     const QString wholePath = dir.file(QStringLiteral("whole.mp3"));
@@ -337,7 +343,8 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
     double wholeSeams = 0, splitSeams = 0;
     for (size_t k = 1; k < chunks.size(); ++k) {
         const size_t from = size_t((chunks[k].seamFrame - 1) * frameSize * c.channels);
-        const size_t to = size_t((chunks[k].seamFrame + MP3StreamJoiner::kSeamWindow + 4) * frameSize * c.channels);
+        const size_t to =
+            size_t((chunks[k].seamFrame + MP3StreamJoiner::kSeamWindow + 4) * frameSize * c.channels);
         wholeSeams += snrDB(wholeDecoded, reference, from, to) / double(chunks.size() - 1);
         splitSeams += snrDB(splitDecoded, reference, from, to) / double(chunks.size() - 1);
     }
@@ -352,22 +359,23 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
     EXPECT_EQ(encodeSplit(pcm, c, chunks, dir.file(QStringLiteral("again.mp3"))), split);
 
     // One chunk: nothing to join, so LAME's own stream and information frame, byte for byte.
-    const QByteArray single = encodeSplit(
-        pcm, c, SplitMP3Encoder::plan(sourceFrames, c.inputRate, c.outputRate, frameSize, 1),
-        dir.file(QStringLiteral("single.mp3")));
+    const QByteArray single =
+        encodeSplit(pcm, c, SplitMP3Encoder::plan(sourceFrames, c.inputRate, c.outputRate, frameSize, 1),
+                    dir.file(QStringLiteral("single.mp3")));
     const std::optional<MP3Frame> info = MP3Frame::parse(whole);
     ASSERT_TRUE(info.has_value());
     EXPECT_EQ(single.left(info->frameBytes()).toHex(' '), whole.left(info->frameBytes()).toHex(' '));
     EXPECT_TRUE(single == whole);
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, SplitMP3EncoderTest,
-                         testing::Values(SplitCase{Method::CBR, 44100, 44100, 2}, SplitCase{Method::ABR, 44100, 44100, 2},
-                                         SplitCase{Method::VBR, 44100, 44100, 2}, SplitCase{Method::CBR, 48000, 48000, 2},
-                                         SplitCase{Method::ABR, 48000, 48000, 2}, SplitCase{Method::VBR, 48000, 48000, 2},
-                                         SplitCase{Method::VBR, 44100, 44100, 1}, SplitCase{Method::CBR, 48000, 44100, 2},
-                                         SplitCase{Method::VBR, 48000, 44100, 2}, SplitCase{Method::ABR, 44100, 22050, 2}),
-                         caseName);
+INSTANTIATE_TEST_SUITE_P(
+    Modes, SplitMP3EncoderTest,
+    testing::Values(SplitCase{Method::CBR, 44100, 44100, 2}, SplitCase{Method::ABR, 44100, 44100, 2},
+                    SplitCase{Method::VBR, 44100, 44100, 2}, SplitCase{Method::CBR, 48000, 48000, 2},
+                    SplitCase{Method::ABR, 48000, 48000, 2}, SplitCase{Method::VBR, 48000, 48000, 2},
+                    SplitCase{Method::VBR, 44100, 44100, 1}, SplitCase{Method::CBR, 48000, 44100, 2},
+                    SplitCase{Method::VBR, 48000, 44100, 2}, SplitCase{Method::ABR, 44100, 22050, 2}),
+    caseName);
 
 // The plan: chunks of equal stretches whose starts map to whole MP3 frames, each later one
 // with its lead-in, each earlier one reaching the seam window and its look-ahead; fewer chunks
@@ -399,10 +407,12 @@ TEST(SplitMP3EncoderPlan, alignedChunksCoverTheSeams)
             EXPECT_GE(previous.inputStart + previous.inputFrames, windowEnd);
             EXPECT_NEAR(double(chunk.seamFrame - previous.seamFrame), double(chunks[1].seamFrame), 1.0);
         }
-        const size_t shortCount = SplitMP3Encoder::plan(r.input * 4, r.input, r.output, r.frameSize, 8).size();
+        const size_t shortCount =
+            SplitMP3Encoder::plan(r.input * 4, r.input, r.output, r.frameSize, 8).size();
         EXPECT_GE(shortCount, 1u);
         EXPECT_LT(shortCount, 8u);
-        const std::vector<SplitMP3Encoder::Chunk> tiny = SplitMP3Encoder::plan(1000, r.input, r.output, r.frameSize, 4);
+        const std::vector<SplitMP3Encoder::Chunk> tiny =
+            SplitMP3Encoder::plan(1000, r.input, r.output, r.frameSize, 4);
         ASSERT_EQ(tiny.size(), 1u);
         EXPECT_EQ(tiny[0].inputFrames, 1000);
     }
@@ -453,7 +463,8 @@ TEST(SplitMP3EncoderCancel, stopsEveryChunkAtTheFirstPoll)
                             },
                             SplitMP3Encoder::plan(hour, 44100, 44100, 1152, 2));
     ScratchDir dir;
-    std::FILE* file = std::fopen(QFile::encodeName(dir.file(QStringLiteral("cancelled.mp3"))).constData(), "wb");
+    std::FILE* file =
+        std::fopen(QFile::encodeName(dir.file(QStringLiteral("cancelled.mp3"))).constData(), "wb");
     ASSERT_NE(file, nullptr);
     int polls = 0;
     EXPECT_FALSE(encoder.encode(file, [&](int64_t) { return ++polls < 1; }));
@@ -489,7 +500,8 @@ TEST(MP3StreamJoinerInput, refusesWhatCannotBeJoined)
                                    Attempt{"has another format", valid, otherRate},
                                    Attempt{"do not both cover frames 40 to 55", valid, shortChunk}}) {
         ScratchDir dir;
-        std::FILE* file = std::fopen(QFile::encodeName(dir.file(QStringLiteral("joined.mp3"))).constData(), "wb");
+        std::FILE* file =
+            std::fopen(QFile::encodeName(dir.file(QStringLiteral("joined.mp3"))).constData(), "wb");
         ASSERT_NE(file, nullptr);
         MP3StreamJoiner joiner(file, false);
         try {
