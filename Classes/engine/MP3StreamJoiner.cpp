@@ -25,6 +25,10 @@ uint16_t lameCrc(uint16_t crc, const char* bytes, qsizetype count)
     return crc;
 }
 
+// The most a frame and the reservoir it reaches back into may hold together: LAME's default
+// buffer constraint (8 * 1440 bits, a 320 kbit/s frame at 32 kHz), which its own frames keep to.
+constexpr int64_t kLameBufferBytes = 1440;
+
 void putBigEndian(char* at, uint32_t value, int bytes)
 {
     for (int i = 0; i < bytes; ++i) {
@@ -182,7 +186,9 @@ bool MP3StreamJoiner::State::place(Packing& packing, const SourceChunk& chunk, i
         // the pointer's range and within the buffer LAME allows a frame and its reservoir.
         dataStart = packing.fill;
         while (dataStart + frame.mainDataBytes() > payloadStart + payloadBytes) {
-            if (!allowRaise || bitrateIndex == 14) {
+            // A larger frame, but with its reservoir still within LAME's buffer.
+            if (!allowRaise || bitrateIndex == 14 ||
+                payloadStart - dataStart + frame.frameBytesAt(bitrateIndex + 1) > kLameBufferBytes) {
                 return false;
             }
             ++bitrateIndex;
