@@ -418,7 +418,9 @@ QByteArray MP3StreamJoiner::infoFrame(QByteArrayView firstChunkInfoFrame, int en
     if (!header) {
         unjoinable(QObject::tr("the information frame is not a layer III frame"));
     }
-    const qsizetype xing = header->headBytes();
+    // Right after the side information, even in a protected frame: LAME does not count the CRC
+    // word there (nor do FFmpeg and LAME's own reader).
+    const qsizetype xing = 4 + header->sideInfoBytes();
     const QByteArrayView name = QByteArrayView(frame).sliced(xing, 4);
     if (frame.size() < xing + 8 || (name != "Xing" && name != "Info")) {
         unjoinable(QObject::tr("the information frame has no Xing or Info header"));

@@ -40,6 +40,7 @@ struct SplitCase
     int inputRate;
     int outputRate;
     int channels;
+    bool crc = false; // frames protected by a CRC word
 };
 
 std::string caseName(const testing::TestParamInfo<SplitCase>& info)
@@ -47,7 +48,7 @@ std::string caseName(const testing::TestParamInfo<SplitCase>& info)
     static const char* const kMethods[] = {"CBR128", "ABR160", "VBRV2"};
     const SplitCase& c = info.param;
     return std::string(kMethods[int(c.method)]) + "_" + std::to_string(c.inputRate) + "to" +
-           std::to_string(c.outputRate) + (c.channels == 1 ? "_mono" : "_stereo");
+           std::to_string(c.outputRate) + (c.channels == 1 ? "_mono" : "_stereo") + (c.crc ? "_crc" : "");
 }
 
 // A deterministic, music-like signal of t seconds: a slow chord progression with harmonics, a
@@ -155,6 +156,7 @@ void configure(lame_global_flags* gfp, const SplitCase& c)
     lame_set_out_samplerate(gfp, c.outputRate);
     lame_set_mode(gfp, c.channels == 1 ? MONO : JOINT_STEREO);
     lame_set_findReplayGain(gfp, 0);
+    lame_set_error_protection(gfp, c.crc ? 1 : 0);
     switch (c.method) {
     case Method::CBR:
         lame_set_VBR(gfp, vbr_off);
@@ -231,11 +233,13 @@ void writeFile(const QString& path, const QByteArray& bytes)
     ASSERT_EQ(file.write(bytes), bytes.size());
 }
 
-// What FFmpeg decodes (16-bit, interleaved); fails the test on any message at level error.
+// What FFmpeg decodes (16-bit, interleaved), checking CRC words; fails the test on any message at
+// level error.
 std::vector<short> decodeWithFFmpeg(const QString& path)
 {
-    const ToolResult decoded = runTool(QStringLiteral("ffmpeg"), {"-nostdin", "-v", "error", "-i", path, "-f",
-                                                                  "s16le", "-c:a", "pcm_s16le", "-"});
+    const ToolResult decoded =
+        runTool(QStringLiteral("ffmpeg"), {"-nostdin", "-v", "error", "-err_detect", "crccheck", "-i", path,
+                                           "-f", "s16le", "-c:a", "pcm_s16le", "-"});
     EXPECT_EQ(decoded.exitCode, 0);
     EXPECT_EQ(decoded.standardError, QString()) << path.toStdString();
     std::vector<short> pcm(size_t(decoded.standardOutput.size()) / 2);
@@ -371,7 +375,7 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
 INSTANTIATE_TEST_SUITE_P(
     Modes, SplitMP3EncoderTest,
     testing::Values(SplitCase{Method::CBR, 44100, 44100, 2}, SplitCase{Method::ABR, 44100, 44100, 2},
-                    SplitCase{Method::VBR, 44100, 44100, 2}, SplitCase{Method::CBR, 48000, 48000, 2},
+                    SplitCase{Method::VBR, 44100, 44100, 2, true}, SplitCase{Method::CBR, 48000, 48000, 2},
                     SplitCase{Method::ABR, 48000, 48000, 2}, SplitCase{Method::VBR, 48000, 48000, 2},
                     SplitCase{Method::VBR, 44100, 44100, 1}, SplitCase{Method::CBR, 48000, 44100, 2},
                     SplitCase{Method::VBR, 48000, 44100, 2}, SplitCase{Method::ABR, 44100, 22050, 2}),
@@ -512,6 +516,38 @@ TEST(MP3StreamJoinerInput, refusesWhatCannotBeJoined)
             EXPECT_TRUE(e.reason().contains(QLatin1String(attempt.reason))) << e.what();
         }
         std::fclose(file);
+    }
+}
+
+// The frame edits the joiner makes, against LAME's own frames: the CRC word recomputed over a
+// cleared one is LAME's, and a main_data_begin written reads back with nothing else changed.
+TEST(MP3FrameEdits, matchLameFrames)
+{
+    for (const int channels : {1, 2}) {
+        const SplitCase c{Method::VBR, 44100, 44100, channels, true};
+        const QByteArray whole = encodeWhole(Music({}).render(44100, c.inputRate, c.channels), c);
+        int frames = 0;
+        for (qsizetype at = MP3Frame::parse(whole)->frameBytes(); at < whole.size(); ++frames) {
+            const std::optional<MP3Frame> frame = MP3Frame::parse(whole.sliced(at));
+            ASSERT_TRUE(frame.has_value()) << at;
+            const QByteArray head = whole.mid(at, frame->headBytes());
+            QByteArray edited = head;
+            edited[4] = edited[5] = 0;
+            frame->updateCrc(edited.data());
+            EXPECT_EQ(edited.toHex(), head.toHex()) << "frame at " << at;
+            frame->setMainDataBegin(edited.data(), frame->mainDataBeginLimit() - frames % 7);
+            frame->updateCrc(edited.data());
+            const QByteArray reparsed = edited + whole.mid(at + frame->headBytes(), frame->payloadBytes());
+            const std::optional<MP3Frame> read = MP3Frame::parse(reparsed);
+            ASSERT_TRUE(read.has_value());
+            EXPECT_EQ(read->mainDataBegin(), frame->mainDataBeginLimit() - frames % 7);
+            EXPECT_EQ(read->mainDataBytes(), frame->mainDataBytes());
+            // Only the CRC word and the pointer's 9 bits (byte 6 and the top of byte 7) changed.
+            EXPECT_EQ(edited.mid(8), head.mid(8));
+            EXPECT_EQ(edited[7] & 0x7F, head[7] & 0x7F);
+            at += frame->frameBytes();
+        }
+        EXPECT_GT(frames, 30);
     }
 }
 
