@@ -3,7 +3,7 @@
 #include "MP3Frame.h"
 #include "NamedException.h"
 
-#include <QObject>
+#include <QCoreApplication>
 #include <algorithm>
 #include <cmath>
 #include <deque>
@@ -11,6 +11,12 @@
 #include <vector>
 
 namespace {
+
+// Messages of failures, in the translation context the other encoders' failures use.
+QString exceptionsTr(const char* text)
+{
+    return QCoreApplication::translate("Exceptions", text);
+}
 
 // LAME's music CRC and the CRC of its tag: CRC-16 with the reflected polynomial 0xA001, initial
 // value 0, LSB first.
@@ -38,7 +44,7 @@ void putBigEndian(char* at, uint32_t value, int bytes)
 
 [[noreturn]] void unjoinable(const QString& why)
 {
-    NamedException::raise(kIllegalInputException, QStringLiteral("Cannot join the MP3 streams: %1").arg(why));
+    NamedException::raise(kIllegalInputException, exceptionsTr("Cannot join the MP3 streams: %1").arg(why));
 }
 
 // One chunk's frames, and its main data slots laid end to end (the "payload" stream the
@@ -140,18 +146,18 @@ SourceChunk MP3StreamJoiner::State::parse(QByteArrayView bytes, int64_t firstFra
     while (at < bytes.size()) {
         const std::optional<MP3Frame> frame = MP3Frame::parse(bytes.sliced(at));
         if (!frame) {
-            unjoinable(QObject::tr("no layer III frame at byte %1 of a chunk").arg(at));
+            unjoinable(exceptionsTr("no layer III frame at byte %1 of a chunk").arg(at));
         }
         if (formatKey == 0) {
             formatKey = frame->formatKey();
         } else if (frame->formatKey() != formatKey) {
-            unjoinable(QObject::tr("the frame at byte %1 of a chunk has another format").arg(at));
+            unjoinable(exceptionsTr("the frame at byte %1 of a chunk has another format").arg(at));
         }
         // Its main data must lie in this chunk's slots, before its own end.
         if (frame->mainDataBegin() > payloadEnd ||
             frame->mainDataBytes() > frame->mainDataBegin() + frame->payloadBytes()) {
             unjoinable(
-                QObject::tr("the main data of the frame at byte %1 of a chunk is out of reach").arg(at));
+                exceptionsTr("the main data of the frame at byte %1 of a chunk is out of reach").arg(at));
         }
         chunk.frames.push_back({*frame, at, payloadEnd});
         chunk.payload.append(bytes.sliced(at + frame->headBytes(), frame->payloadBytes()));
@@ -159,7 +165,7 @@ SourceChunk MP3StreamJoiner::State::parse(QByteArrayView bytes, int64_t firstFra
         at += frame->frameBytes();
     }
     if (chunk.frames.empty()) {
-        unjoinable(QObject::tr("a chunk holds no audio frame"));
+        unjoinable(exceptionsTr("a chunk holds no audio frame"));
     }
     return chunk;
 }
@@ -281,7 +287,7 @@ void MP3StreamJoiner::State::writeSettled(bool all)
         if (std::fwrite(frame.head.constData(), 1, size_t(frame.head.size()), output) !=
                 size_t(frame.head.size()) ||
             std::fwrite(slots.constData(), 1, size_t(slots.size()), output) != size_t(slots.size())) {
-            NamedException::raise(kIOException, QObject::tr("Could not write the joined MP3 stream."));
+            NamedException::raise(kIOException, exceptionsTr("Could not write the joined MP3 stream."));
         }
         musicCrc = lameCrc(musicCrc, frame.head.constData(), frame.head.size());
         musicCrc = lameCrc(musicCrc, slots.constData(), slots.size());
@@ -310,7 +316,7 @@ void MP3StreamJoiner::append(QByteArrayView bytes, int64_t firstFrame, int64_t s
     if (!s.current) {
         ZT_REQUIRE(firstFrame == 0 && seamFrame == 0, "firstFrame == 0 && seamFrame == 0");
         if (chunk.frames.front().frame.mainDataBegin() != 0) {
-            unjoinable(QObject::tr("the first frame refers to data before the stream"));
+            unjoinable(exceptionsTr("the first frame refers to data before the stream"));
         }
         s.current = std::move(chunk);
         s.nextFrame = 0;
@@ -320,7 +326,7 @@ void MP3StreamJoiner::append(QByteArrayView bytes, int64_t firstFrame, int64_t s
     ZT_REQUIRE(seamFrame >= s.nextFrame, "seamFrame >= the previous seam");
     const SourceChunk& previous = *s.current;
     if (previous.endFrame() < seamFrame + kSeamWindow || chunk.endFrame() < seamFrame + kSeamWindow) {
-        unjoinable(QObject::tr("the chunks do not both cover frames %1 to %2")
+        unjoinable(exceptionsTr("the chunks do not both cover frames %1 to %2")
                        .arg(seamFrame)
                        .arg(seamFrame + kSeamWindow - 1));
     }
@@ -358,7 +364,7 @@ void MP3StreamJoiner::append(QByteArrayView bytes, int64_t firstFrame, int64_t s
         }
     }
     if (!seam) {
-        unjoinable(QObject::tr("no frame from %1 to %2 makes a seam")
+        unjoinable(exceptionsTr("no frame from %1 to %2 makes a seam")
                        .arg(seamFrame)
                        .arg(seamFrame + kSeamWindow - 1));
     }
@@ -381,14 +387,14 @@ void MP3StreamJoiner::finish()
     ZT_REQUIRE(s.current.has_value(), "a chunk was appended");
     for (; s.nextFrame < s.current->endFrame(); ++s.nextFrame) {
         if (!s.place(s.packing, *s.current, s.nextFrame, s.variableBitrate, true)) {
-            unjoinable(QObject::tr("the main data of frame %1 does not fit").arg(s.nextFrame));
+            unjoinable(exceptionsTr("the main data of frame %1 does not fit").arg(s.nextFrame));
         }
         s.writeSettled(false);
     }
     s.writeSettled(true);
     s.current.reset();
     if (std::fflush(s.output) != 0) {
-        NamedException::raise(kIOException, QObject::tr("Could not write the joined MP3 stream."));
+        NamedException::raise(kIOException, exceptionsTr("Could not write the joined MP3 stream."));
     }
 }
 
@@ -416,14 +422,14 @@ QByteArray MP3StreamJoiner::infoFrame(QByteArrayView firstChunkInfoFrame, int en
     QByteArray frame = firstChunkInfoFrame.toByteArray();
     const std::optional<MP3Frame> header = MP3Frame::parse(frame);
     if (!header) {
-        unjoinable(QObject::tr("the information frame is not a layer III frame"));
+        unjoinable(exceptionsTr("the information frame is not a layer III frame"));
     }
     // Right after the side information, even in a protected frame: LAME does not count the CRC
     // word there (nor do FFmpeg and LAME's own reader).
     const qsizetype xing = 4 + header->sideInfoBytes();
     const QByteArrayView name = QByteArrayView(frame).sliced(xing, 4);
     if (frame.size() < xing + 8 || (name != "Xing" && name != "Info")) {
-        unjoinable(QObject::tr("the information frame has no Xing or Info header"));
+        unjoinable(exceptionsTr("the information frame has no Xing or Info header"));
     }
     const uint32_t flags = uint32_t(uint8_t(frame[xing + 7])) | uint32_t(uint8_t(frame[xing + 6])) << 8;
     qsizetype at = xing + 8;
@@ -454,7 +460,7 @@ QByteArray MP3StreamJoiner::infoFrame(QByteArrayView firstChunkInfoFrame, int en
         at += 4;
     }
     if (frame.size() < at + 36 || !QByteArrayView(frame).sliced(at, 4).startsWith("LAME")) {
-        unjoinable(QObject::tr("the information frame has no LAME tag"));
+        unjoinable(exceptionsTr("the information frame has no LAME tag"));
     }
     ZT_REQUIRE(encoderDelay >= 0 && encoderDelay < 4096 && encoderPadding >= 0 && encoderPadding < 4096,
                "0 <= delay, padding < 4096");

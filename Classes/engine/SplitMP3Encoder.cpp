@@ -4,7 +4,7 @@
 #include "NamedException.h"
 
 #include <QByteArray>
-#include <QObject>
+#include <QCoreApplication>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -15,6 +15,12 @@
 #include <thread>
 
 namespace {
+
+// Messages of failures, in the translation context the other encoders' failures use.
+QString exceptionsTr(const char* text)
+{
+    return QCoreApplication::translate("Exceptions", text);
+}
 
 // Frames a chunk reads past the last frame the joiner may take from it: LAME holds back about
 // one frame of input for its look-ahead (psychoacoustic model, MDCT overlap) and the resampler a
@@ -101,7 +107,7 @@ void encodeChunk(ChunkRun& run, const std::atomic<bool>& cancel, std::atomic<int
 void writeAll(std::FILE* output, const QByteArray& bytes)
 {
     if (std::fwrite(bytes.constData(), 1, size_t(bytes.size()), output) != size_t(bytes.size())) {
-        NamedException::raise(kIOException, QObject::tr("Could not write the MP3 file."));
+        NamedException::raise(kIOException, exceptionsTr("Could not write the MP3 file."));
     }
 }
 
@@ -160,13 +166,13 @@ bool SplitMP3Encoder::encode(std::FILE* output, const Poll& poll)
         runs[k].lame.reset(lame_init());
         lame_global_flags* gfp = runs[k].lame.get();
         if (!gfp) {
-            ZT_FAIL(QObject::tr("Unable to initialize the LAME encoder."));
+            ZT_FAIL(exceptionsTr("Unable to initialize the LAME encoder."));
         }
         m_configure(gfp);
         // Only the first chunk's information frame is kept, rewritten for the whole stream.
         lame_set_bWriteVbrTag(gfp, k == 0 ? 1 : 0);
         if (lame_init_params(gfp) == -1) {
-            ZT_FAIL(QObject::tr("Unable to initialize the LAME encoder."));
+            ZT_FAIL(exceptionsTr("Unable to initialize the LAME encoder."));
         }
         variableBitrate = lame_get_VBR(gfp) != vbr_off;
     }
@@ -250,11 +256,11 @@ bool SplitMP3Encoder::encode(std::FILE* output, const Poll& poll)
         const QByteArray info = joiner.infoFrame(template0, runs.front().delay, runs.back().padding);
         const int64_t end = ftello(output);
         if (start < 0 || end < 0 || fseeko(output, start, SEEK_SET) != 0) {
-            NamedException::raise(kIOException, QObject::tr("Could not write the MP3 file."));
+            NamedException::raise(kIOException, exceptionsTr("Could not write the MP3 file."));
         }
         writeAll(output, info);
         if (fseeko(output, end, SEEK_SET) != 0 || std::fflush(output) != 0) {
-            NamedException::raise(kIOException, QObject::tr("Could not write the MP3 file."));
+            NamedException::raise(kIOException, exceptionsTr("Could not write the MP3 file."));
         }
     }
     return true;
