@@ -426,14 +426,17 @@ TEST(SplitMP3EncoderPlan, alignedChunksCoverTheSeams)
 class NoiseSource : public PcmBlockSource
 {
 public:
-    NoiseSource(int64_t frames, std::atomic<int64_t>& read, std::atomic<int>& alive)
-        : m_left(4096), m_right(4096), m_remaining(frames), m_read(read), m_alive(alive)
+    NoiseSource(int64_t frames, std::atomic<int64_t>& read, std::atomic<int>& alive, int64_t failAt = -1)
+        : m_left(4096), m_right(4096), m_remaining(frames), m_failAt(failAt), m_read(read), m_alive(alive)
     {
         ++m_alive;
     }
     ~NoiseSource() override { --m_alive; }
     Block next() override
     {
+        if (m_failAt >= 0 && m_remaining <= m_failAt) {
+            NamedException::raise(kIOException, QStringLiteral("The source could not be read."));
+        }
         const int64_t n = std::min<int64_t>(4096, m_remaining);
         for (int64_t i = 0; i < n; ++i) {
             m_state = m_state * 1664525u + 1013904223u;
@@ -448,6 +451,7 @@ public:
 private:
     std::vector<short> m_left, m_right;
     int64_t m_remaining;
+    int64_t m_failAt; // throws once no more than this many frames remain
     uint32_t m_state = 1;
     std::atomic<int64_t>& m_read;
     std::atomic<int>& m_alive;
@@ -476,6 +480,35 @@ TEST(SplitMP3EncoderCancel, stopsEveryChunkAtTheFirstPoll)
     EXPECT_EQ(polls, 1);
     EXPECT_EQ(alive.load(), 0);
     EXPECT_LT(read.load(), hour / 10);
+}
+
+// A chunk that fails to read: encode() throws its NamedException once every thread stopped.
+TEST(SplitMP3EncoderFailure, carriesAChunksExceptionAfterAllThreadsStopped)
+{
+    const SplitCase c{Method::ABR, 44100, 44100, 2};
+    const int64_t length = 44100 * 60;
+    std::atomic<int64_t> read = 0;
+    std::atomic<int> alive = 0;
+    SplitMP3Encoder encoder([&](lame_global_flags* gfp) { configure(gfp, c); },
+                            [&](const SplitMP3Encoder::Chunk& chunk) {
+                                // The second chunk fails halfway.
+                                return std::make_unique<NoiseSource>(
+                                    chunk.inputFrames, read, alive,
+                                    chunk.seamFrame > 0 ? chunk.inputFrames / 2 : -1);
+                            },
+                            SplitMP3Encoder::plan(length, 44100, 44100, 1152, 2));
+    ScratchDir dir;
+    std::FILE* file = std::fopen(QFile::encodeName(dir.file(QStringLiteral("failed.mp3"))).constData(), "wb");
+    ASSERT_NE(file, nullptr);
+    try {
+        encoder.encode(file, [](int64_t) { return true; });
+        ADD_FAILURE() << "no exception";
+    } catch (const NamedException& e) {
+        EXPECT_EQ(e.name(), kIOException);
+        EXPECT_EQ(e.reason(), QStringLiteral("The source could not be read."));
+    }
+    std::fclose(file);
+    EXPECT_EQ(alive.load(), 0);
 }
 
 // What the joiner refuses, with its NamedException and no crash: bytes that are not layer III
