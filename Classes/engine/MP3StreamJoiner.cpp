@@ -117,9 +117,12 @@ struct MP3StreamJoiner::State
     int bagPos = 0;
 
     SourceChunk parse(QByteArrayView bytes, int64_t firstFrame);
-    // Places frame joinedIndex of chunk at the end of the joined stream. Without bytes only
-    // the packing is followed (a trial). False when its main data does not fit.
-    bool place(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise, bool commit);
+    // Where frame joinedIndex of chunk goes at the end of the joined stream, as packing stands;
+    // advances packing. False when its main data does not fit.
+    bool arrange(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise,
+                 int& bitrateIndex, int64_t& dataStart) const;
+    // Arranges the frame and adds it, with its bytes, to the frames not yet written.
+    bool place(const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise);
     // Frames from the seam until the next chunk's frames lie as their encoder laid them out
     // (0: at once; the rest of the chunk: never), or -1 when the main data cannot be placed.
     int64_t seamCost(const SourceChunk& previous, const SourceChunk& next, int64_t seam,
@@ -170,20 +173,18 @@ SourceChunk MP3StreamJoiner::State::parse(QByteArrayView bytes, int64_t firstFra
     return chunk;
 }
 
-bool MP3StreamJoiner::State::place(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex,
-                                   bool allowRaise, bool commit)
+bool MP3StreamJoiner::State::arrange(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex,
+                                     bool allowRaise, int& bitrateIndex, int64_t& dataStart) const
 {
-    const SourceFrame& source = chunk.at(joinedIndex);
-    const MP3Frame& frame = source.frame;
+    const MP3Frame& frame = chunk.at(joinedIndex).frame;
     const int64_t free = packing.end - packing.fill;
     if (!packing.converged && free >= frame.mainDataBegin()) {
         // As much room as its encoder gave it: from here on the chunk's own layout fits as it is.
         packing.converged = true;
     }
     const int64_t payloadStart = packing.end;
-    int bitrateIndex = frame.bitrateIndex();
+    bitrateIndex = frame.bitrateIndex();
     int payloadBytes = frame.payloadBytes();
-    int64_t dataStart = 0;
     if (packing.converged) {
         dataStart = payloadStart - frame.mainDataBegin();
     } else {
@@ -203,9 +204,20 @@ bool MP3StreamJoiner::State::place(Packing& packing, const SourceChunk& chunk, i
     }
     packing.fill = dataStart + frame.mainDataBytes();
     packing.end = payloadStart + payloadBytes;
-    if (!commit) {
-        return true;
+    return true;
+}
+
+bool MP3StreamJoiner::State::place(const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise)
+{
+    const SourceFrame& source = chunk.at(joinedIndex);
+    const MP3Frame& frame = source.frame;
+    const int64_t payloadStart = packing.end;
+    int bitrateIndex = 0;
+    int64_t dataStart = 0;
+    if (!arrange(packing, chunk, joinedIndex, allowRaise, bitrateIndex, dataStart)) {
+        return false;
     }
+    const int payloadBytes = int(packing.end - payloadStart);
 
     Placed out;
     out.head = QByteArray(chunk.bytes.constData() + source.offset, frame.headBytes());
@@ -237,16 +249,17 @@ int64_t MP3StreamJoiner::State::seamCost(const SourceChunk& previous, const Sour
                                          bool allowRaise) const
 {
     Packing trial = packing;
-    auto* self = const_cast<State*>(this);
+    int bitrateIndex = 0;
+    int64_t dataStart = 0;
     for (int64_t f = nextFrame; f < seam; ++f) {
-        if (!self->place(trial, previous, f, variableBitrate, false)) {
+        if (!arrange(trial, previous, f, variableBitrate, bitrateIndex, dataStart)) {
             return -1;
         }
     }
     trial.converged = false;
     // Once converged, every later frame fits as its encoder laid it out.
     for (int64_t f = seam; f < next.endFrame(); ++f) {
-        if (!self->place(trial, next, f, allowRaise, false)) {
+        if (!arrange(trial, next, f, allowRaise, bitrateIndex, dataStart)) {
             return -1;
         }
         if (trial.converged) {
@@ -371,7 +384,7 @@ void MP3StreamJoiner::append(QByteArrayView bytes, int64_t firstFrame, int64_t s
 
     for (; s.nextFrame < *seam; ++s.nextFrame) {
         // Fits: the trial placed it the same way.
-        s.place(s.packing, previous, s.nextFrame, s.variableBitrate, true);
+        s.place(previous, s.nextFrame, s.variableBitrate);
     }
     // What lies behind the last data of the previous chunk is its reservoir for frames now
     // dropped: free space for the next chunk, cleared.
@@ -386,7 +399,7 @@ void MP3StreamJoiner::finish()
     State& s = *m_state;
     ZT_REQUIRE(s.current.has_value(), "a chunk was appended");
     for (; s.nextFrame < s.current->endFrame(); ++s.nextFrame) {
-        if (!s.place(s.packing, *s.current, s.nextFrame, s.variableBitrate, true)) {
+        if (!s.place(*s.current, s.nextFrame, s.variableBitrate)) {
             unjoinable(exceptionsTr("the main data of frame %1 does not fit").arg(s.nextFrame));
         }
         s.writeSettled(false);
