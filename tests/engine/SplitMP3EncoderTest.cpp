@@ -25,6 +25,8 @@
 #include <random>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 enum class Method
@@ -237,9 +239,8 @@ void writeFile(const QString& path, const QByteArray& bytes)
 // level error.
 std::vector<short> decodeWithFFmpeg(const QString& path)
 {
-    const ToolResult decoded =
-        runTool(QStringLiteral("ffmpeg"), {"-nostdin", "-v", "error", "-err_detect", "crccheck", "-i", path,
-                                           "-f", "s16le", "-c:a", "pcm_s16le", "-"});
+    const ToolResult decoded = runTool(u"ffmpeg"_s, {"-nostdin", "-v", "error", "-err_detect", "crccheck",
+                                                     "-i", path, "-f", "s16le", "-c:a", "pcm_s16le", "-"});
     EXPECT_EQ(decoded.exitCode, 0);
     EXPECT_EQ(decoded.standardError, QString()) << path.toStdString();
     std::vector<short> pcm(size_t(decoded.standardOutput.size()) / 2);
@@ -326,10 +327,10 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
         c.inputRate == c.outputRate ? pcm : music.render(outputFrames, c.outputRate, c.channels);
 
     ScratchDir dir;
-    const QString wholePath = dir.file(QStringLiteral("whole.mp3"));
+    const QString wholePath = dir.file(u"whole.mp3"_s);
     const QByteArray whole = encodeWhole(pcm, c);
     writeFile(wholePath, whole);
-    const QString splitPath = dir.file(QStringLiteral("split.mp3"));
+    const QString splitPath = dir.file(u"split.mp3"_s);
     const QByteArray split = encodeSplit(pcm, c, chunks, splitPath);
     ASSERT_FALSE(split.isEmpty());
 
@@ -360,12 +361,12 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
     EXPECT_NEAR(splitSnr, wholeSnr, 0.2);
     EXPECT_NEAR(splitSeams, wholeSeams, 0.5);
 
-    EXPECT_EQ(encodeSplit(pcm, c, chunks, dir.file(QStringLiteral("again.mp3"))), split);
+    EXPECT_EQ(encodeSplit(pcm, c, chunks, dir.file(u"again.mp3"_s)), split);
 
     // One chunk: nothing to join, so LAME's own stream and information frame, byte for byte.
     const QByteArray single =
         encodeSplit(pcm, c, SplitMP3Encoder::plan(sourceFrames, c.inputRate, c.outputRate, frameSize, 1),
-                    dir.file(QStringLiteral("single.mp3")));
+                    dir.file(u"single.mp3"_s));
     const std::optional<MP3Frame> info = MP3Frame::parse(whole);
     ASSERT_TRUE(info.has_value());
     EXPECT_EQ(single.left(info->frameBytes()).toHex(' '), whole.left(info->frameBytes()).toHex(' '));
@@ -435,7 +436,7 @@ public:
     Block next() override
     {
         if (m_failAt >= 0 && m_remaining <= m_failAt) {
-            NamedException::raise(kIOException, QStringLiteral("The source could not be read."));
+            NamedException::raise(kIOException, u"The source could not be read."_s);
         }
         const int64_t n = std::min<int64_t>(4096, m_remaining);
         for (int64_t i = 0; i < n; ++i) {
@@ -471,8 +472,7 @@ TEST(SplitMP3EncoderCancel, stopsEveryChunkAtTheFirstPoll)
                             },
                             SplitMP3Encoder::plan(hour, 44100, 44100, 1152, 2));
     ScratchDir dir;
-    std::FILE* file =
-        std::fopen(QFile::encodeName(dir.file(QStringLiteral("cancelled.mp3"))).constData(), "wb");
+    std::FILE* file = std::fopen(QFile::encodeName(dir.file(u"cancelled.mp3"_s)).constData(), "wb");
     ASSERT_NE(file, nullptr);
     int polls = 0;
     EXPECT_FALSE(encoder.encode(file, [&](int64_t) { return ++polls < 1; }));
@@ -498,14 +498,14 @@ TEST(SplitMP3EncoderFailure, carriesAChunksExceptionAfterAllThreadsStopped)
                             },
                             SplitMP3Encoder::plan(length, 44100, 44100, 1152, 2));
     ScratchDir dir;
-    std::FILE* file = std::fopen(QFile::encodeName(dir.file(QStringLiteral("failed.mp3"))).constData(), "wb");
+    std::FILE* file = std::fopen(QFile::encodeName(dir.file(u"failed.mp3"_s)).constData(), "wb");
     ASSERT_NE(file, nullptr);
     try {
         encoder.encode(file, [](int64_t) { return true; });
         ADD_FAILURE() << "no exception";
     } catch (const NamedException& e) {
         EXPECT_EQ(e.name(), kIOException);
-        EXPECT_EQ(e.reason(), QStringLiteral("The source could not be read."));
+        EXPECT_EQ(e.reason(), u"The source could not be read."_s);
     }
     std::fclose(file);
     EXPECT_EQ(alive.load(), 0);
@@ -537,8 +537,7 @@ TEST(MP3StreamJoinerInput, refusesWhatCannotBeJoined)
                                    Attempt{"has another format", valid, otherRate},
                                    Attempt{"do not both cover frames 40 to 55", valid, shortChunk}}) {
         ScratchDir dir;
-        std::FILE* file =
-            std::fopen(QFile::encodeName(dir.file(QStringLiteral("joined.mp3"))).constData(), "wb");
+        std::FILE* file = std::fopen(QFile::encodeName(dir.file(u"joined.mp3"_s)).constData(), "wb");
         ASSERT_NE(file, nullptr);
         MP3StreamJoiner joiner(file, false);
         try {
