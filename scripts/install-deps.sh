@@ -12,7 +12,7 @@ packages=(
   libmp3lame-dev libtag1-dev libflac-dev libogg-dev libvorbis-dev
   libopus-dev libspeex-dev libspeexdsp-dev libsoxr-dev libwavpack-dev libmpcdec-dev
   libmodplug-dev libsndfile1-dev libcue-dev libssl-dev
-  libavformat-dev libavcodec-dev libavutil-dev libswresample-dev
+  libavformat-dev libavcodec-dev libavutil-dev libswresample-dev libmpg123-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
   sox flac lame vorbis-tools opus-tools speex wavpack musepack-tools ffmpeg sndfile-programs

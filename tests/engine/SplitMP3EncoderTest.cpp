@@ -1,0 +1,359 @@
+// The split encoder against one LAME instance: the same source, encoded once
+// by a single instance and once in three chunks on three threads, must decode
+// (FFmpeg and libmpg123, without a complaint) to exactly as many samples, and
+// as close to the source (SNR within 0.2 dB); the split must be deterministic,
+// and a split into one chunk must give the single instance's own bytes,
+// information frame included. The source is music-like (chords, a bed of
+// many partials, sharp bursts right at the planned seams), defined as a
+// function of time so that resampled encodes have an exact reference too.
+
+#include "MP3Frame.h"
+#include "MP3InfoFrame.h"
+#include "MP3StreamJoiner.h"
+#include "NamedException.h"
+#include "SplitMP3Encoder.h"
+#include "Fixtures.h"
+#include "Tools.h"
+
+#include <QFile>
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <mpg123.h>
+#include <random>
+#include <unistd.h>
+
+namespace {
+
+enum class Method { CBR, ABR, VBR };
+
+struct SplitCase
+{
+    Method method;
+    int inputRate;
+    int outputRate;
+    int channels;
+};
+
+std::string caseName(const testing::TestParamInfo<SplitCase>& info)
+{
+    static const char* const kMethods[] = {"CBR128", "ABR160", "VBRV2"};
+    const SplitCase& c = info.param;
+    return std::string(kMethods[int(c.method)]) + "_" + std::to_string(c.inputRate) + "to" +
+           std::to_string(c.outputRate) + (c.channels == 1 ? "_mono" : "_stereo");
+}
+
+// A deterministic, music-like signal of t seconds: a slow chord progression with harmonics, a
+// bed of 32 partials of random frequency and phase (noise-like, below 7 kHz), and 1-ms-attack
+// bursts at the given times, stereo with a different mix per side.
+class Music
+{
+public:
+    explicit Music(std::vector<double> bursts) : m_bursts(std::move(bursts))
+    {
+        std::mt19937 random(20261125);
+        std::uniform_real_distribution<double> unit(0.0, 1.0);
+        for (Partial& p : m_bed) {
+            p = {150.0 + 6800.0 * unit(random), 2 * M_PI * unit(random), 2 * M_PI * unit(random)};
+        }
+    }
+    double at(double t, int channel) const
+    {
+        static constexpr double kChords[4][3] = {{220, 277.2, 329.6}, {196, 246.9, 293.7},
+                                                 {174.6, 220, 261.6}, {164.8, 207.7, 246.9}};
+        const double* chord = kChords[int(t / 1.5) % 4];
+        double v = 0;
+        for (int n = 0; n < 3; ++n) {
+            for (int h = 1; h <= 4; ++h) {
+                v += 0.06 / h * std::sin(2 * M_PI * chord[n] * h * t + n + channel * 0.3 * h);
+            }
+        }
+        for (const Partial& p : m_bed) {
+            v += 0.008 * std::sin(2 * M_PI * p.frequency * t + (channel ? p.phaseRight : p.phaseLeft));
+        }
+        for (double start : m_bursts) {
+            const double s = t - start;
+            if (s >= 0 && s < 0.08) {
+                const double attack = s < 0.001 ? 0.5 - 0.5 * std::cos(M_PI * s / 0.001) : 1.0;
+                v += 0.5 * attack * std::exp(-s / 0.015) * std::sin(2 * M_PI * (2500 + 700 * channel) * s);
+            }
+        }
+        return v;
+    }
+    // 16-bit samples, interleaved.
+    std::vector<short> render(int64_t frames, int rate, int channels) const
+    {
+        std::vector<short> pcm(size_t(frames * channels));
+        for (int64_t i = 0; i < frames; ++i) {
+            for (int c = 0; c < channels; ++c) {
+                pcm[size_t(i * channels + c)] = short(std::lround(at(double(i) / rate, c) * 32767));
+            }
+        }
+        return pcm;
+    }
+
+private:
+    struct Partial
+    {
+        double frequency, phaseLeft, phaseRight;
+    };
+    std::array<Partial, 32> m_bed;
+    std::vector<double> m_bursts;
+};
+
+// Part of an in-memory interleaved source, handed out deinterleaved in blocks of 4096 frames.
+class MemorySource : public PcmBlockSource
+{
+public:
+    MemorySource(const std::vector<short>& pcm, int channels, int64_t start, int64_t frames,
+                 std::atomic<int>* alive = nullptr)
+        : m_pcm(pcm), m_channels(channels), m_next(start), m_end(start + frames), m_alive(alive)
+    {
+        if (m_alive) {
+            ++*m_alive;
+        }
+    }
+    ~MemorySource() override
+    {
+        if (m_alive) {
+            --*m_alive;
+        }
+    }
+    Block next() override
+    {
+        const int64_t n = std::min<int64_t>(4096, m_end - m_next);
+        m_left.resize(size_t(n));
+        m_right.resize(size_t(n));
+        for (int64_t i = 0; i < n; ++i) {
+            m_left[size_t(i)] = m_pcm[size_t((m_next + i) * m_channels)];
+            m_right[size_t(i)] = m_pcm[size_t((m_next + i) * m_channels + m_channels - 1)];
+        }
+        m_next += n;
+        return {m_left.data(), m_channels == 2 ? m_right.data() : nullptr, nullptr, nullptr, size_t(n)};
+    }
+
+private:
+    const std::vector<short>& m_pcm;
+    int m_channels;
+    int64_t m_next;
+    int64_t m_end;
+    std::atomic<int>* m_alive;
+    std::vector<short> m_left, m_right;
+};
+
+void configure(lame_global_flags* gfp, const SplitCase& c)
+{
+    lame_set_num_channels(gfp, c.channels);
+    lame_set_in_samplerate(gfp, c.inputRate);
+    lame_set_out_samplerate(gfp, c.outputRate);
+    lame_set_mode(gfp, c.channels == 1 ? MONO : JOINT_STEREO);
+    lame_set_findReplayGain(gfp, 0);
+    switch (c.method) {
+    case Method::CBR:
+        lame_set_VBR(gfp, vbr_off);
+        lame_set_brate(gfp, 128);
+        break;
+    case Method::ABR:
+        lame_set_VBR(gfp, vbr_abr);
+        lame_set_VBR_mean_bitrate_kbps(gfp, 160);
+        break;
+    case Method::VBR:
+        lame_set_VBR(gfp, vbr_mtrh);
+        lame_set_VBR_q(gfp, 2);
+        break;
+    }
+}
+
+struct Lame
+{
+    std::unique_ptr<lame_global_flags, decltype(&lame_close)> gfp{lame_init(), &lame_close};
+};
+
+// The reference: one LAME instance over the whole source, its information frame written over
+// its placeholder at the start, as the single-instance encoder does.
+QByteArray encodeWhole(const std::vector<short>& pcm, const SplitCase& c)
+{
+    Lame lame;
+    configure(lame.gfp.get(), c);
+    lame_set_bWriteVbrTag(lame.gfp.get(), 1);
+    EXPECT_EQ(lame_init_params(lame.gfp.get()), 0);
+    MemorySource source(pcm, c.channels, 0, int64_t(pcm.size()) / c.channels);
+    std::vector<unsigned char> buffer(4096 * 5 / 4 + 7200);
+    QByteArray mp3;
+    for (PcmBlockSource::Block b = source.next(); b.frames > 0; b = source.next()) {
+        const int n = lame_encode_buffer(lame.gfp.get(), b.left16, b.right16 ? b.right16 : b.left16, int(b.frames),
+                                         buffer.data(), int(buffer.size()));
+        mp3.append(reinterpret_cast<const char*>(buffer.data()), n);
+    }
+    const int n = lame_encode_flush(lame.gfp.get(), buffer.data(), int(buffer.size()));
+    mp3.append(reinterpret_cast<const char*>(buffer.data()), n);
+    const size_t tagSize = lame_get_lametag_frame(lame.gfp.get(), buffer.data(), buffer.size());
+    mp3.replace(0, qsizetype(tagSize), QByteArray(reinterpret_cast<const char*>(buffer.data()), qsizetype(tagSize)));
+    return mp3;
+}
+
+QByteArray encodeSplit(const std::vector<short>& pcm, const SplitCase& c,
+                       const std::vector<SplitMP3Encoder::Chunk>& chunks, const QString& path)
+{
+    SplitMP3Encoder encoder([&](lame_global_flags* gfp) { configure(gfp, c); },
+                            [&](const SplitMP3Encoder::Chunk& chunk) {
+                                return std::make_unique<MemorySource>(pcm, c.channels, chunk.inputStart,
+                                                                      chunk.inputFrames);
+                            },
+                            chunks);
+    std::FILE* file = std::fopen(QFile::encodeName(path).constData(), "wb");
+    EXPECT_NE(file, nullptr);
+    bool done = false;
+    try {
+        done = encoder.encode(file, [](int64_t) { return true; });
+    } catch (const NamedException& e) {
+        ADD_FAILURE() << e.name().toStdString() << ": " << e.what();
+    }
+    std::fclose(file);
+    EXPECT_TRUE(done);
+    QFile result(path);
+    EXPECT_TRUE(result.open(QIODevice::ReadOnly));
+    return result.readAll();
+}
+
+void writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    ASSERT_EQ(file.write(bytes), bytes.size());
+}
+
+// What FFmpeg decodes (16-bit, interleaved); fails the test on any message at level error.
+std::vector<short> decodeWithFFmpeg(const QString& path)
+{
+    const ToolResult decoded = runTool(QStringLiteral("ffmpeg"), {"-nostdin", "-v", "error", "-i", path, "-f",
+                                                                  "s16le", "-c:a", "pcm_s16le", "-"});
+    EXPECT_EQ(decoded.exitCode, 0);
+    EXPECT_EQ(decoded.standardError, QString()) << path.toStdString();
+    std::vector<short> pcm(size_t(decoded.standardOutput.size()) / 2);
+    std::memcpy(pcm.data(), decoded.standardOutput.constData(), pcm.size() * 2);
+    return pcm;
+}
+
+// Decodes every frame with libmpg123, its messages caught from the standard error; the
+// samples it gives (gapless, the information frame honoured).
+int64_t decodeWithMpg123(const QString& path, int channels)
+{
+    struct Handle
+    {
+        std::unique_ptr<mpg123_handle, decltype(&mpg123_delete)> h{mpg123_new(nullptr, nullptr), &mpg123_delete};
+    } handle;
+    mpg123_handle* mh = handle.h.get();
+    EXPECT_NE(mh, nullptr);
+    EXPECT_EQ(mpg123_open(mh, QFile::encodeName(path).constData()), MPG123_OK);
+    std::fflush(stderr);
+    const int savedStderr = dup(2);
+    std::FILE* messages = std::tmpfile();
+    dup2(fileno(messages), 2);
+    int64_t bytes = 0;
+    int result = MPG123_OK;
+    for (;;) {
+        off_t frame = 0;
+        unsigned char* audio = nullptr;
+        size_t size = 0;
+        result = mpg123_decode_frame(mh, &frame, &audio, &size);
+        if (result != MPG123_OK && result != MPG123_NEW_FORMAT) {
+            break;
+        }
+        bytes += int64_t(size);
+    }
+    std::fflush(stderr);
+    dup2(savedStderr, 2);
+    close(savedStderr);
+    std::rewind(messages);
+    char text[512] = {};
+    const size_t said = std::fread(text, 1, sizeof text - 1, messages);
+    std::fclose(messages);
+    EXPECT_EQ(result, MPG123_DONE) << mpg123_strerror(mh);
+    EXPECT_EQ(said, 0u) << text;
+    mpg123_close(mh);
+    return bytes / 2 / channels;
+}
+
+double snrDB(const std::vector<short>& decoded, const std::vector<short>& reference)
+{
+    double signal = 0, noise = 0;
+    for (size_t i = 0; i < std::min(decoded.size(), reference.size()); ++i) {
+        signal += double(reference[i]) * reference[i];
+        noise += (double(decoded[i]) - reference[i]) * (double(decoded[i]) - reference[i]);
+    }
+    return 10 * std::log10(signal / std::max(noise, 1.0));
+}
+
+class SplitMP3EncoderTest : public testing::TestWithParam<SplitCase>
+{
+};
+
+TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
+{
+    const SplitCase& c = GetParam();
+    const int frameSize = c.outputRate >= 32000 ? 1152 : 576;
+    const int64_t sourceFrames = int64_t(c.inputRate) * 9;
+    const std::vector<SplitMP3Encoder::Chunk> chunks =
+        SplitMP3Encoder::plan(sourceFrames, c.inputRate, c.outputRate, frameSize, 3);
+    ASSERT_EQ(chunks.size(), 3u);
+    // Bursts right at each planned seam and across its window.
+    std::vector<double> bursts = {0.7, 4.4};
+    for (const SplitMP3Encoder::Chunk& chunk : chunks) {
+        for (int frame : {0, 3, 9}) {
+            bursts.push_back(double((chunk.seamFrame + frame) * frameSize) / c.outputRate);
+        }
+    }
+    const Music music(bursts);
+    const std::vector<short> pcm = music.render(sourceFrames, c.inputRate, c.channels);
+    const int64_t outputFrames = sourceFrames * c.outputRate / c.inputRate;
+    const std::vector<short> reference = c.inputRate == c.outputRate
+                                             ? pcm
+                                             : music.render(outputFrames, c.outputRate, c.channels);
+
+    ScratchDir dir;
+    const QString wholePath = dir.file(QStringLiteral("whole.mp3"));
+    const QByteArray whole = encodeWhole(pcm, c);
+    writeFile(wholePath, whole);
+    const QString splitPath = dir.file(QStringLiteral("split.mp3"));
+    const QByteArray split = encodeSplit(pcm, c, chunks, splitPath);
+    ASSERT_FALSE(split.isEmpty());
+
+    const std::vector<short> wholeDecoded = decodeWithFFmpeg(wholePath);
+    const std::vector<short> splitDecoded = decodeWithFFmpeg(splitPath);
+    EXPECT_EQ(splitDecoded.size(), wholeDecoded.size());
+    if (c.inputRate == c.outputRate) {
+        EXPECT_EQ(int64_t(wholeDecoded.size()), sourceFrames * c.channels);
+    }
+    EXPECT_EQ(MP3InfoFrame::announcedFrames(splitPath), int64_t(splitDecoded.size()) / c.channels);
+    EXPECT_EQ(decodeWithMpg123(splitPath, c.channels), int64_t(splitDecoded.size()) / c.channels);
+
+    const double wholeSnr = snrDB(wholeDecoded, reference);
+    const double splitSnr = snrDB(splitDecoded, reference);
+    std::printf("[ SNR      ] %s: one instance %.2f dB, three chunks %.2f dB (%lld vs %lld bytes)\n",
+                caseName({c, 0}).c_str(), wholeSnr, splitSnr, (long long)whole.size(), (long long)split.size());
+    EXPECT_NEAR(splitSnr, wholeSnr, 0.2);
+
+    EXPECT_EQ(encodeSplit(pcm, c, chunks, dir.file(QStringLiteral("again.mp3"))), split);
+
+    // One chunk: nothing to join, so LAME's own stream and information frame, byte for byte.
+    const QByteArray single = encodeSplit(
+        pcm, c, SplitMP3Encoder::plan(sourceFrames, c.inputRate, c.outputRate, frameSize, 1),
+        dir.file(QStringLiteral("single.mp3")));
+    const std::optional<MP3Frame> info = MP3Frame::parse(whole);
+    ASSERT_TRUE(info.has_value());
+    EXPECT_EQ(single.left(info->frameBytes()).toHex(' '), whole.left(info->frameBytes()).toHex(' '));
+    EXPECT_TRUE(single == whole);
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, SplitMP3EncoderTest,
+                         testing::Values(SplitCase{Method::CBR, 44100, 44100, 2}, SplitCase{Method::ABR, 44100, 44100, 2},
+                                         SplitCase{Method::VBR, 44100, 44100, 2}, SplitCase{Method::CBR, 48000, 48000, 2},
+                                         SplitCase{Method::ABR, 48000, 48000, 2}, SplitCase{Method::VBR, 48000, 48000, 2},
+                                         SplitCase{Method::VBR, 44100, 44100, 1}, SplitCase{Method::CBR, 48000, 44100, 2},
+                                         SplitCase{Method::VBR, 48000, 44100, 2}, SplitCase{Method::ABR, 44100, 22050, 2}),
+                         caseName);
+
+} // namespace
