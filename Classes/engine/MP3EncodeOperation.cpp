@@ -175,9 +175,9 @@ void MP3EncodeOperation::encode()
     // What LAME is given: the decoder's PCM, or its stereo down-mix when the
     // source has more channels than MP3 can hold and the user asked for it.
     const bool downmix = Preferences::shared().boolValue(QStringLiteral("downmixToStereo"));
-    DecoderPcmSource source(std::move(decoder), downmix);
-    m_channelsWithoutDownmix = source.channelsWithoutDownmix();
-    const AudioStreamBasicDescription outputFormat = source.format();
+    auto source = std::make_unique<DecoderPcmSource>(std::move(decoder), downmix);
+    m_channelsWithoutDownmix = source->channelsWithoutDownmix();
+    const AudioStreamBasicDescription outputFormat = source->format();
 
     m_gfp.reset(lame_init());
     if (!m_gfp) {
@@ -193,9 +193,9 @@ void MP3EncodeOperation::encode()
         if (!m_meter->valid()) {
             m_meter.reset();
         }
-        source.setMeter(m_meter);
+        source->setMeter(m_meter);
     }
-    setTotalFrames(source.totalFrames());
+    setTotalFrames(source->totalFrames());
     if (!parametersTaken || lame_init_params(m_gfp.get()) == -1) {
         ZT_FAIL(exceptionsTr("Unable to initialize the LAME encoder."));
     }
@@ -215,17 +215,31 @@ void MP3EncodeOperation::encode()
     };
 
     EncoderSlots::Loan loan;
-    const std::vector<SplitMP3Encoder::Chunk> chunks = planSplit(source, loan);
-    const bool split = chunks.size() > 1;
-    const int64_t framesRead =
-        split ? encodeSplit(source, pcmPath, chunks, reportProgress) : encodeSingle(source, reportProgress);
+    const std::vector<SplitMP3Encoder::Chunk> chunks = planSplit(*source, loan);
+    bool split = chunks.size() > 1;
+    int64_t framesRead = 0;
+    if (split) {
+        try {
+            framesRead = encodeSplit(*source, pcmPath, chunks, reportProgress);
+        } catch (const NamedException&) {
+            // Parts that cannot be joined come from a source that is not what
+            // it announced (one that ends early): one encoder takes whatever
+            // its decoder delivers, as without splitting, from the start.
+            split = false;
+            loan.giveBack();
+            source = restartSingle(pcmPath, downmix);
+        }
+    }
+    if (!split) {
+        framesRead = encodeSingle(*source, reportProgress);
+    }
     loan.giveBack();
 
-    if (!isCancelled() && source.decoder().damage().isDamaged()) {
+    if (!isCancelled() && source->decoder().damage().isDamaged()) {
         m_sourceDamaged = true;
         ErrorLog::logMessage(
             tr(kDamagedSourceMessage.toUtf8().constData())
-                .arg(inFilePath(), source.decoder().damage().describe(source.decodedFormat().mSampleRate)));
+                .arg(inFilePath(), source->decoder().damage().describe(source->decodedFormat().mSampleRate)));
     }
     if (!isCancelled()) {
         finishMeasuring();
@@ -329,6 +343,27 @@ std::vector<SplitMP3Encoder::Chunk> MP3EncodeOperation::planSplit(const DecoderP
     // Slots the plan had no chunk for go back at once.
     loan.keep(std::max<int>(int(chunks.size()) - 1, 0));
     return chunks;
+}
+
+std::unique_ptr<DecoderPcmSource> MP3EncodeOperation::restartSingle(const QString& pcmPath, bool downmix)
+{
+    if (!m_outFile || !(m_outFile = std::freopen(nullptr, "w", m_outFile))) {
+        ZT_FAIL(QStringLiteral("Could Not Open The Output File"));
+    }
+    std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(pcmPath);
+    if (!decoder) {
+        ZT_FAIL(QStringLiteral("Could not open the source again."));
+    }
+    if (track()) {
+        decoder = std::make_unique<TrackSpanDecoder>(std::move(decoder), track()->start, track()->length);
+    }
+    auto source = std::make_unique<DecoderPcmSource>(std::move(decoder), downmix);
+    if (m_meter) {
+        m_meter = std::make_shared<LoudnessMeter>(source->format().mChannelsPerFrame,
+                                                  (unsigned long)(source->format().mSampleRate));
+        source->setMeter(m_meter);
+    }
+    return source;
 }
 
 int64_t MP3EncodeOperation::encodeSplit(DecoderPcmSource& whole, const QString& pcmPath,

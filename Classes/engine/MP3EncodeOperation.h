@@ -22,6 +22,8 @@
 // the decoder's damage report, so that both are what the single instance
 // would have given. The borrowed slots go back as soon as the audio is
 // encoded. The same source, settings and chunk count give the same bytes.
+// Parts that cannot be joined (a source that ends before its announced
+// length) are dropped, and the file is encoded again by the single instance.
 //
 // A source the decoder reports damaged (see DecoderDamage) is still encoded
 // from what could be decoded; one line names the file and the damage, and
@@ -99,6 +101,10 @@ private:
     int64_t encodeSplit(DecoderPcmSource& whole, const QString& pcmPath,
                         const std::vector<SplitMP3Encoder::Chunk>& chunks,
                         const std::function<void(qint64)>& reportProgress);
+    // After a split encode failed: the output emptied, and a fresh source
+    // (and meter) for the whole of pcmPath, to encode it again with the
+    // operation's own instance, which was not fed yet.
+    std::unique_ptr<DecoderPcmSource> restartSingle(const QString& pcmPath, bool downmix);
     // Encodes one block with the operation's own instance and appends LAME's
     // output to the open output file. Raises NamedException on failure.
     void encodeBlock(const PcmBlockSource::Block& block);

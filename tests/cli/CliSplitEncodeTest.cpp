@@ -5,9 +5,9 @@
 // --no-split output of the same settings: exact sample count as ffmpeg
 // decodes it with the Info frame honoured, no complaint from ffmpeg, the same
 // bytes on a second run, SNR within 0.2 dB. --no-split at -j 3 gives the
-// bytes of -j 1. An interrupt in the middle leaves nothing behind; a long
-// cue-sheet track stays exact and gets the ReplayGain figures of its
-// unsplit conversion.
+// bytes of -j 1. An interrupt in the middle leaves nothing behind; a source
+// that ends early converts as it would unsplit; a long cue-sheet track stays
+// exact and gets the ReplayGain figures of its unsplit conversion.
 
 #include "CliProgram.h"
 #include "Encoding.h"
@@ -215,6 +215,33 @@ TEST_F(SplitEncodeRun, InterruptedMidwayLeavesNoOutputAndNoTemporaryFile)
     EXPECT_EQ(process.exitCode(), 130) << process.readAllStandardError().toStdString();
     EXPECT_EQ(filesBelow(temporary), QStringList{});
     EXPECT_EQ(filesBelow(out(QStringLiteral("cut"))), QStringList{});
+}
+
+TEST_F(SplitEncodeRun, SourceEndingEarlyIsConvertedAsWithoutSplitting)
+{
+    // A FLAC cut at 60 % announces more than it holds: its parts cannot be
+    // joined, and the file is encoded whole, reported damaged.
+    makeMusic(in(QStringLiteral("whole.flac")), 120, 44100);
+    ASSERT_FALSE(HasFatalFailure());
+    const QByteArray whole = fileBytes(in(QStringLiteral("whole.flac")));
+    QFile cut(in(QStringLiteral("cut.flac")));
+    ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
+    cut.write(whole.left(whole.size() * 6 / 10));
+    cut.close();
+    for (const QStringList& options : {QStringList{}, QStringList{QStringLiteral("--no-split")}}) {
+        const QString folder = options.isEmpty() ? QStringLiteral("split") : QStringLiteral("single");
+        const CliProgram::Result result = CliProgram::run(
+            QStringList{QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("3"), QStringLiteral("-o"),
+                        out(folder)} +
+                options + QStringList{cut.fileName()},
+            environment());
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_TRUE(result.out.contains(QStringLiteral("1 of 1 files written, 1 from a damaged source.")))
+            << result.out.toStdString();
+    }
+    EXPECT_FALSE(fileBytes(out(QStringLiteral("split/cut.mp3"))).isEmpty());
+    EXPECT_EQ(fileBytes(out(QStringLiteral("split/cut.mp3"))), fileBytes(out(QStringLiteral("single/cut.mp3"))));
+    EXPECT_EQ(CliProgram::temporaryFilesIn(scratch.file(QStringLiteral("tmp"))), QStringList{});
 }
 
 TEST_F(SplitEncodeRun, LongCueSheetTrackStaysExactWithTheSameReplayGain)
