@@ -72,10 +72,10 @@ echo "-j 2 (split):       ${two_wall} s wall, ${two_cpu} s CPU, SNR $(snr "$work
 echo "wall -j 2 / -j 1: $(ratio "$two_wall" "$one_wall") (target <= 0.58); CPU $(ratio "$two_cpu" "$one_cpu")"
 
 # Short files at -j 2, split or not: where the split starts to pay. Files
-# under a minute are never split (kMinimumSplitSeconds in
+# under half a minute are never split (kMinimumSplitSeconds in
 # MP3EncodeOperation.cpp), so below it both columns time one encoder.
 echo "short files at -j 2, wall seconds, best of two (split / --no-split):"
-for seconds in 30 60 90 120; do
+for seconds in 10 20 30 45 60 90; do
     music "$seconds" "$work/short.wav"
     split_wall="" single_wall=""
     for _ in 1 2; do

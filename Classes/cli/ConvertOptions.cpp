@@ -326,7 +326,7 @@ QString ConvertOptions::help()
         "\"{albumArtist}/{albumTitle}/{trackNumber - }{trackTitle}\"\n"
         "  -f, --format SPEC         an output format, repeatable: vbr:N (LAME -V N), cbr:KBPS, abr:KBPS,\n"
         "                            optionally with ,q=N (LAME -q N) ,rate=HZ ,mode=auto|stereo|joint|mono\n"
-        "  -j, --jobs N              files converted at once; a long file (a minute or more) whose\n"
+        "  -j, --jobs N              files converted at once; a long file (half a minute or more) whose\n"
         "                            encode starts while jobs are idle is cut into parts encoded at once\n"
         "      --no-split            never cut a long file into parts: one encoder per file\n"
         "      --overwrite WHAT      when an output exists: ask, replace, rename or skip\n"

@@ -38,12 +38,18 @@ QString exceptionsTr(const char* text)
 }
 
 // Splitting one source over several LAME instances pays from about this
-// long on (see benchmarks/split-long-file.sh): shorter, the lead-ins, the
-// threads and the second decoding of the whole source eat what the extra
-// cores win, and the rows of a run are better spread over the cores anyway.
-constexpr double kMinimumSplitSeconds = 60.0;
-// Every chunk at least this long, and no more chunks than this.
-constexpr double kMinimumChunkSeconds = 20.0;
+// long on. Measured on this project's 2-core machine (sonabrik-cli -j 2,
+// VBR -V 2, music-like 44.1 kHz stereo FLAC, best wall time of five, split
+// against --no-split): 10 s 0.16 s against 0.16 s (nothing won: start-up,
+// tags and moving into place are most of it), 20 s 0.21 against 0.27
+// (0.78), 30 s 0.28 against 0.36 (0.78), 45 s 0.33 against 0.52 (0.63),
+// 60 s 0.47 against 0.69 (0.68), 90 s 0.64 against 0.97 (0.66). Below
+// half a minute the few hundredths of a second won are within the noise of
+// a shared machine; benchmarks/split-long-file.sh measures it again.
+constexpr double kMinimumSplitSeconds = 30.0;
+// Every chunk at least this long (a half-minute file makes at most three),
+// and no more chunks than kMaximumChunks.
+constexpr double kMinimumChunkSeconds = 10.0;
 constexpr int64_t kMaximumChunks = 16;
 // The operation's pass over the whole source while the chunks encode: read
 // for this long at every poll of the split encoder (about ten a second).

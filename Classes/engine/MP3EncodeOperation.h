@@ -11,7 +11,7 @@
 // Cancellation is noticed every eighth block; a cancelled run writes no flush
 // and no information frame, and its temporary file is removed.
 //
-// A long source (a minute or more, see kMinimumSplitSeconds) is split when
+// A long source (half a minute or more, see kMinimumSplitSeconds) is split when
 // the preference "splitLongFiles" is on and slots of the run's encoder
 // budget (EncoderSlots) are idle as its encode starts: one chunk for this
 // operation's own slot and one per idle slot it could borrow, each read

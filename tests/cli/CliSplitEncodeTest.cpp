@@ -30,7 +30,7 @@ namespace {
 using CliProgram::filesBelow;
 
 // Just over the length from which a file is split.
-constexpr int kSeconds = 62;
+constexpr int kSeconds = 32;
 
 void run(const QString& program, const QStringList& arguments)
 {
@@ -221,7 +221,7 @@ TEST_F(SplitEncodeRun, SourceEndingEarlyIsConvertedAsWithoutSplitting)
 {
     // A FLAC cut at 60 % announces more than it holds: its parts cannot be
     // joined, and the file is encoded whole, reported damaged.
-    makeMusic(in(QStringLiteral("whole.flac")), 120, 44100);
+    makeMusic(in(QStringLiteral("whole.flac")), 80, 44100);
     ASSERT_FALSE(HasFatalFailure());
     const QByteArray whole = fileBytes(in(QStringLiteral("whole.flac")));
     QFile cut(in(QStringLiteral("cut.flac")));
@@ -246,9 +246,9 @@ TEST_F(SplitEncodeRun, SourceEndingEarlyIsConvertedAsWithoutSplitting)
 
 TEST_F(SplitEncodeRun, LongCueSheetTrackStaysExactWithTheSameReplayGain)
 {
-    // Track 2 of an 80 s image runs from 10 s to the end: 70 s, split.
+    // Track 2 of a 45 s image runs from 10 s to the end: 35 s, split.
     const QString image = in(QStringLiteral("Image.flac"));
-    makeMusic(image, 80, 44100);
+    makeMusic(image, 45, 44100);
     ASSERT_FALSE(HasFatalFailure());
     QFile sheet(in(QStringLiteral("Image.cue")));
     ASSERT_TRUE(sheet.open(QIODevice::WriteOnly));
@@ -265,7 +265,7 @@ TEST_F(SplitEncodeRun, LongCueSheetTrackStaysExactWithTheSameReplayGain)
     const QString split = out(QStringLiteral("split/02 - Long.mp3"));
     const QString single = out(QStringLiteral("single/02 - Long.mp3"));
     EXPECT_NE(fileBytes(split), fileBytes(single));
-    EXPECT_EQ(decode(split).size(), size_t(70 * 44100 * 2));
+    EXPECT_EQ(decode(split).size(), size_t(35 * 44100 * 2));
     const QJsonObject splitTags = Mutagen::dump(split);
     EXPECT_TRUE(splitTags.keys().join(u' ').contains(QStringLiteral("REPLAYGAIN_TRACK_GAIN")))
         << splitTags.keys().join(u' ').toStdString();

@@ -40,7 +40,7 @@ GeneralPreferencesPane::GeneralPreferencesPane(QWidget* parent) : QWidget(parent
     splitLongFilesCheckbox =
         checkBox(tr("Use every idle core for one long file"), QStringLiteral("splitLongFiles"), this);
     splitLongFilesCheckbox->setToolTip(
-        tr("A file of a minute or more that starts while fewer files are converting is cut into parts, "
+        tr("A file of half a minute or more that starts while fewer files are converting is cut into parts, "
            "encoded at the same time and joined into one MP3"));
     auto* encodersRow = new QHBoxLayout;
     encodersRow->addWidget(maxEncodersButton);
