@@ -2,8 +2,8 @@
 
 #include "ApplicationController.h"
 #include "EncodeOperation.h"
-#include "EncoderSlots.h"
 #include "EncoderSettings.h"
+#include "EncoderSlots.h"
 #include "ErrorLog.h"
 #include "FileEncodeOperation.h"
 #include "OperationsArrayController.h"

@@ -33,8 +33,8 @@ template <typename T> void resizeOrFail(std::vector<T>& buffer, size_t count)
 // Splits interleaved samples of bytesPerSample bytes each into one buffer
 // per channel, converting each with toSample.
 template <typename Sample, typename Convert>
-void deinterleave(const uint8_t* data, uint32_t channels, size_t frames, std::vector<std::vector<Sample>>& out,
-                  size_t bytesPerSample, Convert toSample)
+void deinterleave(const uint8_t* data, uint32_t channels, size_t frames,
+                  std::vector<std::vector<Sample>>& out, size_t bytesPerSample, Convert toSample)
 {
     for (size_t i = 0; i < frames; ++i) {
         for (uint32_t c = 0; c < channels; ++c) {

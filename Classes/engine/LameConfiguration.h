@@ -20,5 +20,6 @@ public:
     // channel count or the input rate: LAME refuses more than two channels
     // already when told the count and would then go on with its default of
     // two, so the caller must take a refusal as a refusal of the parameters.
-    static bool apply(lame_global_flags* gfp, const EncoderSettings& format, int inputSampleRate, int channels);
+    static bool apply(lame_global_flags* gfp, const EncoderSettings& format, int inputSampleRate,
+                      int channels);
 };

@@ -22,6 +22,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <limits>
 #include <new>
 #include <vector>
 
@@ -52,8 +53,10 @@ constexpr double kMinimumSplitSeconds = 30.0;
 constexpr double kMinimumChunkSeconds = 10.0;
 constexpr int64_t kMaximumChunks = 16;
 // The operation's pass over the whole source while the chunks encode: read
-// for this long at every poll of the split encoder (about ten a second).
+// for this long at every poll of the split encoder (about ten a second), and
+// up to the longer time while the pass is behind the chunks.
 constexpr std::chrono::milliseconds kPassSlice{40};
+constexpr std::chrono::milliseconds kLongestPassSlice{250};
 
 // LAME's worst case for a chunk of that many samples.
 size_t mp3BufferSize(uint32_t channels, uint32_t frames)
@@ -190,8 +193,8 @@ void MP3EncodeOperation::encode()
         ErrorLog::logMessage(tr("Failed To Initialize LAME Encoder"));
         return;
     }
-    const bool parametersTaken = LameConfiguration::apply(
-        m_gfp.get(), *format, int(outputFormat.mSampleRate), int(outputFormat.mChannelsPerFrame));
+    const bool parametersTaken = LameConfiguration::apply(m_gfp.get(), *format, int(outputFormat.mSampleRate),
+                                                          int(outputFormat.mChannelsPerFrame));
     if (ReplayGain::mode() != ReplayGain::Off) {
         m_meter = std::make_shared<LoudnessMeter>(outputFormat.mChannelsPerFrame,
                                                   (unsigned long)(outputFormat.mSampleRate));
@@ -334,8 +337,8 @@ std::vector<SplitMP3Encoder::Chunk> MP3EncodeOperation::planSplit(const DecoderP
         return {};
     }
     // No more chunks than the source has stretches of kMinimumChunkSeconds.
-    const int64_t worthwhile = std::clamp<int64_t>(int64_t(double(frames) / (kMinimumChunkSeconds * rate)), 1,
-                                                   kMaximumChunks);
+    const int64_t worthwhile =
+        std::clamp<int64_t>(int64_t(double(frames) / (kMinimumChunkSeconds * rate)), 1, kMaximumChunks);
     if (worthwhile < 2) {
         return {};
     }
@@ -373,8 +376,8 @@ std::unique_ptr<DecoderPcmSource> MP3EncodeOperation::restartSingle(const QStrin
 }
 
 int64_t MP3EncodeOperation::encodeSplit(DecoderPcmSource& whole, const QString& pcmPath,
-                                     const std::vector<SplitMP3Encoder::Chunk>& chunks,
-                                     const std::function<void(qint64)>& reportProgress)
+                                        const std::vector<SplitMP3Encoder::Chunk>& chunks,
+                                        const std::function<void(qint64)>& reportProgress)
 {
     const std::shared_ptr<const EncoderSettings> format = settings();
     const AudioStreamBasicDescription pcm = whole.format();
@@ -388,24 +391,31 @@ int64_t MP3EncodeOperation::encodeSplit(DecoderPcmSource& whole, const QString& 
             LameConfiguration::apply(gfp, *format, int(pcm.mSampleRate), int(pcm.mChannelsPerFrame));
         },
         [pcmPath, downmix, trackStart, trackLength](const SplitMP3Encoder::Chunk& chunk) {
-            std::unique_ptr<ZTDecoder> decoder =
-                DecoderPcmSource::openSpan(pcmPath, chunk.inputStart, chunk.inputFrames, trackStart, trackLength);
+            std::unique_ptr<ZTDecoder> decoder = DecoderPcmSource::openSpan(
+                pcmPath, chunk.inputStart, chunk.inputFrames, trackStart, trackLength);
             if (!decoder) {
                 ZT_FAIL(QStringLiteral("Could not open the source again for a part of it."));
             }
-            return std::unique_ptr<PcmBlockSource>(std::make_unique<DecoderPcmSource>(std::move(decoder), downmix));
+            return std::unique_ptr<PcmBlockSource>(
+                std::make_unique<DecoderPcmSource>(std::move(decoder), downmix));
         },
         chunks);
 
     // The operation's own pass over the whole source, for the meter and the
     // decoder's damage report (a FLAC signature is only checked by a decoder
-    // that read everything), in slices between the encoder's polls. Without a
-    // meter the PCM is only decoded, not converted.
+    // that read everything), between the encoder's polls: at least a slice
+    // each time, and more while it is behind the parts, so that it ends with
+    // them also where decoding is dear (DSD), but never so long at once that
+    // a cancel waits. Without a meter the PCM is only decoded, not converted.
     bool passEnded = false;
     int64_t framesRead = 0;
-    const auto readPass = [&](std::chrono::milliseconds slice) {
-        const auto until = std::chrono::steady_clock::now() + slice;
-        while (!passEnded && std::chrono::steady_clock::now() < until) {
+    const auto readPass = [&](int64_t catchUpTo) {
+        const auto start = std::chrono::steady_clock::now();
+        for (;;) {
+            const auto spent = std::chrono::steady_clock::now() - start;
+            if (passEnded || spent >= kLongestPassSlice || (spent >= kPassSlice && framesRead >= catchUpTo)) {
+                return;
+            }
             const size_t frames = m_meter ? whole.next().frames : whole.skip();
             framesRead += int64_t(frames);
             passEnded = frames == 0;
@@ -415,12 +425,12 @@ int64_t MP3EncodeOperation::encodeSplit(DecoderPcmSource& whole, const QString& 
         if (isCancelled()) {
             return false;
         }
-        readPass(kPassSlice);
+        readPass(framesEncoded);
         reportProgress(totalFrames() - std::min<int64_t>(framesEncoded, totalFrames()));
         return true;
     });
     while (encoded && !passEnded && !isCancelled()) {
-        readPass(kPassSlice);
+        readPass(std::numeric_limits<int64_t>::max());
     }
     return framesRead;
 }

@@ -5,9 +5,10 @@
 // --no-split output of the same settings: exact sample count as ffmpeg
 // decodes it with the Info frame honoured, no complaint from ffmpeg, the same
 // bytes on a second run, SNR within 0.2 dB. --no-split at -j 3 gives the
-// bytes of -j 1. An interrupt in the middle leaves nothing behind; a source
-// that ends early converts as it would unsplit; a long cue-sheet track stays
-// exact and gets the ReplayGain figures of its unsplit conversion.
+// bytes of -j 1; rows that hold every job are never split. An interrupt in
+// the middle leaves nothing behind; a source that ends early converts as it
+// would unsplit; a long cue-sheet track stays exact and gets the ReplayGain
+// figures of its unsplit conversion.
 
 #include "CliProgram.h"
 #include "Encoding.h"
@@ -46,20 +47,20 @@ void makeMusic(const QString& path, int seconds, int rate)
     const QString notes = folder + QStringLiteral("/notes.wav");
     const QString sweeps = folder + QStringLiteral("/sweeps.wav");
     const QStringList format{QStringLiteral("-r"), QString::number(rate), QStringLiteral("-c"),
-                             QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16")};
-    run(QStringLiteral("sox"), QStringList{QStringLiteral("-D"), QStringLiteral("-n")} + format +
-                                   QStringList{notes, QStringLiteral("synth"), QStringLiteral("0.5"),
-                                               QStringLiteral("pluck"), QStringLiteral("220"),
-                                               QStringLiteral("pluck"), QStringLiteral("330"),
-                                               QStringLiteral("repeat"), QString::number(seconds * 2 - 1)});
+                             QStringLiteral("2"),  QStringLiteral("-b"),  QStringLiteral("16")};
+    run(QStringLiteral("sox"),
+        QStringList{QStringLiteral("-D"), QStringLiteral("-n")} + format +
+            QStringList{notes, QStringLiteral("synth"), QStringLiteral("0.5"), QStringLiteral("pluck"),
+                        QStringLiteral("220"), QStringLiteral("pluck"), QStringLiteral("330"),
+                        QStringLiteral("repeat"), QString::number(seconds * 2 - 1)});
     run(QStringLiteral("sox"),
         QStringList{QStringLiteral("-D"), QStringLiteral("-n")} + format +
             QStringList{sweeps, QStringLiteral("synth"), QString::number(seconds), QStringLiteral("sine"),
                         QStringLiteral("100-3000"), QStringLiteral("sine"), QStringLiteral("150-2500"),
                         QStringLiteral("tremolo"), QStringLiteral("2"), QStringLiteral("60")});
-    run(QStringLiteral("sox"), {QStringLiteral("-D"), QStringLiteral("-m"), QStringLiteral("-v"),
-                                QStringLiteral("0.7"), notes, QStringLiteral("-v"), QStringLiteral("0.3"), sweeps,
-                                path});
+    run(QStringLiteral("sox"),
+        {QStringLiteral("-D"), QStringLiteral("-m"), QStringLiteral("-v"), QStringLiteral("0.7"), notes,
+         QStringLiteral("-v"), QStringLiteral("0.3"), sweeps, path});
     QFile::remove(notes);
     QFile::remove(sweeps);
 }
@@ -68,10 +69,10 @@ void makeMusic(const QString& path, int seconds, int rate)
 // Info frame's delay and padding dropped); ffmpeg must not complain.
 std::vector<int16_t> decode(const QString& path)
 {
-    const ToolResult result =
-        runTool(QStringLiteral("ffmpeg"), {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"),
-                                           QStringLiteral("-i"), path, QStringLiteral("-f"), QStringLiteral("s16le"),
-                                           QStringLiteral("-")});
+    const ToolResult result = runTool(QStringLiteral("ffmpeg"),
+                                      {QStringLiteral("-nostdin"), QStringLiteral("-v"),
+                                       QStringLiteral("error"), QStringLiteral("-i"), path,
+                                       QStringLiteral("-f"), QStringLiteral("s16le"), QStringLiteral("-")});
     EXPECT_EQ(result.exitCode, 0) << path.toStdString();
     EXPECT_EQ(result.standardError, QString()) << path.toStdString();
     std::vector<int16_t> samples(size_t(result.standardOutput.size()) / 2);
@@ -144,7 +145,8 @@ TEST_P(SplitEncode, IsExactRepeatableAndAsGoodAsOneEncoder)
     convert(QStringLiteral("split"), format + three, {source});
     convert(QStringLiteral("again"), format + three, {source});
     convert(QStringLiteral("single"), format + three + noSplit, {source});
-    convert(QStringLiteral("one-job"), format + QStringList{QStringLiteral("-j"), QStringLiteral("1")}, {source});
+    convert(QStringLiteral("one-job"), format + QStringList{QStringLiteral("-j"), QStringLiteral("1")},
+            {source});
     ASSERT_FALSE(HasFatalFailure());
 
     const auto bytes = [&](const char* folder) {
@@ -184,11 +186,33 @@ INSTANTIATE_TEST_SUITE_P(Modes, SplitEncode,
                                          Mode{"CBR48To44", 48000, "cbr:128,rate=44100", 44100},
                                          Mode{"ABR44To48", 44100, "abr:128,rate=48000", 48000},
                                          Mode{"VBR48To44", 48000, "vbr:2,rate=44100", 44100}),
-                         [](const testing::TestParamInfo<Mode>& info) { return std::string(info.param.name); });
+                         [](const testing::TestParamInfo<Mode>& info) {
+                             return std::string(info.param.name);
+                         });
 
 class SplitEncodeRun : public SplitEncodeFixture, public testing::Test
 {
 };
+
+TEST_F(SplitEncodeRun, RowsHoldingEveryJobLeaveNoneToSplitOver)
+{
+    // Two long files at -j 2: each holds one of the two jobs from the start,
+    // so neither is split, and both are the bytes of --no-split.
+    makeMusic(in(QStringLiteral("a.wav")), kSeconds, 44100);
+    makeMusic(in(QStringLiteral("b.wav")), kSeconds, 48000);
+    ASSERT_FALSE(HasFatalFailure());
+    const QStringList options{QStringLiteral("-f"), QStringLiteral("vbr:4"), QStringLiteral("-j"),
+                              QStringLiteral("2")};
+    const QStringList paths{in(QStringLiteral("a.wav")), in(QStringLiteral("b.wav"))};
+    convert(QStringLiteral("two"), options, paths);
+    convert(QStringLiteral("single"), options + QStringList{QStringLiteral("--no-split")}, paths);
+    ASSERT_FALSE(HasFatalFailure());
+    for (const char* name : {"a.mp3", "b.mp3"}) {
+        const QByteArray two = fileBytes(out(QStringLiteral("two/")) + QLatin1String(name));
+        EXPECT_FALSE(two.isEmpty()) << name;
+        EXPECT_EQ(two, fileBytes(out(QStringLiteral("single/")) + QLatin1String(name))) << name;
+    }
+}
 
 TEST_F(SplitEncodeRun, InterruptedMidwayLeavesNoOutputAndNoTemporaryFile)
 {
@@ -230,17 +254,18 @@ TEST_F(SplitEncodeRun, SourceEndingEarlyIsConvertedAsWithoutSplitting)
     cut.close();
     for (const QStringList& options : {QStringList{}, QStringList{QStringLiteral("--no-split")}}) {
         const QString folder = options.isEmpty() ? QStringLiteral("split") : QStringLiteral("single");
-        const CliProgram::Result result = CliProgram::run(
-            QStringList{QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("3"), QStringLiteral("-o"),
-                        out(folder)} +
-                options + QStringList{cut.fileName()},
-            environment());
+        const CliProgram::Result result =
+            CliProgram::run(QStringList{QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("3"),
+                                        QStringLiteral("-o"), out(folder)} +
+                                options + QStringList{cut.fileName()},
+                            environment());
         EXPECT_EQ(result.exitCode, 1);
         EXPECT_TRUE(result.out.contains(QStringLiteral("1 of 1 files written, 1 from a damaged source.")))
             << result.out.toStdString();
     }
     EXPECT_FALSE(fileBytes(out(QStringLiteral("split/cut.mp3"))).isEmpty());
-    EXPECT_EQ(fileBytes(out(QStringLiteral("split/cut.mp3"))), fileBytes(out(QStringLiteral("single/cut.mp3"))));
+    EXPECT_EQ(fileBytes(out(QStringLiteral("split/cut.mp3"))),
+              fileBytes(out(QStringLiteral("single/cut.mp3"))));
     EXPECT_EQ(CliProgram::temporaryFilesIn(scratch.file(QStringLiteral("tmp"))), QStringList{});
 }
 
@@ -256,10 +281,12 @@ TEST_F(SplitEncodeRun, LongCueSheetTrackStaysExactWithTheSameReplayGain)
                 "  TRACK 01 AUDIO\n    TITLE \"Short\"\n    INDEX 01 00:00:00\n"
                 "  TRACK 02 AUDIO\n    TITLE \"Long\"\n    INDEX 01 00:10:00\n");
     sheet.close();
-    const QStringList options{QStringLiteral("-f"), QStringLiteral("vbr:2"), QStringLiteral("--replaygain"),
-                              QStringLiteral("track"), QStringLiteral("-j"), QStringLiteral("3")};
+    const QStringList options{QStringLiteral("-f"),           QStringLiteral("vbr:2"),
+                              QStringLiteral("--replaygain"), QStringLiteral("track"),
+                              QStringLiteral("-j"),           QStringLiteral("3")};
     convert(QStringLiteral("split"), options, {sheet.fileName()});
-    convert(QStringLiteral("single"), options + QStringList{QStringLiteral("--no-split")}, {sheet.fileName()});
+    convert(QStringLiteral("single"), options + QStringList{QStringLiteral("--no-split")},
+            {sheet.fileName()});
     ASSERT_FALSE(HasFatalFailure());
 
     const QString split = out(QStringLiteral("split/02 - Long.mp3"));
