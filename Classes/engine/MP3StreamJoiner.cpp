@@ -3,7 +3,7 @@
 #include "MP3Frame.h"
 #include "NamedException.h"
 
-#include <QObject>
+#include <QCoreApplication>
 #include <algorithm>
 #include <cmath>
 #include <deque>
@@ -11,6 +11,12 @@
 #include <vector>
 
 namespace {
+
+// Messages of failures, in the translation context the other encoders' failures use.
+QString exceptionsTr(const char* text)
+{
+    return QCoreApplication::translate("Exceptions", text);
+}
 
 // LAME's music CRC and the CRC of its tag: CRC-16 with the reflected polynomial 0xA001, initial
 // value 0, LSB first.
@@ -25,6 +31,10 @@ uint16_t lameCrc(uint16_t crc, const char* bytes, qsizetype count)
     return crc;
 }
 
+// The most a frame and the reservoir it reaches back into may hold together: LAME's default
+// buffer constraint (8 * 1440 bits, a 320 kbit/s frame at 32 kHz), which its own frames keep to.
+constexpr int64_t kLameBufferBytes = 1440;
+
 void putBigEndian(char* at, uint32_t value, int bytes)
 {
     for (int i = 0; i < bytes; ++i) {
@@ -34,7 +44,7 @@ void putBigEndian(char* at, uint32_t value, int bytes)
 
 [[noreturn]] void unjoinable(const QString& why)
 {
-    NamedException::raise(kIllegalInputException, QStringLiteral("Cannot join the MP3 streams: %1").arg(why));
+    NamedException::raise(kIllegalInputException, exceptionsTr("Cannot join the MP3 streams: %1").arg(why));
 }
 
 // One chunk's frames, and its main data slots laid end to end (the "payload" stream the
@@ -42,8 +52,8 @@ void putBigEndian(char* at, uint32_t value, int bytes)
 struct SourceFrame
 {
     MP3Frame frame;
-    qsizetype offset = 0;       // of the header in the chunk's bytes
-    int64_t payloadStart = 0;   // of its slots in the payload stream
+    qsizetype offset = 0;     // of the header in the chunk's bytes
+    int64_t payloadStart = 0; // of its slots in the payload stream
 };
 
 struct SourceChunk
@@ -107,11 +117,16 @@ struct MP3StreamJoiner::State
     int bagPos = 0;
 
     SourceChunk parse(QByteArrayView bytes, int64_t firstFrame);
-    // Places frame joinedIndex of chunk at the end of the joined stream. Without bytes only
-    // the packing is followed (a trial). False when its main data does not fit.
-    bool place(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise,
-               bool commit);
-    bool seamFits(const SourceChunk& previous, const SourceChunk& next, int64_t seam, bool allowRaise) const;
+    // Where frame joinedIndex of chunk goes at the end of the joined stream, as packing stands;
+    // advances packing. False when its main data does not fit.
+    bool arrange(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise,
+                 int& bitrateIndex, int64_t& dataStart) const;
+    // Arranges the frame and adds it, with its bytes, to the frames not yet written.
+    bool place(const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise);
+    // Frames from the seam until the next chunk's frames lie as their encoder laid them out
+    // (0: at once; the rest of the chunk: never), or -1 when the main data cannot be placed.
+    int64_t seamCost(const SourceChunk& previous, const SourceChunk& next, int64_t seam,
+                     bool allowRaise) const;
     void writeSettled(bool all);
     void addSeekPoint(int kbps);
 };
@@ -134,17 +149,18 @@ SourceChunk MP3StreamJoiner::State::parse(QByteArrayView bytes, int64_t firstFra
     while (at < bytes.size()) {
         const std::optional<MP3Frame> frame = MP3Frame::parse(bytes.sliced(at));
         if (!frame) {
-            unjoinable(QObject::tr("no layer III frame at byte %1 of a chunk").arg(at));
+            unjoinable(exceptionsTr("no layer III frame at byte %1 of a chunk").arg(at));
         }
         if (formatKey == 0) {
             formatKey = frame->formatKey();
         } else if (frame->formatKey() != formatKey) {
-            unjoinable(QObject::tr("the frame at byte %1 of a chunk has another format").arg(at));
+            unjoinable(exceptionsTr("the frame at byte %1 of a chunk has another format").arg(at));
         }
         // Its main data must lie in this chunk's slots, before its own end.
         if (frame->mainDataBegin() > payloadEnd ||
             frame->mainDataBytes() > frame->mainDataBegin() + frame->payloadBytes()) {
-            unjoinable(QObject::tr("the main data of the frame at byte %1 of a chunk is out of reach").arg(at));
+            unjoinable(
+                exceptionsTr("the main data of the frame at byte %1 of a chunk is out of reach").arg(at));
         }
         chunk.frames.push_back({*frame, at, payloadEnd});
         chunk.payload.append(bytes.sliced(at + frame->headBytes(), frame->payloadBytes()));
@@ -152,25 +168,23 @@ SourceChunk MP3StreamJoiner::State::parse(QByteArrayView bytes, int64_t firstFra
         at += frame->frameBytes();
     }
     if (chunk.frames.empty()) {
-        unjoinable(QObject::tr("a chunk holds no audio frame"));
+        unjoinable(exceptionsTr("a chunk holds no audio frame"));
     }
     return chunk;
 }
 
-bool MP3StreamJoiner::State::place(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex,
-                                   bool allowRaise, bool commit)
+bool MP3StreamJoiner::State::arrange(Packing& packing, const SourceChunk& chunk, int64_t joinedIndex,
+                                     bool allowRaise, int& bitrateIndex, int64_t& dataStart) const
 {
-    const SourceFrame& source = chunk.at(joinedIndex);
-    const MP3Frame& frame = source.frame;
+    const MP3Frame& frame = chunk.at(joinedIndex).frame;
     const int64_t free = packing.end - packing.fill;
     if (!packing.converged && free >= frame.mainDataBegin()) {
         // As much room as its encoder gave it: from here on the chunk's own layout fits as it is.
         packing.converged = true;
     }
     const int64_t payloadStart = packing.end;
-    int bitrateIndex = frame.bitrateIndex();
+    bitrateIndex = frame.bitrateIndex();
     int payloadBytes = frame.payloadBytes();
-    int64_t dataStart = 0;
     if (packing.converged) {
         dataStart = payloadStart - frame.mainDataBegin();
     } else {
@@ -179,7 +193,9 @@ bool MP3StreamJoiner::State::place(Packing& packing, const SourceChunk& chunk, i
         // the pointer's range and within the buffer LAME allows a frame and its reservoir.
         dataStart = packing.fill;
         while (dataStart + frame.mainDataBytes() > payloadStart + payloadBytes) {
-            if (!allowRaise || bitrateIndex == 14) {
+            // A larger frame, but with its reservoir still within LAME's buffer.
+            if (!allowRaise || bitrateIndex == 14 ||
+                payloadStart - dataStart + frame.frameBytesAt(bitrateIndex + 1) > kLameBufferBytes) {
                 return false;
             }
             ++bitrateIndex;
@@ -188,9 +204,20 @@ bool MP3StreamJoiner::State::place(Packing& packing, const SourceChunk& chunk, i
     }
     packing.fill = dataStart + frame.mainDataBytes();
     packing.end = payloadStart + payloadBytes;
-    if (!commit) {
-        return true;
+    return true;
+}
+
+bool MP3StreamJoiner::State::place(const SourceChunk& chunk, int64_t joinedIndex, bool allowRaise)
+{
+    const SourceFrame& source = chunk.at(joinedIndex);
+    const MP3Frame& frame = source.frame;
+    const int64_t payloadStart = packing.end;
+    int bitrateIndex = 0;
+    int64_t dataStart = 0;
+    if (!arrange(packing, chunk, joinedIndex, allowRaise, bitrateIndex, dataStart)) {
+        return false;
     }
+    const int payloadBytes = int(packing.end - payloadStart);
 
     Placed out;
     out.head = QByteArray(chunk.bytes.constData() + source.offset, frame.headBytes());
@@ -218,27 +245,28 @@ bool MP3StreamJoiner::State::place(Packing& packing, const SourceChunk& chunk, i
     return true;
 }
 
-bool MP3StreamJoiner::State::seamFits(const SourceChunk& previous, const SourceChunk& next, int64_t seam,
-                                      bool allowRaise) const
+int64_t MP3StreamJoiner::State::seamCost(const SourceChunk& previous, const SourceChunk& next, int64_t seam,
+                                         bool allowRaise) const
 {
     Packing trial = packing;
-    auto* self = const_cast<State*>(this);
+    int bitrateIndex = 0;
+    int64_t dataStart = 0;
     for (int64_t f = nextFrame; f < seam; ++f) {
-        if (!self->place(trial, previous, f, variableBitrate, false)) {
-            return false;
+        if (!arrange(trial, previous, f, variableBitrate, bitrateIndex, dataStart)) {
+            return -1;
         }
     }
     trial.converged = false;
     // Once converged, every later frame fits as its encoder laid it out.
     for (int64_t f = seam; f < next.endFrame(); ++f) {
-        if (!self->place(trial, next, f, allowRaise, false)) {
-            return false;
+        if (!arrange(trial, next, f, allowRaise, bitrateIndex, dataStart)) {
+            return -1;
         }
         if (trial.converged) {
-            break;
+            return f - seam;
         }
     }
-    return true;
+    return next.endFrame() - seam;
 }
 
 void MP3StreamJoiner::State::addSeekPoint(int kbps)
@@ -265,12 +293,14 @@ void MP3StreamJoiner::State::addSeekPoint(int kbps)
 
 void MP3StreamJoiner::State::writeSettled(bool all)
 {
-    while (!placed.empty() && (all || placed.front().payloadStart + placed.front().payloadBytes <= packing.fill)) {
+    while (!placed.empty() &&
+           (all || placed.front().payloadStart + placed.front().payloadBytes <= packing.fill)) {
         const Placed& frame = placed.front();
         const QByteArray slots = tail.first(frame.payloadBytes);
-        if (std::fwrite(frame.head.constData(), 1, size_t(frame.head.size()), output) != size_t(frame.head.size()) ||
+        if (std::fwrite(frame.head.constData(), 1, size_t(frame.head.size()), output) !=
+                size_t(frame.head.size()) ||
             std::fwrite(slots.constData(), 1, size_t(slots.size()), output) != size_t(slots.size())) {
-            NamedException::raise(kIOException, QObject::tr("Could not write the joined MP3 stream."));
+            NamedException::raise(kIOException, exceptionsTr("Could not write the joined MP3 stream."));
         }
         musicCrc = lameCrc(musicCrc, frame.head.constData(), frame.head.size());
         musicCrc = lameCrc(musicCrc, slots.constData(), slots.size());
@@ -299,7 +329,7 @@ void MP3StreamJoiner::append(QByteArrayView bytes, int64_t firstFrame, int64_t s
     if (!s.current) {
         ZT_REQUIRE(firstFrame == 0 && seamFrame == 0, "firstFrame == 0 && seamFrame == 0");
         if (chunk.frames.front().frame.mainDataBegin() != 0) {
-            unjoinable(QObject::tr("the first frame refers to data before the stream"));
+            unjoinable(exceptionsTr("the first frame refers to data before the stream"));
         }
         s.current = std::move(chunk);
         s.nextFrame = 0;
@@ -309,28 +339,37 @@ void MP3StreamJoiner::append(QByteArrayView bytes, int64_t firstFrame, int64_t s
     ZT_REQUIRE(seamFrame >= s.nextFrame, "seamFrame >= the previous seam");
     const SourceChunk& previous = *s.current;
     if (previous.endFrame() < seamFrame + kSeamWindow || chunk.endFrame() < seamFrame + kSeamWindow) {
-        unjoinable(QObject::tr("the chunks do not both cover frames %1 to %2")
+        unjoinable(exceptionsTr("the chunks do not both cover frames %1 to %2")
                        .arg(seamFrame)
                        .arg(seamFrame + kSeamWindow - 1));
     }
 
-    // The seam: the first frame of the window where both sides start granule 0 with the same
-    // window halves (the previous granule's overlap then fits the next chunk's), and where the
-    // main data fits as is; else, in ABR and VBR, where it fits with higher bit rates.
+    // The seam: a frame of the window where both sides start granule 0 with the same window
+    // halves (the previous granule's overlap then fits the next chunk's), and where the main data
+    // fits; of those the one after which the next chunk's own layout is reached soonest (every
+    // frame until then is repacked, and in CBR only the encoder's stuffing can close the gap),
+    // the earliest of equals. Only in ABR and VBR, and only when no frame fits as it is, may
+    // frames get higher bit rates.
     std::optional<int64_t> seam;
     for (const bool allowRaise : {false, true}) {
         if (allowRaise && !s.variableBitrate) {
             break;
         }
-        for (int64_t j = seamFrame; j < seamFrame + kSeamWindow && !seam; ++j) {
+        int64_t bestCost = -1;
+        for (int64_t j = seamFrame; j < seamFrame + kSeamWindow; ++j) {
             const MP3Frame& left = previous.at(j).frame;
             const MP3Frame& right = chunk.at(j).frame;
             bool shapesMatch = true;
             for (int ch = 0; ch < left.channels(); ++ch) {
                 shapesMatch = shapesMatch && left.shortStart(ch) == right.shortStart(ch);
             }
-            if (shapesMatch && s.seamFits(previous, chunk, j, allowRaise)) {
+            const int64_t cost = shapesMatch ? s.seamCost(previous, chunk, j, allowRaise) : -1;
+            if (cost >= 0 && (bestCost < 0 || cost < bestCost)) {
+                bestCost = cost;
                 seam = j;
+            }
+            if (bestCost == 0) {
+                break;
             }
         }
         if (seam) {
@@ -338,12 +377,14 @@ void MP3StreamJoiner::append(QByteArrayView bytes, int64_t firstFrame, int64_t s
         }
     }
     if (!seam) {
-        unjoinable(QObject::tr("no frame from %1 to %2 makes a seam").arg(seamFrame).arg(seamFrame + kSeamWindow - 1));
+        unjoinable(exceptionsTr("no frame from %1 to %2 makes a seam")
+                       .arg(seamFrame)
+                       .arg(seamFrame + kSeamWindow - 1));
     }
 
     for (; s.nextFrame < *seam; ++s.nextFrame) {
         // Fits: the trial placed it the same way.
-        s.place(s.packing, previous, s.nextFrame, s.variableBitrate, true);
+        s.place(previous, s.nextFrame, s.variableBitrate);
     }
     // What lies behind the last data of the previous chunk is its reservoir for frames now
     // dropped: free space for the next chunk, cleared.
@@ -358,15 +399,15 @@ void MP3StreamJoiner::finish()
     State& s = *m_state;
     ZT_REQUIRE(s.current.has_value(), "a chunk was appended");
     for (; s.nextFrame < s.current->endFrame(); ++s.nextFrame) {
-        if (!s.place(s.packing, *s.current, s.nextFrame, s.variableBitrate, true)) {
-            unjoinable(QObject::tr("the main data of frame %1 does not fit").arg(s.nextFrame));
+        if (!s.place(*s.current, s.nextFrame, s.variableBitrate)) {
+            unjoinable(exceptionsTr("the main data of frame %1 does not fit").arg(s.nextFrame));
         }
         s.writeSettled(false);
     }
     s.writeSettled(true);
     s.current.reset();
     if (std::fflush(s.output) != 0) {
-        NamedException::raise(kIOException, QObject::tr("Could not write the joined MP3 stream."));
+        NamedException::raise(kIOException, exceptionsTr("Could not write the joined MP3 stream."));
     }
 }
 
@@ -394,12 +435,14 @@ QByteArray MP3StreamJoiner::infoFrame(QByteArrayView firstChunkInfoFrame, int en
     QByteArray frame = firstChunkInfoFrame.toByteArray();
     const std::optional<MP3Frame> header = MP3Frame::parse(frame);
     if (!header) {
-        unjoinable(QObject::tr("the information frame is not a layer III frame"));
+        unjoinable(exceptionsTr("the information frame is not a layer III frame"));
     }
-    const qsizetype xing = header->headBytes();
+    // Right after the side information, even in a protected frame: LAME does not count the CRC
+    // word there (nor do FFmpeg and LAME's own reader).
+    const qsizetype xing = 4 + header->sideInfoBytes();
     const QByteArrayView name = QByteArrayView(frame).sliced(xing, 4);
     if (frame.size() < xing + 8 || (name != "Xing" && name != "Info")) {
-        unjoinable(QObject::tr("the information frame has no Xing or Info header"));
+        unjoinable(exceptionsTr("the information frame has no Xing or Info header"));
     }
     const uint32_t flags = uint32_t(uint8_t(frame[xing + 7])) | uint32_t(uint8_t(frame[xing + 6])) << 8;
     qsizetype at = xing + 8;
@@ -430,7 +473,7 @@ QByteArray MP3StreamJoiner::infoFrame(QByteArrayView firstChunkInfoFrame, int en
         at += 4;
     }
     if (frame.size() < at + 36 || !QByteArrayView(frame).sliced(at, 4).startsWith("LAME")) {
-        unjoinable(QObject::tr("the information frame has no LAME tag"));
+        unjoinable(exceptionsTr("the information frame has no LAME tag"));
     }
     ZT_REQUIRE(encoderDelay >= 0 && encoderDelay < 4096 && encoderPadding >= 0 && encoderPadding < 4096,
                "0 <= delay, padding < 4096");

@@ -13,16 +13,30 @@
 // joiner drops), and chunk k-1 is encoded past chunk k's seamFrame by at least
 // kSeamWindow complete frames plus enough input that the flush does not touch
 // them. The joiner picks the exact seam inside [seamFrame, seamFrame +
-// kSeamWindow): a frame where the window shapes of both sides match and where
-// the main data of the frames around it can be repacked into the bit
-// reservoir. Main data is repacked greedily (each frame's data starts as early
-// as the reservoir allows); a frame that cannot hold its data gets a higher
-// bit rate in ABR/VBR, while in CBR another seam is chosen.
+// kSeamWindow): a frame where the window shapes of both sides match (the first
+// half of granule 0's window, long or short, in every channel) and where the
+// main data of the frames from there on can be placed in the bit reservoir.
+// Of those it takes the one after which the next chunk's own layout is reached
+// soonest. Placing is greedy: after a seam each frame's main data starts right
+// behind the previous frame's, but never further back than its own encoder
+// started it (which keeps main_data_begin within the pointer's range and
+// within the buffer LAME allows), and never past the end of its own frame;
+// once there is as much room behind a frame as its encoder gave it, the
+// chunk's frames are copied as they are (padding bits, stuffing and all). A
+// frame whose main data does not fit gets a higher bit rate in ABR/VBR; in
+// CBR another seam is chosen. Frame padding bits are never changed. A single
+// chunk is therefore written byte for byte as its encoder wrote it.
 //
-// Memory: only the frames that may still change (the unsettled tail, a few
-// frames, and the appended chunk) are held; the rest is already in the file.
-// The byte offsets of every written frame are kept for the TOC (8 bytes per
-// frame).
+// infoFrame() follows LAME's own conventions, checked against a single
+// instance byte for byte: the frame count excludes the information frame,
+// the byte count and the music length include it, the table of contents is
+// built from the frames' bit rates as LAME builds it, the music CRC covers
+// every audio frame, and the tag CRC every byte of the frame before it.
+//
+// Memory: the current chunk (a copy of its bytes, twice) and the frames not
+// yet settled (a few, within the reservoir's reach); every other frame is
+// already in the file. The table of contents needs 400 integers whatever the
+// length.
 //
 // Ownership: output is not owned; it must stay open until finish().
 // Threads: one object, one thread at a time.

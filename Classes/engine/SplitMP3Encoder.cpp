@@ -4,7 +4,7 @@
 #include "NamedException.h"
 
 #include <QByteArray>
-#include <QObject>
+#include <QCoreApplication>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -16,14 +16,25 @@
 
 namespace {
 
+// Messages of failures, in the translation context the other encoders' failures use.
+QString exceptionsTr(const char* text)
+{
+    return QCoreApplication::translate("Exceptions", text);
+}
+
 // Frames a chunk reads past the last frame the joiner may take from it: LAME holds back about
 // one frame of input for its look-ahead (psychoacoustic model, MDCT overlap) and the resampler a
 // few samples more; the frames it writes at the flush are then all past the seam window.
 constexpr int64_t kLookAheadFrames = 4;
-// The fewest frames a chunk provides: its seam window, the next chunk's lead-in and look-ahead
-// with room to spare. Shorter sources get fewer chunks.
-constexpr int64_t kMinimumStretchFrames =
-    2 * (MP3StreamJoiner::kSeamWindow + MP3StreamJoiner::kMinimumLeadIn + kLookAheadFrames);
+// Frames of lead-in a chunk after the first is given (at least the joiner's minimum). Measured
+// on music with bursts at the seams, three chunks against one instance, SNR change: with no
+// lead-in CBR loses 2 dB and ABR 1 dB (the first frame's MDCT overlap is missing); from one frame
+// on ABR and VBR are within 0.01 dB; CBR, whose reservoir starts empty in each chunk, is within
+// 0.1 dB at 8 frames, 0.06 dB at 16 and 0.01 dB at 32. Each chunk encodes them twice, less than
+// a second of audio.
+constexpr int64_t kLeadInFrames = std::max<int64_t>(32, MP3StreamJoiner::kMinimumLeadIn);
+// The fewest frames a chunk provides; shorter sources get fewer chunks.
+constexpr int64_t kMinimumStretchFrames = 4 * MP3StreamJoiner::kSeamWindow;
 // Input frames given to LAME at a time.
 constexpr size_t kSliceFrames = 8192;
 
@@ -96,7 +107,7 @@ void encodeChunk(ChunkRun& run, const std::atomic<bool>& cancel, std::atomic<int
 void writeAll(std::FILE* output, const QByteArray& bytes)
 {
     if (std::fwrite(bytes.constData(), 1, size_t(bytes.size()), output) != size_t(bytes.size())) {
-        NamedException::raise(kIOException, QObject::tr("Could not write the MP3 file."));
+        NamedException::raise(kIOException, exceptionsTr("Could not write the MP3 file."));
     }
 }
 
@@ -121,14 +132,15 @@ std::vector<SplitMP3Encoder::Chunk> SplitMP3Encoder::plan(int64_t sourceFrames, 
     for (int64_t k = 0; k < count; ++k) {
         Chunk& chunk = chunks[size_t(k)];
         chunk.seamFrame = k * totalFrames / count;
-        chunk.firstFrame = k == 0 ? 0 : (chunk.seamFrame - MP3StreamJoiner::kMinimumLeadIn) / step * step;
+        chunk.firstFrame = k == 0 ? 0 : std::max<int64_t>(0, chunk.seamFrame - kLeadInFrames) / step * step;
         chunk.inputStart = inputAt(chunk.firstFrame);
     }
     for (int64_t k = 0; k < count; ++k) {
         Chunk& chunk = chunks[size_t(k)];
         int64_t end = std::max<int64_t>(0, sourceFrames);
         if (k + 1 < count) {
-            const int64_t lastFrame = chunks[size_t(k + 1)].seamFrame + MP3StreamJoiner::kSeamWindow + kLookAheadFrames;
+            const int64_t lastFrame =
+                chunks[size_t(k + 1)].seamFrame + MP3StreamJoiner::kSeamWindow + kLookAheadFrames;
             // Rounded up: the whole of the last frame's input.
             end = std::min(end, (lastFrame * samplesIn + outputRate - 1) / outputRate);
         }
@@ -154,13 +166,13 @@ bool SplitMP3Encoder::encode(std::FILE* output, const Poll& poll)
         runs[k].lame.reset(lame_init());
         lame_global_flags* gfp = runs[k].lame.get();
         if (!gfp) {
-            ZT_FAIL(QObject::tr("Unable to initialize the LAME encoder."));
+            ZT_FAIL(exceptionsTr("Unable to initialize the LAME encoder."));
         }
         m_configure(gfp);
         // Only the first chunk's information frame is kept, rewritten for the whole stream.
         lame_set_bWriteVbrTag(gfp, k == 0 ? 1 : 0);
         if (lame_init_params(gfp) == -1) {
-            ZT_FAIL(QObject::tr("Unable to initialize the LAME encoder."));
+            ZT_FAIL(exceptionsTr("Unable to initialize the LAME encoder."));
         }
         variableBitrate = lame_get_VBR(gfp) != vbr_off;
     }
@@ -244,11 +256,11 @@ bool SplitMP3Encoder::encode(std::FILE* output, const Poll& poll)
         const QByteArray info = joiner.infoFrame(template0, runs.front().delay, runs.back().padding);
         const int64_t end = ftello(output);
         if (start < 0 || end < 0 || fseeko(output, start, SEEK_SET) != 0) {
-            NamedException::raise(kIOException, QObject::tr("Could not write the MP3 file."));
+            NamedException::raise(kIOException, exceptionsTr("Could not write the MP3 file."));
         }
         writeAll(output, info);
         if (fseeko(output, end, SEEK_SET) != 0 || std::fflush(output) != 0) {
-            NamedException::raise(kIOException, QObject::tr("Could not write the MP3 file."));
+            NamedException::raise(kIOException, exceptionsTr("Could not write the MP3 file."));
         }
     }
     return true;

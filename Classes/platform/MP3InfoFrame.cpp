@@ -102,9 +102,11 @@ int64_t MP3InfoFrame::announcedFrames(const QByteArray& frame)
     }
     const int64_t samplesPerFrame = header.mpeg1 ? 1152 : 576;
     // The side information before the tag: 32 or 17 bytes for MPEG-1,
-    // 17 or 9 for MPEG-2 and 2.5 (stereo or mono), after a CRC when present.
+    // 17 or 9 for MPEG-2 and 2.5 (stereo or mono). A CRC word is not counted:
+    // LAME writes the tag there in a protected frame too, and that is where
+    // FFmpeg and LAME's own reader look.
     const qsizetype sideInformation = header.mpeg1 ? (header.mono ? 17 : 32) : (header.mono ? 9 : 17);
-    const qsizetype at = 4 + (header.crc ? 2 : 0) + sideInformation;
+    const qsizetype at = 4 + sideInformation;
     const QByteArray name = frame.mid(at, 4);
     if (name == "Xing" || name == "Info") {
         return fromXing(frame, at, samplesPerFrame);

@@ -7,12 +7,12 @@
 // many partials, sharp bursts right at the planned seams), defined as a
 // function of time so that resampled encodes have an exact reference too.
 
+#include "SplitMP3Encoder.h"
+#include "Fixtures.h"
 #include "MP3Frame.h"
 #include "MP3InfoFrame.h"
 #include "MP3StreamJoiner.h"
 #include "NamedException.h"
-#include "SplitMP3Encoder.h"
-#include "Fixtures.h"
 #include "Tools.h"
 
 #include <QFile>
@@ -27,7 +27,12 @@
 
 namespace {
 
-enum class Method { CBR, ABR, VBR };
+enum class Method
+{
+    CBR,
+    ABR,
+    VBR
+};
 
 struct SplitCase
 {
@@ -35,6 +40,7 @@ struct SplitCase
     int inputRate;
     int outputRate;
     int channels;
+    bool crc = false; // frames protected by a CRC word
 };
 
 std::string caseName(const testing::TestParamInfo<SplitCase>& info)
@@ -42,7 +48,7 @@ std::string caseName(const testing::TestParamInfo<SplitCase>& info)
     static const char* const kMethods[] = {"CBR128", "ABR160", "VBRV2"};
     const SplitCase& c = info.param;
     return std::string(kMethods[int(c.method)]) + "_" + std::to_string(c.inputRate) + "to" +
-           std::to_string(c.outputRate) + (c.channels == 1 ? "_mono" : "_stereo");
+           std::to_string(c.outputRate) + (c.channels == 1 ? "_mono" : "_stereo") + (c.crc ? "_crc" : "");
 }
 
 // A deterministic, music-like signal of t seconds: a slow chord progression with harmonics, a
@@ -61,8 +67,8 @@ public:
     }
     double at(double t, int channel) const
     {
-        static constexpr double kChords[4][3] = {{220, 277.2, 329.6}, {196, 246.9, 293.7},
-                                                 {174.6, 220, 261.6}, {164.8, 207.7, 246.9}};
+        static constexpr double kChords[4][3] = {
+            {220, 277.2, 329.6}, {196, 246.9, 293.7}, {174.6, 220, 261.6}, {164.8, 207.7, 246.9}};
         const double* chord = kChords[int(t / 1.5) % 4];
         double v = 0;
         for (int n = 0; n < 3; ++n) {
@@ -150,6 +156,7 @@ void configure(lame_global_flags* gfp, const SplitCase& c)
     lame_set_out_samplerate(gfp, c.outputRate);
     lame_set_mode(gfp, c.channels == 1 ? MONO : JOINT_STEREO);
     lame_set_findReplayGain(gfp, 0);
+    lame_set_error_protection(gfp, c.crc ? 1 : 0);
     switch (c.method) {
     case Method::CBR:
         lame_set_VBR(gfp, vbr_off);
@@ -183,14 +190,15 @@ QByteArray encodeWhole(const std::vector<short>& pcm, const SplitCase& c)
     std::vector<unsigned char> buffer(4096 * 5 / 4 + 7200);
     QByteArray mp3;
     for (PcmBlockSource::Block b = source.next(); b.frames > 0; b = source.next()) {
-        const int n = lame_encode_buffer(lame.gfp.get(), b.left16, b.right16 ? b.right16 : b.left16, int(b.frames),
-                                         buffer.data(), int(buffer.size()));
+        const int n = lame_encode_buffer(lame.gfp.get(), b.left16, b.right16 ? b.right16 : b.left16,
+                                         int(b.frames), buffer.data(), int(buffer.size()));
         mp3.append(reinterpret_cast<const char*>(buffer.data()), n);
     }
     const int n = lame_encode_flush(lame.gfp.get(), buffer.data(), int(buffer.size()));
     mp3.append(reinterpret_cast<const char*>(buffer.data()), n);
     const size_t tagSize = lame_get_lametag_frame(lame.gfp.get(), buffer.data(), buffer.size());
-    mp3.replace(0, qsizetype(tagSize), QByteArray(reinterpret_cast<const char*>(buffer.data()), qsizetype(tagSize)));
+    mp3.replace(0, qsizetype(tagSize),
+                QByteArray(reinterpret_cast<const char*>(buffer.data()), qsizetype(tagSize)));
     return mp3;
 }
 
@@ -225,11 +233,13 @@ void writeFile(const QString& path, const QByteArray& bytes)
     ASSERT_EQ(file.write(bytes), bytes.size());
 }
 
-// What FFmpeg decodes (16-bit, interleaved); fails the test on any message at level error.
+// What FFmpeg decodes (16-bit, interleaved), checking CRC words; fails the test on any message at
+// level error.
 std::vector<short> decodeWithFFmpeg(const QString& path)
 {
-    const ToolResult decoded = runTool(QStringLiteral("ffmpeg"), {"-nostdin", "-v", "error", "-i", path, "-f",
-                                                                  "s16le", "-c:a", "pcm_s16le", "-"});
+    const ToolResult decoded =
+        runTool(QStringLiteral("ffmpeg"), {"-nostdin", "-v", "error", "-err_detect", "crccheck", "-i", path,
+                                           "-f", "s16le", "-c:a", "pcm_s16le", "-"});
     EXPECT_EQ(decoded.exitCode, 0);
     EXPECT_EQ(decoded.standardError, QString()) << path.toStdString();
     std::vector<short> pcm(size_t(decoded.standardOutput.size()) / 2);
@@ -243,7 +253,8 @@ int64_t decodeWithMpg123(const QString& path, int channels)
 {
     struct Handle
     {
-        std::unique_ptr<mpg123_handle, decltype(&mpg123_delete)> h{mpg123_new(nullptr, nullptr), &mpg123_delete};
+        std::unique_ptr<mpg123_handle, decltype(&mpg123_delete)> h{mpg123_new(nullptr, nullptr),
+                                                                   &mpg123_delete};
     } handle;
     mpg123_handle* mh = handle.h.get();
     EXPECT_NE(mh, nullptr);
@@ -277,10 +288,12 @@ int64_t decodeWithMpg123(const QString& path, int channels)
     return bytes / 2 / channels;
 }
 
-double snrDB(const std::vector<short>& decoded, const std::vector<short>& reference)
+// Over interleaved samples [from, to).
+double snrDB(const std::vector<short>& decoded, const std::vector<short>& reference, size_t from = 0,
+             size_t to = SIZE_MAX)
 {
     double signal = 0, noise = 0;
-    for (size_t i = 0; i < std::min(decoded.size(), reference.size()); ++i) {
+    for (size_t i = from; i < std::min({to, decoded.size(), reference.size()}); ++i) {
         signal += double(reference[i]) * reference[i];
         noise += (double(decoded[i]) - reference[i]) * (double(decoded[i]) - reference[i]);
     }
@@ -309,9 +322,8 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
     const Music music(bursts);
     const std::vector<short> pcm = music.render(sourceFrames, c.inputRate, c.channels);
     const int64_t outputFrames = sourceFrames * c.outputRate / c.inputRate;
-    const std::vector<short> reference = c.inputRate == c.outputRate
-                                             ? pcm
-                                             : music.render(outputFrames, c.outputRate, c.channels);
+    const std::vector<short> reference =
+        c.inputRate == c.outputRate ? pcm : music.render(outputFrames, c.outputRate, c.channels);
 
     ScratchDir dir;
     const QString wholePath = dir.file(QStringLiteral("whole.mp3"));
@@ -324,36 +336,252 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
     const std::vector<short> wholeDecoded = decodeWithFFmpeg(wholePath);
     const std::vector<short> splitDecoded = decodeWithFFmpeg(splitPath);
     EXPECT_EQ(splitDecoded.size(), wholeDecoded.size());
-    if (c.inputRate == c.outputRate) {
-        EXPECT_EQ(int64_t(wholeDecoded.size()), sourceFrames * c.channels);
-    }
+    EXPECT_EQ(int64_t(wholeDecoded.size()), outputFrames * c.channels);
     EXPECT_EQ(MP3InfoFrame::announcedFrames(splitPath), int64_t(splitDecoded.size()) / c.channels);
     EXPECT_EQ(decodeWithMpg123(splitPath, c.channels), int64_t(splitDecoded.size()) / c.channels);
 
     const double wholeSnr = snrDB(wholeDecoded, reference);
     const double splitSnr = snrDB(splitDecoded, reference);
-    std::printf("[ SNR      ] %s: one instance %.2f dB, three chunks %.2f dB (%lld vs %lld bytes)\n",
-                caseName({c, 0}).c_str(), wholeSnr, splitSnr, (long long)whole.size(), (long long)split.size());
+    // Around the seams alone too (from a frame before the window to a few after it), where a
+    // fault would show first.
+    double wholeSeams = 0, splitSeams = 0;
+    for (size_t k = 1; k < chunks.size(); ++k) {
+        const size_t from = size_t((chunks[k].seamFrame - 1) * frameSize * c.channels);
+        const size_t to =
+            size_t((chunks[k].seamFrame + MP3StreamJoiner::kSeamWindow + 4) * frameSize * c.channels);
+        wholeSeams += snrDB(wholeDecoded, reference, from, to) / double(chunks.size() - 1);
+        splitSeams += snrDB(splitDecoded, reference, from, to) / double(chunks.size() - 1);
+    }
+    std::printf("[ SNR      ] %s: one instance %.2f dB, three chunks %.2f dB; at the seams %.2f and %.2f dB; "
+                "%lld and %lld bytes; %lld samples (source %lld at the output rate)\n",
+                caseName({c, 0}).c_str(), wholeSnr, splitSnr, wholeSeams, splitSeams, (long long)whole.size(),
+                (long long)split.size(), (long long)(splitDecoded.size() / size_t(c.channels)),
+                (long long)outputFrames);
     EXPECT_NEAR(splitSnr, wholeSnr, 0.2);
+    EXPECT_NEAR(splitSeams, wholeSeams, 0.5);
 
     EXPECT_EQ(encodeSplit(pcm, c, chunks, dir.file(QStringLiteral("again.mp3"))), split);
 
     // One chunk: nothing to join, so LAME's own stream and information frame, byte for byte.
-    const QByteArray single = encodeSplit(
-        pcm, c, SplitMP3Encoder::plan(sourceFrames, c.inputRate, c.outputRate, frameSize, 1),
-        dir.file(QStringLiteral("single.mp3")));
+    const QByteArray single =
+        encodeSplit(pcm, c, SplitMP3Encoder::plan(sourceFrames, c.inputRate, c.outputRate, frameSize, 1),
+                    dir.file(QStringLiteral("single.mp3")));
     const std::optional<MP3Frame> info = MP3Frame::parse(whole);
     ASSERT_TRUE(info.has_value());
     EXPECT_EQ(single.left(info->frameBytes()).toHex(' '), whole.left(info->frameBytes()).toHex(' '));
     EXPECT_TRUE(single == whole);
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, SplitMP3EncoderTest,
-                         testing::Values(SplitCase{Method::CBR, 44100, 44100, 2}, SplitCase{Method::ABR, 44100, 44100, 2},
-                                         SplitCase{Method::VBR, 44100, 44100, 2}, SplitCase{Method::CBR, 48000, 48000, 2},
-                                         SplitCase{Method::ABR, 48000, 48000, 2}, SplitCase{Method::VBR, 48000, 48000, 2},
-                                         SplitCase{Method::VBR, 44100, 44100, 1}, SplitCase{Method::CBR, 48000, 44100, 2},
-                                         SplitCase{Method::VBR, 48000, 44100, 2}, SplitCase{Method::ABR, 44100, 22050, 2}),
-                         caseName);
+INSTANTIATE_TEST_SUITE_P(
+    Modes, SplitMP3EncoderTest,
+    testing::Values(SplitCase{Method::CBR, 44100, 44100, 2}, SplitCase{Method::ABR, 44100, 44100, 2},
+                    SplitCase{Method::VBR, 44100, 44100, 2, true}, SplitCase{Method::CBR, 48000, 48000, 2},
+                    SplitCase{Method::ABR, 48000, 48000, 2}, SplitCase{Method::VBR, 48000, 48000, 2},
+                    SplitCase{Method::VBR, 44100, 44100, 1}, SplitCase{Method::CBR, 48000, 44100, 2},
+                    SplitCase{Method::VBR, 48000, 44100, 2}, SplitCase{Method::ABR, 44100, 22050, 2}),
+    caseName);
+
+// The plan: chunks of equal stretches whose starts map to whole MP3 frames, each later one
+// with its lead-in, each earlier one reaching the seam window and its look-ahead; fewer chunks
+// for a short source, one for a very short one.
+TEST(SplitMP3EncoderPlan, alignedChunksCoverTheSeams)
+{
+    struct Rates
+    {
+        int input, output, frameSize;
+    };
+    for (const Rates r : {Rates{44100, 44100, 1152}, Rates{48000, 44100, 1152}, Rates{44100, 22050, 576},
+                          Rates{32000, 48000, 1152}}) {
+        const int64_t seventyMinutes = int64_t(r.input) * 70 * 60;
+        const std::vector<SplitMP3Encoder::Chunk> chunks =
+            SplitMP3Encoder::plan(seventyMinutes, r.input, r.output, r.frameSize, 4);
+        ASSERT_EQ(chunks.size(), 4u);
+        EXPECT_EQ(chunks[0].inputStart, 0);
+        EXPECT_EQ(chunks[0].seamFrame, 0);
+        EXPECT_EQ(chunks.back().inputStart + chunks.back().inputFrames, seventyMinutes);
+        for (size_t k = 1; k < chunks.size(); ++k) {
+            const SplitMP3Encoder::Chunk& chunk = chunks[k];
+            const int64_t samplesIn = chunk.firstFrame * r.frameSize * r.input;
+            EXPECT_EQ(samplesIn % r.output, 0) << r.input << " to " << r.output;
+            EXPECT_EQ(chunk.inputStart, samplesIn / r.output);
+            EXPECT_GE(chunk.seamFrame - chunk.firstFrame, MP3StreamJoiner::kMinimumLeadIn);
+            const SplitMP3Encoder::Chunk& previous = chunks[k - 1];
+            const int64_t windowEnd =
+                (chunk.seamFrame + MP3StreamJoiner::kSeamWindow + 1) * r.frameSize * r.input / r.output;
+            EXPECT_GE(previous.inputStart + previous.inputFrames, windowEnd);
+            EXPECT_NEAR(double(chunk.seamFrame - previous.seamFrame), double(chunks[1].seamFrame), 1.0);
+        }
+        const size_t shortCount =
+            SplitMP3Encoder::plan(r.input * 4, r.input, r.output, r.frameSize, 8).size();
+        EXPECT_GE(shortCount, 1u);
+        EXPECT_LT(shortCount, 8u);
+        const std::vector<SplitMP3Encoder::Chunk> tiny =
+            SplitMP3Encoder::plan(1000, r.input, r.output, r.frameSize, 4);
+        ASSERT_EQ(tiny.size(), 1u);
+        EXPECT_EQ(tiny[0].inputFrames, 1000);
+    }
+}
+
+// A source that makes noise as it is read, counting what was read and how many are alive.
+class NoiseSource : public PcmBlockSource
+{
+public:
+    NoiseSource(int64_t frames, std::atomic<int64_t>& read, std::atomic<int>& alive, int64_t failAt = -1)
+        : m_left(4096), m_right(4096), m_remaining(frames), m_failAt(failAt), m_read(read), m_alive(alive)
+    {
+        ++m_alive;
+    }
+    ~NoiseSource() override { --m_alive; }
+    Block next() override
+    {
+        if (m_failAt >= 0 && m_remaining <= m_failAt) {
+            NamedException::raise(kIOException, QStringLiteral("The source could not be read."));
+        }
+        const int64_t n = std::min<int64_t>(4096, m_remaining);
+        for (int64_t i = 0; i < n; ++i) {
+            m_state = m_state * 1664525u + 1013904223u;
+            m_left[size_t(i)] = short(m_state >> 17);
+            m_right[size_t(i)] = short(m_state >> 15);
+        }
+        m_remaining -= n;
+        m_read += n;
+        return {m_left.data(), m_right.data(), nullptr, nullptr, size_t(n)};
+    }
+
+private:
+    std::vector<short> m_left, m_right;
+    int64_t m_remaining;
+    int64_t m_failAt; // throws once no more than this many frames remain
+    uint32_t m_state = 1;
+    std::atomic<int64_t>& m_read;
+    std::atomic<int>& m_alive;
+};
+
+// Cancelling at the first poll: false, every chunk's thread stopped (their sources released)
+// after reading only a little of an hour of audio.
+TEST(SplitMP3EncoderCancel, stopsEveryChunkAtTheFirstPoll)
+{
+    const SplitCase c{Method::CBR, 44100, 44100, 2};
+    const int64_t hour = 44100 * 3600;
+    std::atomic<int64_t> read = 0;
+    std::atomic<int> alive = 0;
+    SplitMP3Encoder encoder([&](lame_global_flags* gfp) { configure(gfp, c); },
+                            [&](const SplitMP3Encoder::Chunk& chunk) {
+                                return std::make_unique<NoiseSource>(chunk.inputFrames, read, alive);
+                            },
+                            SplitMP3Encoder::plan(hour, 44100, 44100, 1152, 2));
+    ScratchDir dir;
+    std::FILE* file =
+        std::fopen(QFile::encodeName(dir.file(QStringLiteral("cancelled.mp3"))).constData(), "wb");
+    ASSERT_NE(file, nullptr);
+    int polls = 0;
+    EXPECT_FALSE(encoder.encode(file, [&](int64_t) { return ++polls < 1; }));
+    std::fclose(file);
+    EXPECT_EQ(polls, 1);
+    EXPECT_EQ(alive.load(), 0);
+    EXPECT_LT(read.load(), hour / 10);
+}
+
+// A chunk that fails to read: encode() throws its NamedException once every thread stopped.
+TEST(SplitMP3EncoderFailure, carriesAChunksExceptionAfterAllThreadsStopped)
+{
+    const SplitCase c{Method::ABR, 44100, 44100, 2};
+    const int64_t length = 44100 * 60;
+    std::atomic<int64_t> read = 0;
+    std::atomic<int> alive = 0;
+    SplitMP3Encoder encoder([&](lame_global_flags* gfp) { configure(gfp, c); },
+                            [&](const SplitMP3Encoder::Chunk& chunk) {
+                                // The second chunk fails halfway.
+                                return std::make_unique<NoiseSource>(
+                                    chunk.inputFrames, read, alive,
+                                    chunk.seamFrame > 0 ? chunk.inputFrames / 2 : -1);
+                            },
+                            SplitMP3Encoder::plan(length, 44100, 44100, 1152, 2));
+    ScratchDir dir;
+    std::FILE* file = std::fopen(QFile::encodeName(dir.file(QStringLiteral("failed.mp3"))).constData(), "wb");
+    ASSERT_NE(file, nullptr);
+    try {
+        encoder.encode(file, [](int64_t) { return true; });
+        ADD_FAILURE() << "no exception";
+    } catch (const NamedException& e) {
+        EXPECT_EQ(e.name(), kIOException);
+        EXPECT_EQ(e.reason(), QStringLiteral("The source could not be read."));
+    }
+    std::fclose(file);
+    EXPECT_EQ(alive.load(), 0);
+}
+
+// What the joiner refuses, with its NamedException and no crash: bytes that are not layer III
+// frames, a chunk cut inside a frame, a chunk of another format, a chunk too short to hold the
+// seam window.
+TEST(MP3StreamJoinerInput, refusesWhatCannotBeJoined)
+{
+    const auto encoded = [](const SplitCase& c, int64_t frames) {
+        const QByteArray whole = encodeWhole(Music({}).render(frames, c.inputRate, c.channels), c);
+        return whole.mid(MP3Frame::parse(whole)->frameBytes()); // the audio frames
+    };
+    const QByteArray valid = encoded(SplitCase{Method::CBR, 44100, 44100, 2}, 44100 * 2);
+    const QByteArray otherRate = encoded(SplitCase{Method::CBR, 48000, 48000, 2}, 48000 * 2);
+    qsizetype twelveFrames = 0;
+    for (int i = 0; i < 12; ++i) {
+        twelveFrames += MP3Frame::parse(valid.sliced(twelveFrames))->frameBytes();
+    }
+    const QByteArray shortChunk = valid.first(twelveFrames);
+    struct Attempt
+    {
+        const char* reason;
+        QByteArray first, second;
+    };
+    for (const Attempt& attempt : {Attempt{"no layer III frame at byte 0", QByteArray(5000, '\x5A'), {}},
+                                   Attempt{"no layer III frame at byte", valid.first(valid.size() - 100), {}},
+                                   Attempt{"has another format", valid, otherRate},
+                                   Attempt{"do not both cover frames 40 to 55", valid, shortChunk}}) {
+        ScratchDir dir;
+        std::FILE* file =
+            std::fopen(QFile::encodeName(dir.file(QStringLiteral("joined.mp3"))).constData(), "wb");
+        ASSERT_NE(file, nullptr);
+        MP3StreamJoiner joiner(file, false);
+        try {
+            joiner.append(attempt.first, 0, 0);
+            joiner.append(attempt.second, 8, 40);
+            ADD_FAILURE() << "joined: " << attempt.reason;
+        } catch (const NamedException& e) {
+            EXPECT_TRUE(e.reason().contains(QLatin1String(attempt.reason))) << e.what();
+        }
+        std::fclose(file);
+    }
+}
+
+// The frame edits the joiner makes, against LAME's own frames: the CRC word recomputed over a
+// cleared one is LAME's, and a main_data_begin written reads back with nothing else changed.
+TEST(MP3FrameEdits, matchLameFrames)
+{
+    for (const int channels : {1, 2}) {
+        const SplitCase c{Method::VBR, 44100, 44100, channels, true};
+        const QByteArray whole = encodeWhole(Music({}).render(44100, c.inputRate, c.channels), c);
+        int frames = 0;
+        for (qsizetype at = MP3Frame::parse(whole)->frameBytes(); at < whole.size(); ++frames) {
+            const std::optional<MP3Frame> frame = MP3Frame::parse(whole.sliced(at));
+            ASSERT_TRUE(frame.has_value()) << at;
+            const QByteArray head = whole.mid(at, frame->headBytes());
+            QByteArray edited = head;
+            edited[4] = edited[5] = 0;
+            frame->updateCrc(edited.data());
+            EXPECT_EQ(edited.toHex(), head.toHex()) << "frame at " << at;
+            frame->setMainDataBegin(edited.data(), frame->mainDataBeginLimit() - frames % 7);
+            frame->updateCrc(edited.data());
+            const QByteArray reparsed = edited + whole.mid(at + frame->headBytes(), frame->payloadBytes());
+            const std::optional<MP3Frame> read = MP3Frame::parse(reparsed);
+            ASSERT_TRUE(read.has_value());
+            EXPECT_EQ(read->mainDataBegin(), frame->mainDataBeginLimit() - frames % 7);
+            EXPECT_EQ(read->mainDataBytes(), frame->mainDataBytes());
+            // Only the CRC word and the pointer's 9 bits (byte 6 and the top of byte 7) changed.
+            EXPECT_EQ(edited.mid(8), head.mid(8));
+            EXPECT_EQ(edited[7] & 0x7F, head[7] & 0x7F);
+            at += frame->frameBytes();
+        }
+        EXPECT_GT(frames, 30);
+    }
+}
 
 } // namespace
