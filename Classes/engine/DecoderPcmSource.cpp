@@ -113,6 +113,13 @@ std::unique_ptr<ZTDecoder> DecoderPcmSource::openSpan(const QString& path, int64
         start += trackStart;
         length = std::min(length, std::max<int64_t>(trackLength - (start - trackStart), 0));
     }
+    if (start == 0) {
+        // A stretch from the very start is still only a stretch: told so by
+        // a seek, a FLAC decoder sums no signature, which only a decoder
+        // reading everything can check. A decoder that cannot seek reads on
+        // from the start, as the span would have it.
+        decoder->seekToFrame(0);
+    }
     return std::make_unique<TrackSpanDecoder>(std::move(decoder), start, length);
 }
 

@@ -47,7 +47,9 @@ public:
     // A decoder for frames [start, start + length) of path, composed with a
     // cue-sheet track's span when trackStart/trackLength describe one (the
     // stretch is then counted from the track's start and cut at its end).
-    // Null when no decoder opens path (the reason is in the error log).
+    // Meant for the parts of a split encode: checks over the whole stream (a
+    // FLAC signature) are left to the encode's own pass. Null when no decoder
+    // opens path (the reason is in the error log).
     static std::unique_ptr<ZTDecoder> openSpan(const QString& path, int64_t start, int64_t length,
                                                int64_t trackStart = -1, int64_t trackLength = -1);
 
