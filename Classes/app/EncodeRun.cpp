@@ -3,6 +3,7 @@
 #include "ApplicationController.h"
 #include "EncodeOperation.h"
 #include "EncoderSettings.h"
+#include "EncoderSlots.h"
 #include "ErrorLog.h"
 #include "FileEncodeOperation.h"
 #include "OperationsArrayController.h"
@@ -39,6 +40,42 @@ void showFolderAlert(UserInterface& ui, const char* title, const char* text)
 }
 
 } // namespace
+
+EncodeRun::EncodeRun(ApplicationController& controller) : m_controller(controller)
+{
+    // Queued to the main thread; dropped with the controller.
+    EncoderSlots::shared().setOnGivenBack([this] {
+        QMetaObject::invokeMethod(
+            &m_controller,
+            [this] {
+                if (m_controller.encoderRunning() && !m_controller.m_cancelled) {
+                    startWaitingRows();
+                }
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+EncodeRun::~EncodeRun()
+{
+    EncoderSlots::shared().setOnGivenBack({});
+}
+
+bool EncodeRun::takeSlotForRow()
+{
+    if (m_heldSlots > 0) {
+        --m_heldSlots;
+        return true;
+    }
+    return EncoderSlots::shared().takeForRow();
+}
+
+void EncodeRun::giveBackHeldSlots()
+{
+    for (; m_heldSlots > 0; --m_heldSlots) {
+        EncoderSlots::shared().giveBackRow();
+    }
+}
 
 qint64 EncodeRun::numProcesses()
 {
@@ -133,17 +170,31 @@ void EncodeRun::encode()
     // Set before the launch: a row without children finishes from the event
     // loop, but one may also finish while the launch is still going on.
     c.setEncoderRunning(true);
+    // Every row of the launch holds its slot before the first one starts: an
+    // encode starting meanwhile then finds no idle slot to split over.
+    EncoderSlots::shared().startRun(int(numProcesses()));
+    giveBackHeldSlots();
+    for (qsizetype i = 0; i < queue.count() && m_heldSlots < numProcesses(); ++i) {
+        const FileEncodeOperation* operation = queue.at(i);
+        if (!operation->isExecuting() && !operation->isFinished() && EncoderSlots::shared().takeForRow()) {
+            ++m_heldSlots;
+        }
+    }
     for (qsizetype i = 0; i < queue.count(); ++i) {
         if (c.m_runningOperations >= numProcesses()) {
             break;
         }
         FileEncodeOperation* operation = queue.at(i);
         if (!operation->isExecuting() && !operation->isFinished()) {
+            if (!takeSlotForRow()) {
+                break;
+            }
             ++c.m_runningOperations;
             ++c.m_currentFileInQueue;
             operation->start();
         }
     }
+    giveBackHeldSlots();
     c.setEncoderRunning(c.m_runningOperations != 0);
     if (c.m_runningOperations == 0) {
         ui.setEncodeButtonToCancel(false);
@@ -171,6 +222,8 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
     UserInterface& ui = c.ui();
     OperationsArrayController& queue = c.operationsController();
     --c.m_runningOperations;
+    // Kept for the next row until the end of this call.
+    ++m_heldSlots;
     Q_EMIT c.operationFinished(operation);
     // Before the row is reset or released: its children hold the figures.
     m_albums.rowFinished(*operation);
@@ -213,6 +266,9 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
                     }
                     FileEncodeOperation* next = queue.at(i);
                     if (startable(*next) && !next->isCancelled()) {
+                        if (!takeSlotForRow()) {
+                            break;
+                        }
                         ++c.m_runningOperations;
                         next->start();
                     }
@@ -233,6 +289,10 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
                     if (!startable(*next)) {
                         continue;
                     }
+                    if (!takeSlotForRow()) {
+                        --c.m_currentFileInQueue;
+                        break;
+                    }
                     ++c.m_runningOperations;
                     next->start();
                     ui.scrollToRow(int(c.m_currentFileInQueue - numProcesses()));
@@ -241,6 +301,7 @@ void EncodeRun::operationDidFinish(FileEncodeOperation* operation)
         }
     }
 
+    giveBackHeldSlots();
     if (c.m_runningOperations == 0) {
         runDidEnd(keep);
     } else if (!m_albums.isEmpty()) {
@@ -326,6 +387,9 @@ void EncodeRun::startWaitingRows()
         }
         FileEncodeOperation* operation = queue.at(i);
         if (startable(*operation)) {
+            if (!takeSlotForRow()) {
+                break;
+            }
             ++c.m_runningOperations;
             operation->start();
         }

@@ -18,6 +18,13 @@
 // it was; the launch goes on by the preferences' rule all the same. The end
 // of the run alerts when files failed or were written from damaged sources.
 //
+// Every running row holds one slot of EncoderSlots, whose capacity is
+// "numProcesses"; a long file's encode may borrow the idle ones to split
+// itself. A row starts only when a slot is free. A finished row's slot is
+// handed straight to the next row, never set free in between, so that an
+// encode starting meanwhile cannot borrow a slot a waiting row is about to
+// take; when borrowed slots come back, rows that waited for them start.
+//
 // With ReplayGain album figures on, each finished row's outputs join their
 // album (AlbumLoudness), and an album is written once no row still to run
 // belongs to it, or at the latest when the run ends.
@@ -39,7 +46,8 @@ public:
     // "%1 of %2 files written from a damaged source."
     static const char* const kDamagedSourcesMessage;
 
-    explicit EncodeRun(ApplicationController& controller) : m_controller(controller) {}
+    explicit EncodeRun(ApplicationController& controller);
+    ~EncodeRun();
 
     // A normal (EncodeAction) or metadata-only run, unless one is active.
     void startRun(int encoderAction);
@@ -57,6 +65,11 @@ private:
     // again once it is reset).
     bool startable(const FileEncodeOperation& operation) const;
     static qint64 numProcesses();
+    // A slot for a row about to start: one this run already holds, or a
+    // free one; false when none is free.
+    bool takeSlotForRow();
+    // Gives back the slots held for rows that did not start.
+    void giveBackHeldSlots();
     // The albums of the rows still to run in this run; std::nullopt when
     // one of them has not had its tags read yet.
     std::optional<QSet<QString>> pendingAlbums() const;
@@ -66,4 +79,6 @@ private:
     // when a run starts. Never dereferenced.
     QSet<const FileEncodeOperation*> m_finishedThisRun;
     AlbumLoudness m_albums;
+    // Slots taken for rows not started yet (see takeSlotForRow()).
+    int m_heldSlots = 0;
 };

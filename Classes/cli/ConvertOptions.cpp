@@ -203,6 +203,8 @@ bool ConvertOptions::parse(const QStringList& arguments, ConvertOptions& options
             options.deleteOriginal = true;
         } else if (name == QLatin1String("--downmix")) {
             options.downmix = true;
+        } else if (name == QLatin1String("--no-split")) {
+            options.noSplit = true;
         } else if (name == QLatin1String("--update-metadata")) {
             options.updateMetadata = true;
         } else if (name == QLatin1String("--id3v2-version")) {
@@ -277,6 +279,9 @@ void ConvertOptions::applyOverrides() const
     if (jobs) {
         override("numProcesses", *jobs);
     }
+    if (noSplit) {
+        override("splitLongFiles", false);
+    }
     if (overwrite) {
         const bool rename = *overwrite == QLatin1String("rename");
         override("overwriteOutputFiles", !rename);
@@ -321,7 +326,9 @@ QString ConvertOptions::help()
         "\"{albumArtist}/{albumTitle}/{trackNumber - }{trackTitle}\"\n"
         "  -f, --format SPEC         an output format, repeatable: vbr:N (LAME -V N), cbr:KBPS, abr:KBPS,\n"
         "                            optionally with ,q=N (LAME -q N) ,rate=HZ ,mode=auto|stereo|joint|mono\n"
-        "  -j, --jobs N              files converted at once\n"
+        "  -j, --jobs N              files converted at once; a long file (half a minute or more) whose\n"
+        "                            encode starts while jobs are idle is cut into parts encoded at once\n"
+        "      --no-split            never cut a long file into parts: one encoder per file\n"
         "      --overwrite WHAT      when an output exists: ask, replace, rename or skip\n"
         "      --delete-original     move each source to the Trash after it converted\n"
         "                            (never one found damaged)\n"

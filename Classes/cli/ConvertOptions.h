@@ -24,6 +24,9 @@ struct ConvertOptions
     bool keepStructure = false;
     std::optional<QString> namingScheme;
     std::optional<int> jobs;
+    // One LAME instance per file, however long it is and however many jobs
+    // are idle (the preference "splitLongFiles" off for this run).
+    bool noSplit = false;
     std::optional<QString> overwrite; // ask, replace, rename, skip
     bool deleteOriginal = false;
     // Sources of more than two channels are mixed down to stereo.

@@ -1,8 +1,11 @@
 #include "MP3EncodeOperation.h"
 
 #include "CoreAudioTypes.h"
+#include "DecoderPcmSource.h"
+#include "EncoderSettings.h"
 #include "ErrorLog.h"
 #include "FileRewrite.h"
+#include "LameConfiguration.h"
 #include "LoudnessMeter.h"
 #include "MP3TagWriter.h"
 #include "MainThread.h"
@@ -10,7 +13,6 @@
 #include "Preferences.h"
 #include "TrackSpanDecoder.h"
 #include "UtilityFunctions.h"
-#include "ZTChannelMixer.h"
 #include "ZTDecoder.h"
 
 #include <QCoreApplication>
@@ -19,7 +21,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
+#include <chrono>
+#include <limits>
 #include <new>
 #include <vector>
 
@@ -35,29 +38,25 @@ QString exceptionsTr(const char* text)
     return QCoreApplication::translate("Exceptions", text);
 }
 
-// Output rates LAME is told; any other value leaves the choice to LAME.
-constexpr std::array<int64_t, 9> kOutputSampleRates{8000,  11025, 12000, 16000, 22050,
-                                                    24000, 32000, 44100, 48000};
-
-struct ChannelModeRow
-{
-    qint32 channelMode;
-    MPEG_mode mode;
-    bool forceMS;
-};
-constexpr std::array<ChannelModeRow, 3> kChannelModes{{
-    {1, STEREO, false},
-    {2, JOINT_STEREO, true},
-    {3, MONO, false},
-}};
-
-struct ChunkSizeRow
-{
-    uint32_t bitsPerChannel;
-    uint32_t bytes;
-};
-// 24-bit shares the 8-bit size on purpose: fewer frames per chunk, not more bytes.
-constexpr std::array<ChunkSizeRow, 4> kChunkSizes{{{8, 32768}, {16, 65536}, {24, 32768}, {32, 131072}}};
+// Splitting one source over several LAME instances pays from about this
+// long on. Measured on this project's 2-core machine (sonabrik-cli -j 2,
+// VBR -V 2, music-like 44.1 kHz stereo FLAC, best wall time of five, split
+// against --no-split): 10 s 0.16 s against 0.16 s (nothing won: start-up,
+// tags and moving into place are most of it), 20 s 0.21 against 0.27
+// (0.78), 30 s 0.28 against 0.36 (0.78), 45 s 0.33 against 0.52 (0.63),
+// 60 s 0.47 against 0.69 (0.68), 90 s 0.64 against 0.97 (0.66). Below
+// half a minute the few hundredths of a second won are within the noise of
+// a shared machine; benchmarks/split-long-file.sh measures it again.
+constexpr double kMinimumSplitSeconds = 30.0;
+// Every chunk at least this long (a half-minute file makes at most three),
+// and no more chunks than kMaximumChunks.
+constexpr double kMinimumChunkSeconds = 10.0;
+constexpr int64_t kMaximumChunks = 16;
+// The operation's pass over the whole source while the chunks encode: read
+// for this long at every poll of the split encoder (about ten a second), and
+// up to the longer time while the pass is behind the chunks.
+constexpr std::chrono::milliseconds kPassSlice{40};
+constexpr std::chrono::milliseconds kLongestPassSlice{250};
 
 // LAME's worst case for a chunk of that many samples.
 size_t mp3BufferSize(uint32_t channels, uint32_t frames)
@@ -74,45 +73,9 @@ template <typename T> std::vector<T> allocateZeroed(size_t count, const char* fa
     }
 }
 
-// A chunk's channel buffers and LAME's output buffer, left unfilled: every
-// sample is written before LAME reads it, and only the bytes LAME reports are
-// written out. Zero-filling them would clear some 75 MB per minute of 16-bit
-// stereo for nothing, about 1% of the whole encode.
-template <typename T> std::unique_ptr<T[]> allocateForOverwrite(size_t count, const char* failure)
-{
-    try {
-        return std::make_unique_for_overwrite<T[]>(count);
-    } catch (const std::bad_alloc&) {
-        ZT_FAIL(QString::fromLatin1(failure));
-    }
-}
-
-// Splits interleaved samples of bytesPerSample bytes each into one buffer
-// per channel, converting each with toSample.
-template <typename Sample, typename Convert>
-void deinterleave(const uint8_t* data, uint32_t channels, size_t frames,
-                  std::vector<std::unique_ptr<Sample[]>>& out, size_t bytesPerSample, Convert toSample)
-{
-    for (size_t i = 0; i < frames; ++i) {
-        for (uint32_t c = 0; c < channels; ++c) {
-            out[c][i] = toSample(data + (i * channels + c) * bytesPerSample);
-        }
-    }
-}
-
 } // namespace
 
 MP3EncodeOperation::~MP3EncodeOperation() = default;
-
-uint32_t MP3EncodeOperation::chunkBufferSize(uint32_t bitsPerChannel)
-{
-    for (const ChunkSizeRow& row : kChunkSizes) {
-        if (row.bitsPerChannel == bitsPerChannel) {
-            return row.bytes;
-        }
-    }
-    return 0;
-}
 
 void MP3EncodeOperation::main()
 {
@@ -197,6 +160,8 @@ void MP3EncodeOperation::encode()
         return;
     }
 
+    // The file the PCM comes from: the source, or its decoded WAV.
+    QString pcmPath = inFilePath();
     if (!decoder->decodesInRealTime()) {
         // The name reserved by getTemporaryFilePath is only the stem of the
         // WAV's name: give it back at once, or every such file leaves one.
@@ -207,6 +172,7 @@ void MP3EncodeOperation::encode()
         if (decoder->decodeToFile(decodeFilePath())) {
             if (std::unique_ptr<ZTDecoder> wav = ZTDecoder::decoderWithFilename(decodeFilePath())) {
                 decoder = std::move(wav);
+                pcmPath = decodeFilePath();
             }
         }
     }
@@ -215,36 +181,20 @@ void MP3EncodeOperation::encode()
         decoder = std::make_unique<TrackSpanDecoder>(std::move(decoder), track()->start, track()->length);
     }
 
+    // What LAME is given: the decoder's PCM, or its stereo down-mix when the
+    // source has more channels than MP3 can hold and the user asked for it.
+    const bool downmix = Preferences::shared().boolValue(QStringLiteral("downmixToStereo"));
+    auto source = std::make_unique<DecoderPcmSource>(std::move(decoder), downmix);
+    m_channelsWithoutDownmix = source->channelsWithoutDownmix();
+    const AudioStreamBasicDescription outputFormat = source->format();
+
     m_gfp.reset(lame_init());
     if (!m_gfp) {
         ErrorLog::logMessage(tr("Failed To Initialize LAME Encoder"));
         return;
     }
-
-    // What LAME is given: the decoder's PCM, or its stereo down-mix when the
-    // source has more channels than MP3 can hold and the user asked for it.
-    const AudioStreamBasicDescription decodedFormat = decoder->decodeFormat();
-    AudioStreamBasicDescription outputFormat = decodedFormat;
-    std::unique_ptr<ZTChannelMixer> mixer;
-    if (decodedFormat.mChannelsPerFrame > 2) {
-        if (Preferences::shared().boolValue(QStringLiteral("downmixToStereo"))) {
-            outputFormat.mChannelsPerFrame = 2;
-            outputFormat.mBytesPerFrame = decodedFormat.mBytesPerFrame / decodedFormat.mChannelsPerFrame * 2;
-            outputFormat.mBytesPerPacket = outputFormat.mBytesPerFrame;
-            const AudioChannelLayout sourceLayout =
-                decoder->channelLayout() ? *decoder->channelLayout()
-                                         : AudioChannelLayout::withTag(kAudioChannelLayoutTag_Unknown);
-            mixer = ZTChannelMixer::create(decodedFormat, outputFormat, sourceLayout,
-                                           AudioChannelLayout::withTag(kAudioChannelLayoutTag_Stereo));
-            if (!mixer) {
-                ZT_FAIL(QStringLiteral("Unable to down-mix %1 channels to stereo.")
-                            .arg(decodedFormat.mChannelsPerFrame));
-            }
-        } else {
-            m_channelsWithoutDownmix = decodedFormat.mChannelsPerFrame;
-        }
-    }
-    configureLame(outputFormat.mSampleRate, outputFormat.mChannelsPerFrame);
+    const bool parametersTaken = LameConfiguration::apply(m_gfp.get(), *format, int(outputFormat.mSampleRate),
+                                                          int(outputFormat.mChannelsPerFrame));
     if (ReplayGain::mode() != ReplayGain::Off) {
         m_meter = std::make_shared<LoudnessMeter>(outputFormat.mChannelsPerFrame,
                                                   (unsigned long)(outputFormat.mSampleRate));
@@ -252,34 +202,10 @@ void MP3EncodeOperation::encode()
         if (!m_meter->valid()) {
             m_meter.reset();
         }
+        source->setMeter(m_meter);
     }
-
-    m_sourceBitsPerChannel = outputFormat.mBitsPerChannel;
-    setTotalFrames(decoder->totalFrames());
-    int64_t framesRemaining = totalFrames();
-
-    const uint32_t bufferSize = chunkBufferSize(m_sourceBitsPerChannel);
-    if (bufferSize == 0) {
-        NamedException::raise(
-            kIllegalInputException,
-            QStringLiteral("Sample Size Of %1 bit Not Supported!  Lame Supports 8, 16, 24, and 32 "
-                           "Bit Sample Sizes.  Aborting Operation")
-                .arg(m_sourceBitsPerChannel));
-    }
-    std::vector<uint8_t> buffer = allocateZeroed<uint8_t>(bufferSize, "Unable to allocate Buffer memory.");
-    // The decoder's frames before the down-mix; a stereo mix of them is never
-    // larger, so it goes back into buffer.
-    std::vector<uint8_t> decodedBuffer;
-    if (mixer) {
-        decodedBuffer = allocateZeroed<uint8_t>(bufferSize, "Unable to allocate Buffer memory.");
-    }
-
-    // LAME refuses more than two channels already when told the count, and
-    // would then go on with its default of two: a refusal of any of the three
-    // is a refusal of the parameters.
-    const bool channelsTaken = lame_set_num_channels(m_gfp.get(), int(outputFormat.mChannelsPerFrame)) >= 0;
-    const bool rateTaken = lame_set_in_samplerate(m_gfp.get(), int(outputFormat.mSampleRate)) >= 0;
-    if (!channelsTaken || !rateTaken || lame_init_params(m_gfp.get()) == -1) {
+    setTotalFrames(source->totalFrames());
+    if (!parametersTaken || lame_init_params(m_gfp.get()) == -1) {
         ZT_FAIL(exceptionsTr("Unable to initialize the LAME encoder."));
     }
 
@@ -296,71 +222,52 @@ void MP3EncodeOperation::encode()
                              .arg(formatName)
                              .arg(double(float(currentFrame()) / float(totalFrames()) * 100.0f), 0, 'f', 1));
     };
-    AudioBufferList bufferList;
-    bufferList.mNumberBuffers = 1;
-    bufferList.mBuffers[0].mData = buffer.data();
-    AudioBufferList decodedList;
-    decodedList.mNumberBuffers = 1;
-    decodedList.mBuffers[0].mData = mixer ? decodedBuffer.data() : buffer.data();
-    for (uint64_t chunk = 1;; ++chunk) {
-        if (decodedFormat.mBytesPerFrame == 0) {
-            ZT_FAIL(QStringLiteral("Invalid Audio Input (0 Bytes Per Frame)"));
-        }
-        uint32_t frames = 0;
-        // A read of nothing before the end is not counted: read again, with
-        // the whole buffer offered again (a read sets the size it filled).
-        do {
-            decodedList.mBuffers[0].mNumberChannels = decodedFormat.mChannelsPerFrame;
-            decodedList.mBuffers[0].mDataByteSize = bufferSize;
-            frames = decoder->readAudio(&decodedList, bufferSize / decodedFormat.mBytesPerFrame);
-            if (frames == 0 && decoder->isEndOfFile()) {
-                break;
-            }
-        } while (frames == 0);
-        if (frames == 0) {
-            break;
-        }
-        if (mixer) {
-            bufferList.mBuffers[0].mDataByteSize = bufferSize;
-            const OSStatus mixed = mixer->mixFrom(&decodedList, &bufferList, frames);
-            if (mixed != noErr) {
-                ZT_FAIL(QStringLiteral("Unable to down-mix to stereo: error %1").arg(mixed));
-            }
-        } else {
-            bufferList.mBuffers[0] = decodedList.mBuffers[0];
-        }
-        encodeChunk(&bufferList, frames);
-        framesRemaining -= frames;
 
-        if (chunk % 8 == 0) {
-            if (isCancelled()) {
-                break;
-            }
-            reportProgress(framesRemaining);
+    EncoderSlots::Loan loan;
+    const std::vector<SplitMP3Encoder::Chunk> chunks = planSplit(*source, loan);
+    bool split = chunks.size() > 1;
+    int64_t framesRead = 0;
+    if (split) {
+        try {
+            framesRead = encodeSplit(*source, pcmPath, chunks, reportProgress);
+        } catch (const NamedException&) {
+            // Parts that cannot be joined come from a source that is not what
+            // it announced (one that ends early): one encoder takes whatever
+            // its decoder delivers, as without splitting, from the start.
+            split = false;
+            loan.giveBack();
+            source = restartSingle(pcmPath, downmix);
         }
     }
+    if (!split) {
+        framesRead = encodeSingle(*source, reportProgress);
+    }
+    loan.giveBack();
 
-    if (!isCancelled() && decoder->damage().isDamaged()) {
+    if (!isCancelled() && source->decoder().damage().isDamaged()) {
         m_sourceDamaged = true;
-        ErrorLog::logMessage(tr(kDamagedSourceMessage.toUtf8().constData())
-                                 .arg(inFilePath(), decoder->damage().describe(decodedFormat.mSampleRate)));
+        ErrorLog::logMessage(
+            tr(kDamagedSourceMessage.toUtf8().constData())
+                .arg(inFilePath(), source->decoder().damage().describe(source->decodedFormat().mSampleRate)));
     }
     if (!isCancelled()) {
         finishMeasuring();
         // The last chunks since the last report: a row's bar ends full, also
         // for files shorter than eight chunks.
-        reportProgress(framesRemaining);
-        finishEncode();
-        FILE* stream = m_outFile;
-        m_outFile = nullptr;
-        if (std::fclose(stream) != 0) {
-            ZT_FAIL(QStringLiteral("Could Not Close The Output File."));
+        reportProgress(totalFrames() - framesRead);
+        if (!split) {
+            finishEncode();
+            FILE* stream = m_outFile;
+            m_outFile = nullptr;
+            if (std::fclose(stream) != 0) {
+                ZT_FAIL(QStringLiteral("Could Not Close The Output File."));
+            }
+            m_outFile = std::fopen(QFile::encodeName(tempFilePath()).constData(), "r+");
+            if (!m_outFile) {
+                ZT_FAIL(QStringLiteral("Could Not Open The Output File"));
+            }
+            lame_mp3_tags_fid(m_gfp.get(), m_outFile);
         }
-        m_outFile = std::fopen(QFile::encodeName(tempFilePath()).constData(), "r+");
-        if (!m_outFile) {
-            ZT_FAIL(QStringLiteral("Could Not Open The Output File"));
-        }
-        lame_mp3_tags_fid(m_gfp.get(), m_outFile);
     }
 
     setSuccess(true);
@@ -369,7 +276,6 @@ void MP3EncodeOperation::encode()
         ErrorLog::logMessage(failure.reason());
         setSuccess(false);
     }
-    buffer = {};
 
     if (!success()) {
         return;
@@ -397,134 +303,158 @@ void MP3EncodeOperation::encode()
     }
 }
 
-void MP3EncodeOperation::configureLame(double inputSampleRate, uint32_t channels)
+int64_t MP3EncodeOperation::encodeSingle(DecoderPcmSource& source,
+                                         const std::function<void(qint64)>& reportProgress)
 {
-    lame_global_flags* gfp = m_gfp.get();
-    const EncoderSettings& format = *settings();
+    int64_t framesRemaining = totalFrames();
+    int64_t framesRead = 0;
+    for (uint64_t chunk = 1;; ++chunk) {
+        const PcmBlockSource::Block block = source.next();
+        if (block.frames == 0) {
+            break;
+        }
+        encodeBlock(block);
+        framesRemaining -= int64_t(block.frames);
+        framesRead += int64_t(block.frames);
 
-    lame_set_bWriteVbrTag(gfp, 1);
-
-    MPEG_mode mode = NOT_SET;
-    bool forceMS = false;
-    for (const ChannelModeRow& row : kChannelModes) {
-        if (row.channelMode == format.channelMode()) {
-            mode = row.mode;
-            forceMS = row.forceMS;
+        if (chunk % 8 == 0) {
+            if (isCancelled()) {
+                break;
+            }
+            reportProgress(framesRemaining);
         }
     }
-    lame_set_mode(gfp, mode);
-    if (forceMS) {
-        lame_set_force_ms(gfp, 1);
-    }
-
-    if (std::find(kOutputSampleRates.begin(), kOutputSampleRates.end(), format.sampleRate()) !=
-        kOutputSampleRates.end()) {
-        lame_set_out_samplerate(gfp, int(format.sampleRate()));
-    }
-
-    lame_set_quality(gfp, int(10 - format.quality()));
-
-    switch (format.bitrateMethod()) {
-    case EncoderSettings::ABR:
-        lame_set_VBR(gfp, vbr_abr);
-        lame_set_VBR_mean_bitrate_kbps(gfp, int(format.bitrate()));
-        break;
-    case EncoderSettings::VBR:
-        lame_set_VBR(gfp, vbr_mtrh);
-        lame_set_VBR_q(gfp, int(10 - format.vbrQuality()));
-        break;
-    default:
-        lame_set_brate(gfp, int(format.bitrate()));
-        lame_set_VBR(gfp, vbr_off);
-        break;
-    }
-
-    lame_set_findReplayGain(gfp, 0);
+    return framesRead;
 }
 
-void MP3EncodeOperation::splitChannels(const AudioBufferList* bufferList, uint32_t frameCount,
-                                       std::vector<std::unique_ptr<int16_t[]>>& narrow,
-                                       std::vector<std::unique_ptr<int32_t[]>>& wideChannels)
+std::vector<SplitMP3Encoder::Chunk> MP3EncodeOperation::planSplit(const DecoderPcmSource& source,
+                                                                  EncoderSlots::Loan& loan)
 {
-    const uint32_t channels = bufferList->mBuffers[0].mNumberChannels;
-    const size_t samples = size_t(frameCount);
-    const bool wide = m_sourceBitsPerChannel == 24 || m_sourceBitsPerChannel == 32;
-    for (uint32_t c = 0; c < channels; ++c) {
-        if (wide) {
-            wideChannels.push_back(allocateForOverwrite<int32_t>(samples, "Unable to allocate memory."));
-        } else {
-            narrow.push_back(allocateForOverwrite<int16_t>(samples, "Unable to allocate memory."));
-        }
+    const int64_t frames = totalFrames();
+    const double rate = source.format().mSampleRate;
+    if (!Preferences::shared().boolValue(QStringLiteral("splitLongFiles")) || frames <= 0 || rate <= 0 ||
+        double(frames) < kMinimumSplitSeconds * rate) {
+        return {};
     }
+    // No more chunks than the source has stretches of kMinimumChunkSeconds.
+    const int64_t worthwhile =
+        std::clamp<int64_t>(int64_t(double(frames) / (kMinimumChunkSeconds * rate)), 1, kMaximumChunks);
+    if (worthwhile < 2) {
+        return {};
+    }
+    loan.borrow(int(worthwhile) - 1);
+    if (loan.count() == 0) {
+        return {};
+    }
+    std::vector<SplitMP3Encoder::Chunk> chunks =
+        SplitMP3Encoder::plan(frames, int(rate), lame_get_out_samplerate(m_gfp.get()),
+                              lame_get_framesize(m_gfp.get()), 1 + loan.count());
+    // Slots the plan had no chunk for go back at once.
+    loan.keep(std::max<int>(int(chunks.size()) - 1, 0));
+    return chunks;
+}
 
-    const uint8_t* data = static_cast<const uint8_t*>(bufferList->mBuffers[0].mData);
-    switch (m_sourceBitsPerChannel) {
-    case 8:
-        // The byte in both halves, with no sign or offset change: how 8-bit
-        // sources have always been widened.
-        deinterleave(data, channels, samples, narrow, 1, [](const uint8_t* p) {
-            const uint16_t b = *p;
-            return int16_t(uint16_t((b << 8) | b));
-        });
-        break;
-    case 16:
-        deinterleave(data, channels, samples, narrow, 2, [](const uint8_t* p) {
-            int16_t value;
-            std::memcpy(&value, p, 2);
-            return value;
-        });
-        break;
-    case 24:
-        deinterleave(data, channels, samples, wideChannels, 3, [](const uint8_t* p) {
-            return int32_t((uint32_t(p[0]) << 8) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 24));
-        });
-        break;
-    case 32:
-        deinterleave(data, channels, samples, wideChannels, 4, [](const uint8_t* p) {
-            int32_t value;
-            std::memcpy(&value, p, 4);
-            return value;
-        });
-        break;
-    default:
-        NamedException::raise(kIllegalInputException, QStringLiteral("Sample size not supported"));
+std::unique_ptr<DecoderPcmSource> MP3EncodeOperation::restartSingle(const QString& pcmPath, bool downmix)
+{
+    if (!m_outFile || !(m_outFile = std::freopen(nullptr, "w", m_outFile))) {
+        ZT_FAIL(QStringLiteral("Could Not Open The Output File"));
     }
+    std::unique_ptr<ZTDecoder> decoder = ZTDecoder::decoderWithFilename(pcmPath);
+    if (!decoder) {
+        ZT_FAIL(QStringLiteral("Could not open the source again."));
+    }
+    if (track()) {
+        decoder = std::make_unique<TrackSpanDecoder>(std::move(decoder), track()->start, track()->length);
+    }
+    auto source = std::make_unique<DecoderPcmSource>(std::move(decoder), downmix);
     if (m_meter) {
-        // Measured as LAME gets it: what the listener hears is LAME's
-        // rendering of exactly these samples.
-        if (!wideChannels.empty()) {
-            m_meter->add(wideChannels[0].get(), channels > 1 ? wideChannels[1].get() : nullptr, samples);
-        } else if (!narrow.empty()) {
-            m_meter->add(narrow[0].get(), channels > 1 ? narrow[1].get() : nullptr, samples);
-        }
+        m_meter = std::make_shared<LoudnessMeter>(source->format().mChannelsPerFrame,
+                                                  (unsigned long)(source->format().mSampleRate));
+        source->setMeter(m_meter);
     }
+    return source;
 }
 
-void MP3EncodeOperation::encodeChunk(const AudioBufferList* bufferList, uint32_t frameCount)
+int64_t MP3EncodeOperation::encodeSplit(DecoderPcmSource& whole, const QString& pcmPath,
+                                        const std::vector<SplitMP3Encoder::Chunk>& chunks,
+                                        const std::function<void(qint64)>& reportProgress)
 {
-    const uint32_t channels = bufferList->mBuffers[0].mNumberChannels;
-    const size_t mp3Size = mp3BufferSize(channels, frameCount);
-    const std::unique_ptr<unsigned char[]> mp3 =
-        allocateForOverwrite<unsigned char>(mp3Size, "Unable to allocate memory.");
+    const std::shared_ptr<const EncoderSettings> format = settings();
+    const AudioStreamBasicDescription pcm = whole.format();
+    const bool downmix = Preferences::shared().boolValue(QStringLiteral("downmixToStereo"));
+    const int64_t trackStart = track() ? track()->start : -1;
+    const int64_t trackLength = track() ? track()->length : -1;
 
-    std::vector<std::unique_ptr<int16_t[]>> narrow;
-    std::vector<std::unique_ptr<int32_t[]>> wideChannels;
-    splitChannels(bufferList, frameCount, narrow, wideChannels);
+    SplitMP3Encoder encoder(
+        [format, pcm](lame_global_flags* gfp) {
+            // Already taken by the operation's own instance, with the same values.
+            LameConfiguration::apply(gfp, *format, int(pcm.mSampleRate), int(pcm.mChannelsPerFrame));
+        },
+        [pcmPath, downmix, trackStart, trackLength](const SplitMP3Encoder::Chunk& chunk) {
+            std::unique_ptr<ZTDecoder> decoder = DecoderPcmSource::openSpan(
+                pcmPath, chunk.inputStart, chunk.inputFrames, trackStart, trackLength);
+            if (!decoder) {
+                ZT_FAIL(QStringLiteral("Could not open the source again for a part of it."));
+            }
+            return std::unique_ptr<PcmBlockSource>(
+                std::make_unique<DecoderPcmSource>(std::move(decoder), downmix));
+        },
+        chunks);
 
+    // The operation's own pass over the whole source, for the meter and the
+    // decoder's damage report (a FLAC signature is only checked by a decoder
+    // that read everything), between the encoder's polls: at least a slice
+    // each time, and more while it is behind the parts, so that it ends with
+    // them also where decoding is dear (DSD), but never so long at once that
+    // a cancel waits. Without a meter the PCM is only decoded, not converted.
+    bool passEnded = false;
+    int64_t framesRead = 0;
+    const auto readPass = [&](int64_t catchUpTo) {
+        const auto start = std::chrono::steady_clock::now();
+        for (;;) {
+            const auto spent = std::chrono::steady_clock::now() - start;
+            if (passEnded || spent >= kLongestPassSlice || (spent >= kPassSlice && framesRead >= catchUpTo)) {
+                return;
+            }
+            const size_t frames = m_meter ? whole.next().frames : whole.skip();
+            framesRead += int64_t(frames);
+            passEnded = frames == 0;
+        }
+    };
+    const bool encoded = encoder.encode(m_outFile, [&](int64_t framesEncoded) {
+        if (isCancelled()) {
+            return false;
+        }
+        readPass(framesEncoded);
+        reportProgress(totalFrames() - std::min<int64_t>(framesEncoded, totalFrames()));
+        return true;
+    });
+    while (encoded && !passEnded && !isCancelled()) {
+        readPass(std::numeric_limits<int64_t>::max());
+    }
+    return framesRead;
+}
+
+void MP3EncodeOperation::encodeBlock(const PcmBlockSource::Block& block)
+{
+    const bool stereo = block.right16 || block.right32;
+    const size_t mp3Size = mp3BufferSize(stereo ? 2 : 1, uint32_t(block.frames));
+    // Grown once and then reused: the blocks of one source are all of one size.
+    if (m_mp3Buffer.size() < mp3Size) {
+        m_mp3Buffer = allocateZeroed<unsigned char>(mp3Size, "Unable to allocate memory.");
+    }
     int written;
-    if (!wideChannels.empty()) {
-        const int* left = wideChannels[0].get();
-        const int* right = channels > 1 ? wideChannels[1].get() : left;
-        written = lame_encode_buffer_int(m_gfp.get(), left, right, int(frameCount), mp3.get(), int(mp3Size));
+    if (block.left32) {
+        written = lame_encode_buffer_int(m_gfp.get(), block.left32, stereo ? block.right32 : block.left32,
+                                         int(block.frames), m_mp3Buffer.data(), int(mp3Size));
     } else {
-        const short* left = narrow[0].get();
-        const short* right = channels > 1 ? narrow[1].get() : left;
-        written = lame_encode_buffer(m_gfp.get(), left, right, int(frameCount), mp3.get(), int(mp3Size));
+        written = lame_encode_buffer(m_gfp.get(), block.left16, stereo ? block.right16 : block.left16,
+                                     int(block.frames), m_mp3Buffer.data(), int(mp3Size));
     }
     if (written < 0) {
         ZT_FAIL(QStringLiteral("LAME encoding error."));
     }
-    if (std::fwrite(mp3.get(), 1, size_t(written), m_outFile) != size_t(written)) {
+    if (std::fwrite(m_mp3Buffer.data(), 1, size_t(written), m_outFile) != size_t(written)) {
         ZT_FAIL(QStringLiteral("Unable to write to the output file."));
     }
 }
@@ -605,35 +535,23 @@ void MP3EncodeOperation::measureSource()
             decoder = std::make_unique<TrackSpanDecoder>(std::move(decoder), track()->start, track()->length);
         }
         const AudioStreamBasicDescription format = decoder->decodeFormat();
-        m_sourceBitsPerChannel = format.mBitsPerChannel;
-        const uint32_t bufferSize = chunkBufferSize(m_sourceBitsPerChannel);
         m_meter =
             std::make_shared<LoudnessMeter>(format.mChannelsPerFrame, (unsigned long)(format.mSampleRate));
-        if (bufferSize == 0 || format.mBytesPerFrame == 0 || !m_meter->valid()) {
+        if (DecoderPcmSource::readBufferSize(format.mBitsPerChannel) == 0 || format.mBytesPerFrame == 0 ||
+            !m_meter->valid()) {
             cannotMeasure(tr("its audio has a form the meter does not take"));
             return;
         }
-        setTotalFrames(decoder->totalFrames());
-        std::vector<uint8_t> buffer =
-            allocateZeroed<uint8_t>(bufferSize, "Unable to allocate Buffer memory.");
-        AudioBufferList bufferList;
-        bufferList.mNumberBuffers = 1;
-        bufferList.mBuffers[0].mData = buffer.data();
+        DecoderPcmSource source(std::move(decoder), false);
+        source.setMeter(m_meter);
+        setTotalFrames(source.totalFrames());
         qint64 framesRead = 0;
         for (uint64_t chunk = 1;; ++chunk) {
-            bufferList.mBuffers[0].mNumberChannels = format.mChannelsPerFrame;
-            bufferList.mBuffers[0].mDataByteSize = bufferSize;
-            const uint32_t frames = decoder->readAudio(&bufferList, bufferSize / format.mBytesPerFrame);
+            const size_t frames = source.next().frames;
             if (frames == 0) {
-                if (decoder->isEndOfFile()) {
-                    break;
-                }
-                continue;
+                break;
             }
-            std::vector<std::unique_ptr<int16_t[]>> narrow;
-            std::vector<std::unique_ptr<int32_t[]>> wide;
-            splitChannels(&bufferList, frames, narrow, wide);
-            framesRead += frames;
+            framesRead += qint64(frames);
             if (chunk % 8 == 0) {
                 if (isCancelled()) {
                     m_meter.reset();

@@ -4,15 +4,26 @@
 // into place, the cover file and the music library.
 //
 // main() opens the source through the decoder factory, configures LAME from
-// the settings (always with the VBR/LAME information frame and without
-// ReplayGain analysis), pulls interleaved PCM in chunks of 32 KiB (8- and
-// 24-bit sources), 64 KiB (16-bit) or 128 KiB (32-bit), splits each chunk
-// into per-channel buffers in a width LAME takes (8-bit bytes doubled into
-// 16 bits, 24-bit samples left-justified in 32 bits), writes LAME's output to
-// a temporary file, flushes, and rewrites the information frame with the
-// final counts, delay and padding. Cancellation is noticed every eighth
-// chunk; a cancelled run writes no flush and no information frame, and its
-// temporary file is removed.
+// the settings (LameConfiguration: always with the VBR/LAME information frame
+// and without ReplayGain analysis), reads the PCM as LAME takes it through a
+// DecoderPcmSource, writes LAME's output to a temporary file, flushes, and
+// rewrites the information frame with the final counts, delay and padding.
+// Cancellation is noticed every eighth block; a cancelled run writes no flush
+// and no information frame, and its temporary file is removed.
+//
+// A long source (half a minute or more, see kMinimumSplitSeconds) is split when
+// the preference "splitLongFiles" is on and slots of the run's encoder
+// budget (EncoderSlots) are idle as its encode starts: one chunk for this
+// operation's own slot and one per idle slot it could borrow, each read
+// through its own decoder on the same file (the decoded WAV for a source
+// that is not decoded in real time) by its own LAME instance on its own
+// thread, and joined into one gapless MP3 (SplitMP3Encoder). Meanwhile this
+// thread decodes the whole source once more, in one pass, for the meter and
+// the decoder's damage report, so that both are what the single instance
+// would have given. The borrowed slots go back as soon as the audio is
+// encoded. The same source, settings and chunk count give the same bytes.
+// Parts that cannot be joined (a source that ends before its announced
+// length) are dropped, and the file is encoded again by the single instance.
 //
 // A source the decoder reports damaged (see DecoderDamage) is still encoded
 // from what could be decoded; one line names the file and the damage, and
@@ -29,18 +40,23 @@
 // Operation Failed To Encode File: <name>.  Error:<reason>". On that path the
 // temporary file is left where it is, as it always was.
 //
-// Threads: main() and encodeChunk() on the operation's own thread; tags are
-// written on the tagging thread (writeMetadata()).
+// Threads: main() on the operation's own thread, a split encode's chunks on
+// threads of their own that are gone when it returns; tags are written on
+// the tagging thread (writeMetadata()).
 
 #include "EncodeOperation.h"
+#include "EncoderSlots.h"
+#include "PcmBlockSource.h"
 #include "ReplayGain.h"
+#include "SplitMP3Encoder.h"
 
 #include <cstdint>
+#include <functional>
 #include <lame/lame.h>
 #include <memory>
 #include <vector>
 
-struct AudioBufferList;
+class DecoderPcmSource;
 class LoudnessMeter;
 
 class MP3EncodeOperation : public EncodeOperation
@@ -56,9 +72,6 @@ public:
     bool sourceDamaged() const override { return m_sourceDamaged; }
     std::shared_ptr<const LoudnessMeter> loudnessMeter() const override;
 
-    // Bytes of one chunk for a sample width; 0 for a width LAME is not given.
-    static uint32_t chunkBufferSize(uint32_t bitsPerChannel);
-
     static const QString kFailedToEncodeMessage; // "MP3 Encode Operation Failed To Encode File: %1. Error:%2"
     // "Damaged Source: %1: %2. The MP3 holds what could be decoded."
     static const QString kDamagedSourceMessage;
@@ -67,12 +80,6 @@ protected:
     void main() override;
     void writeMetadata() override;
 
-    // Converts and encodes frameCount frames of bufferList and appends LAME's
-    // output to the open output file. Raises NamedException on failure.
-    void encodeChunk(const AudioBufferList* bufferList, uint32_t frameCount);
-    // Flushes LAME and appends the last bytes.
-    void finishEncode();
-
 private:
     struct LameDeleter
     {
@@ -80,23 +87,40 @@ private:
     };
 
     void encode();
-    // Splits a chunk of m_sourceBitsPerChannel-bit samples into one buffer
-    // per channel, in the width LAME takes, and feeds them to the meter when
-    // there is one; raises for another width.
-    void splitChannels(const AudioBufferList* bufferList, uint32_t frameCount,
-                       std::vector<std::unique_ptr<int16_t[]>>& narrow,
-                       std::vector<std::unique_ptr<int32_t[]>>& wide);
+    // The whole source through the operation's own LAME instance; the frames
+    // read. Stops early when cancelled.
+    int64_t encodeSingle(DecoderPcmSource& source, const std::function<void(qint64)>& reportProgress);
+    // The chunks of a split encode, or none when this source is not split:
+    // the preference "splitLongFiles" is off, the source is short, or no
+    // encoder slot is idle. The slots of the chunks after the first stay in
+    // loan.
+    std::vector<SplitMP3Encoder::Chunk> planSplit(const DecoderPcmSource& source, EncoderSlots::Loan& loan);
+    // The chunks, each from its own decoder on pcmPath, on their own threads,
+    // while this thread reads whole once, for the meter and the damage
+    // report. The frames the pass read; it stops early when cancelled.
+    int64_t encodeSplit(DecoderPcmSource& whole, const QString& pcmPath,
+                        const std::vector<SplitMP3Encoder::Chunk>& chunks,
+                        const std::function<void(qint64)>& reportProgress);
+    // After a split encode failed: the output emptied, and a fresh source
+    // (and meter) for the whole of pcmPath, to encode it again with the
+    // operation's own instance, which was not fed yet.
+    std::unique_ptr<DecoderPcmSource> restartSingle(const QString& pcmPath, bool downmix);
+    // Encodes one block with the operation's own instance and appends LAME's
+    // output to the open output file. Raises NamedException on failure.
+    void encodeBlock(const PcmBlockSource::Block& block);
+    // Flushes LAME and appends the last bytes.
+    void finishEncode();
     // Decodes the source for its ReplayGain figures alone (the metadata-only
     // run). A source that cannot be measured is logged and gets none.
     void measureSource();
     // The meter's result, once the whole of the audio went through it.
     void finishMeasuring();
-    void configureLame(double inputSampleRate, uint32_t channels);
     // Closes m_outFile; false (errno set) when the close failed.
     bool closeOutFile();
 
     std::unique_ptr<lame_global_flags, LameDeleter> m_gfp;
-    uint32_t m_sourceBitsPerChannel = 0;
+    // LAME's output for one block.
+    std::vector<unsigned char> m_mp3Buffer;
     // Channels of a source that LAME refused because down-mixing was off;
     // 0 otherwise. Tells the failure report to explain the way out.
     uint32_t m_channelsWithoutDownmix = 0;

@@ -37,7 +37,16 @@ GeneralPreferencesPane::GeneralPreferencesPane(QWidget* parent) : QWidget(parent
 
     maxEncodersButton = new QComboBox(this);
     maxEncodersButton->setToolTip(tr("How many files are converted at the same time"));
-    form->addRow(tr("Simultaneous encodes:"), maxEncodersButton);
+    splitLongFilesCheckbox =
+        checkBox(tr("Use every idle core for one long file"), QStringLiteral("splitLongFiles"), this);
+    splitLongFilesCheckbox->setToolTip(
+        tr("A file of half a minute or more that starts while fewer files are converting is cut into parts, "
+           "encoded at the same time and joined into one MP3"));
+    auto* encodersRow = new QHBoxLayout;
+    encodersRow->addWidget(maxEncodersButton);
+    encodersRow->addWidget(splitLongFilesCheckbox);
+    encodersRow->addStretch(1);
+    form->addRow(tr("Simultaneous encodes:"), encodersRow);
 
     outputDirectoryPopUp = new OutputFolderPopUp(this);
     preserveDirectoryStructureCheckbox =

@@ -23,6 +23,8 @@ public:
     explicit GeneralPreferencesPane(QWidget* parent = nullptr);
 
     QComboBox* maxEncodersButton = nullptr;
+    // Beside it: "splitLongFiles"; only of use with two encodes or more.
+    QCheckBox* splitLongFilesCheckbox = nullptr;
     OutputFolderPopUp* outputDirectoryPopUp = nullptr;
     QCheckBox* preserveDirectoryStructureCheckbox = nullptr;
     QCheckBox* openOutputDirectoryCheckbox = nullptr;

@@ -220,6 +220,8 @@ void PreferencesWindowController::fillMaxEncodersButton()
     if (choice.correctedValue) {
         preferences().setValue(QStringLiteral("numProcesses"), *choice.correctedValue);
     }
+    // One encode at a time leaves no core idle for a long file's parts.
+    m_general->splitLongFilesCheckbox->setEnabled(maxEncoders() > 1);
     connect(button, &QComboBox::activated, this, [this](int index) { setMaxEncoders(index + 1); });
 }
 
@@ -236,6 +238,7 @@ void PreferencesWindowController::setMaxEncoders(int count)
     }
     button->setCurrentIndex(count - 1);
     preferences().setValue(QStringLiteral("numProcesses"), count);
+    m_general->splitLongFilesCheckbox->setEnabled(count > 1);
 }
 
 OutputFolderPopUp* PreferencesWindowController::outputDirectoryPopUp() const

@@ -6,7 +6,9 @@
 //
 // The panes' controls store their keys as they change. The window adds
 // what is more than a binding: the simultaneous-encodes pop-up with its
-// correction of stored values without an item, the output folder selector
+// correction of stored values without an item and the "use every idle core
+// for one long file" box beside it, enabled from two encodes on, the output
+// folder selector
 // (the same as the main window's, refreshed on "the output folder
 // changed"), the enabling rules of the naming controls, the token pop-ups
 // that insert into their fields, the live preview of the naming scheme, and
