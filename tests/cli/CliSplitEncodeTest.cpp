@@ -26,6 +26,8 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using CliProgram::filesBelow;
@@ -44,23 +46,16 @@ void run(const QString& program, const QStringList& arguments)
 void makeMusic(const QString& path, int seconds, int rate)
 {
     const QString folder = QFileInfo(path).path();
-    const QString notes = folder + QStringLiteral("/notes.wav");
-    const QString sweeps = folder + QStringLiteral("/sweeps.wav");
-    const QStringList format{QStringLiteral("-r"), QString::number(rate), QStringLiteral("-c"),
-                             QStringLiteral("2"),  QStringLiteral("-b"),  QStringLiteral("16")};
-    run(QStringLiteral("sox"),
-        QStringList{QStringLiteral("-D"), QStringLiteral("-n")} + format +
-            QStringList{notes, QStringLiteral("synth"), QStringLiteral("0.5"), QStringLiteral("pluck"),
-                        QStringLiteral("220"), QStringLiteral("pluck"), QStringLiteral("330"),
-                        QStringLiteral("repeat"), QString::number(seconds * 2 - 1)});
-    run(QStringLiteral("sox"),
-        QStringList{QStringLiteral("-D"), QStringLiteral("-n")} + format +
-            QStringList{sweeps, QStringLiteral("synth"), QString::number(seconds), QStringLiteral("sine"),
-                        QStringLiteral("100-3000"), QStringLiteral("sine"), QStringLiteral("150-2500"),
-                        QStringLiteral("tremolo"), QStringLiteral("2"), QStringLiteral("60")});
-    run(QStringLiteral("sox"),
-        {QStringLiteral("-D"), QStringLiteral("-m"), QStringLiteral("-v"), QStringLiteral("0.7"), notes,
-         QStringLiteral("-v"), QStringLiteral("0.3"), sweeps, path});
+    const QString notes = folder + u"/notes.wav"_s;
+    const QString sweeps = folder + u"/sweeps.wav"_s;
+    const QStringList format{u"-r"_s, QString::number(rate), u"-c"_s, u"2"_s, u"-b"_s, u"16"_s};
+    run(u"sox"_s, QStringList{u"-D"_s, u"-n"_s} + format +
+                      QStringList{notes, u"synth"_s, u"0.5"_s, u"pluck"_s, u"220"_s, u"pluck"_s, u"330"_s,
+                                  u"repeat"_s, QString::number(seconds * 2 - 1)});
+    run(u"sox"_s, QStringList{u"-D"_s, u"-n"_s} + format +
+                      QStringList{sweeps, u"synth"_s, QString::number(seconds), u"sine"_s, u"100-3000"_s,
+                                  u"sine"_s, u"150-2500"_s, u"tremolo"_s, u"2"_s, u"60"_s});
+    run(u"sox"_s, {u"-D"_s, u"-m"_s, u"-v"_s, u"0.7"_s, notes, u"-v"_s, u"0.3"_s, sweeps, path});
     QFile::remove(notes);
     QFile::remove(sweeps);
 }
@@ -69,10 +64,8 @@ void makeMusic(const QString& path, int seconds, int rate)
 // Info frame's delay and padding dropped); ffmpeg must not complain.
 std::vector<int16_t> decode(const QString& path)
 {
-    const ToolResult result = runTool(QStringLiteral("ffmpeg"),
-                                      {QStringLiteral("-nostdin"), QStringLiteral("-v"),
-                                       QStringLiteral("error"), QStringLiteral("-i"), path,
-                                       QStringLiteral("-f"), QStringLiteral("s16le"), QStringLiteral("-")});
+    const ToolResult result = runTool(
+        u"ffmpeg"_s, {u"-nostdin"_s, u"-v"_s, u"error"_s, u"-i"_s, path, u"-f"_s, u"s16le"_s, u"-"_s});
     EXPECT_EQ(result.exitCode, 0) << path.toStdString();
     EXPECT_EQ(result.standardError, QString()) << path.toStdString();
     std::vector<int16_t> samples(size_t(result.standardOutput.size()) / 2);
@@ -103,20 +96,18 @@ protected:
     }
     QProcessEnvironment environment() const
     {
-        return CliProgram::isolatedEnvironment(scratch.file(QStringLiteral("home")),
-                                               scratch.file(QStringLiteral("tmp")));
+        return CliProgram::isolatedEnvironment(scratch.file(u"home"_s), scratch.file(u"tmp"_s));
     }
     // Converts paths into out/<folder> with the options; fails on a failed run.
     void convert(const QString& folder, const QStringList& options, const QStringList& paths)
     {
-        const CliProgram::Result result = CliProgram::run(
-            QStringList{QStringLiteral("convert"), QStringLiteral("-o"), out(folder)} + options + paths,
-            environment());
+        const CliProgram::Result result =
+            CliProgram::run(QStringList{u"convert"_s, u"-o"_s, out(folder)} + options + paths, environment());
         ASSERT_EQ(result.exitCode, 0) << result.out.toStdString() << result.err.toStdString();
-        EXPECT_EQ(CliProgram::temporaryFilesIn(scratch.file(QStringLiteral("tmp"))), QStringList{});
+        EXPECT_EQ(CliProgram::temporaryFilesIn(scratch.file(u"tmp"_s)), QStringList{});
     }
-    QString out(const QString& folder) const { return scratch.file(QStringLiteral("out/") + folder); }
-    QString in(const QString& name) const { return scratch.file(QStringLiteral("in/") + name); }
+    QString out(const QString& folder) const { return scratch.file(u"out/"_s + folder); }
+    QString in(const QString& name) const { return scratch.file(u"in/"_s + name); }
 
     ScratchDir scratch;
 };
@@ -136,21 +127,20 @@ class SplitEncode : public SplitEncodeFixture, public testing::TestWithParam<Mod
 TEST_P(SplitEncode, IsExactRepeatableAndAsGoodAsOneEncoder)
 {
     const Mode& mode = GetParam();
-    const QString source = in(QStringLiteral("music.wav"));
+    const QString source = in(u"music.wav"_s);
     makeMusic(source, kSeconds, mode.sourceRate);
     ASSERT_FALSE(HasFatalFailure());
-    const QStringList format{QStringLiteral("-f"), QLatin1String(mode.format)};
-    const QStringList three{QStringLiteral("-j"), QStringLiteral("3")};
-    const QStringList noSplit{QStringLiteral("--no-split")};
-    convert(QStringLiteral("split"), format + three, {source});
-    convert(QStringLiteral("again"), format + three, {source});
-    convert(QStringLiteral("single"), format + three + noSplit, {source});
-    convert(QStringLiteral("one-job"), format + QStringList{QStringLiteral("-j"), QStringLiteral("1")},
-            {source});
+    const QStringList format{u"-f"_s, QLatin1String(mode.format)};
+    const QStringList three{u"-j"_s, u"3"_s};
+    const QStringList noSplit{u"--no-split"_s};
+    convert(u"split"_s, format + three, {source});
+    convert(u"again"_s, format + three, {source});
+    convert(u"single"_s, format + three + noSplit, {source});
+    convert(u"one-job"_s, format + QStringList{u"-j"_s, u"1"_s}, {source});
     ASSERT_FALSE(HasFatalFailure());
 
     const auto bytes = [&](const char* folder) {
-        return fileBytes(out(QLatin1String(folder)) + QStringLiteral("/music.mp3"));
+        return fileBytes(out(QLatin1String(folder)) + u"/music.mp3"_s);
     };
     ASSERT_FALSE(bytes("split").isEmpty());
     EXPECT_EQ(bytes("again"), bytes("split"));
@@ -162,13 +152,12 @@ TEST_P(SplitEncode, IsExactRepeatableAndAsGoodAsOneEncoder)
     // The reference at the output's rate.
     QString reference = source;
     if (mode.outputRate != mode.sourceRate) {
-        reference = scratch.file(QStringLiteral("reference.wav"));
-        run(QStringLiteral("sox"), {source, QStringLiteral("-r"), QString::number(mode.outputRate), reference,
-                                    QStringLiteral("rate"), QStringLiteral("-v")});
+        reference = scratch.file(u"reference.wav"_s);
+        run(u"sox"_s, {source, u"-r"_s, QString::number(mode.outputRate), reference, u"rate"_s, u"-v"_s});
     }
     const std::vector<int16_t> expected = decode(reference);
-    const std::vector<int16_t> split = decode(out(QStringLiteral("split/music.mp3")));
-    const std::vector<int16_t> single = decode(out(QStringLiteral("single/music.mp3")));
+    const std::vector<int16_t> split = decode(out(u"split/music.mp3"_s));
+    const std::vector<int16_t> single = decode(out(u"single/music.mp3"_s));
     EXPECT_EQ(split.size(), single.size());
     if (mode.outputRate == mode.sourceRate) {
         EXPECT_EQ(split.size(), expected.size());
@@ -198,32 +187,30 @@ TEST_F(SplitEncodeRun, RowsHoldingEveryJobLeaveNoneToSplitOver)
 {
     // Two long files at -j 2: each holds one of the two jobs from the start,
     // so neither is split, and both are the bytes of --no-split.
-    makeMusic(in(QStringLiteral("a.wav")), kSeconds, 44100);
-    makeMusic(in(QStringLiteral("b.wav")), kSeconds, 48000);
+    makeMusic(in(u"a.wav"_s), kSeconds, 44100);
+    makeMusic(in(u"b.wav"_s), kSeconds, 48000);
     ASSERT_FALSE(HasFatalFailure());
-    const QStringList options{QStringLiteral("-f"), QStringLiteral("vbr:4"), QStringLiteral("-j"),
-                              QStringLiteral("2")};
-    const QStringList paths{in(QStringLiteral("a.wav")), in(QStringLiteral("b.wav"))};
-    convert(QStringLiteral("two"), options, paths);
-    convert(QStringLiteral("single"), options + QStringList{QStringLiteral("--no-split")}, paths);
+    const QStringList options{u"-f"_s, u"vbr:4"_s, u"-j"_s, u"2"_s};
+    const QStringList paths{in(u"a.wav"_s), in(u"b.wav"_s)};
+    convert(u"two"_s, options, paths);
+    convert(u"single"_s, options + QStringList{u"--no-split"_s}, paths);
     ASSERT_FALSE(HasFatalFailure());
     for (const char* name : {"a.mp3", "b.mp3"}) {
-        const QByteArray two = fileBytes(out(QStringLiteral("two/")) + QLatin1String(name));
+        const QByteArray two = fileBytes(out(u"two/"_s) + QLatin1String(name));
         EXPECT_FALSE(two.isEmpty()) << name;
-        EXPECT_EQ(two, fileBytes(out(QStringLiteral("single/")) + QLatin1String(name))) << name;
+        EXPECT_EQ(two, fileBytes(out(u"single/"_s) + QLatin1String(name))) << name;
     }
 }
 
 TEST_F(SplitEncodeRun, InterruptedMidwayLeavesNoOutputAndNoTemporaryFile)
 {
-    const QString source = in(QStringLiteral("long.flac"));
+    const QString source = in(u"long.flac"_s);
     makeMusic(source, 240, 44100);
     ASSERT_FALSE(HasFatalFailure());
-    const QString temporary = scratch.file(QStringLiteral("tmp"));
+    const QString temporary = scratch.file(u"tmp"_s);
     QProcess process;
     process.setProcessEnvironment(environment());
-    process.start(CliProgram::path(), {QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("3"),
-                                       QStringLiteral("-o"), out(QStringLiteral("cut")), source});
+    process.start(CliProgram::path(), {u"convert"_s, u"-j"_s, u"3"_s, u"-o"_s, out(u"cut"_s), source});
     ASSERT_TRUE(process.waitForStarted());
     // The output's temporary file is made as the encode starts; a little
     // later its parts are being encoded.
@@ -238,63 +225,58 @@ TEST_F(SplitEncodeRun, InterruptedMidwayLeavesNoOutputAndNoTemporaryFile)
     ASSERT_TRUE(process.waitForFinished(60000));
     EXPECT_EQ(process.exitCode(), 130) << process.readAllStandardError().toStdString();
     EXPECT_EQ(filesBelow(temporary), QStringList{});
-    EXPECT_EQ(filesBelow(out(QStringLiteral("cut"))), QStringList{});
+    EXPECT_EQ(filesBelow(out(u"cut"_s)), QStringList{});
 }
 
 TEST_F(SplitEncodeRun, SourceEndingEarlyIsConvertedAsWithoutSplitting)
 {
     // A FLAC cut at 60 % announces more than it holds: its parts cannot be
     // joined, and the file is encoded whole, reported damaged.
-    makeMusic(in(QStringLiteral("whole.flac")), 80, 44100);
+    makeMusic(in(u"whole.flac"_s), 80, 44100);
     ASSERT_FALSE(HasFatalFailure());
-    const QByteArray whole = fileBytes(in(QStringLiteral("whole.flac")));
-    QFile cut(in(QStringLiteral("cut.flac")));
+    const QByteArray whole = fileBytes(in(u"whole.flac"_s));
+    QFile cut(in(u"cut.flac"_s));
     ASSERT_TRUE(cut.open(QIODevice::WriteOnly));
     cut.write(whole.left(whole.size() * 6 / 10));
     cut.close();
-    for (const QStringList& options : {QStringList{}, QStringList{QStringLiteral("--no-split")}}) {
-        const QString folder = options.isEmpty() ? QStringLiteral("split") : QStringLiteral("single");
+    for (const QStringList& options : {QStringList{}, QStringList{u"--no-split"_s}}) {
+        const QString folder = options.isEmpty() ? u"split"_s : u"single"_s;
         const CliProgram::Result result =
-            CliProgram::run(QStringList{QStringLiteral("convert"), QStringLiteral("-j"), QStringLiteral("3"),
-                                        QStringLiteral("-o"), out(folder)} +
-                                options + QStringList{cut.fileName()},
+            CliProgram::run(QStringList{u"convert"_s, u"-j"_s, u"3"_s, u"-o"_s, out(folder)} + options +
+                                QStringList{cut.fileName()},
                             environment());
         EXPECT_EQ(result.exitCode, 1);
-        EXPECT_TRUE(result.out.contains(QStringLiteral("1 of 1 files written, 1 from a damaged source.")))
+        EXPECT_TRUE(result.out.contains(u"1 of 1 files written, 1 from a damaged source."_s))
             << result.out.toStdString();
     }
-    EXPECT_FALSE(fileBytes(out(QStringLiteral("split/cut.mp3"))).isEmpty());
-    EXPECT_EQ(fileBytes(out(QStringLiteral("split/cut.mp3"))),
-              fileBytes(out(QStringLiteral("single/cut.mp3"))));
-    EXPECT_EQ(CliProgram::temporaryFilesIn(scratch.file(QStringLiteral("tmp"))), QStringList{});
+    EXPECT_FALSE(fileBytes(out(u"split/cut.mp3"_s)).isEmpty());
+    EXPECT_EQ(fileBytes(out(u"split/cut.mp3"_s)), fileBytes(out(u"single/cut.mp3"_s)));
+    EXPECT_EQ(CliProgram::temporaryFilesIn(scratch.file(u"tmp"_s)), QStringList{});
 }
 
 TEST_F(SplitEncodeRun, LongCueSheetTrackStaysExactWithTheSameReplayGain)
 {
     // Track 2 of a 45 s image runs from 10 s to the end: 35 s, split.
-    const QString image = in(QStringLiteral("Image.flac"));
+    const QString image = in(u"Image.flac"_s);
     makeMusic(image, 45, 44100);
     ASSERT_FALSE(HasFatalFailure());
-    QFile sheet(in(QStringLiteral("Image.cue")));
+    QFile sheet(in(u"Image.cue"_s));
     ASSERT_TRUE(sheet.open(QIODevice::WriteOnly));
     sheet.write("FILE \"Image.flac\" WAVE\n"
                 "  TRACK 01 AUDIO\n    TITLE \"Short\"\n    INDEX 01 00:00:00\n"
                 "  TRACK 02 AUDIO\n    TITLE \"Long\"\n    INDEX 01 00:10:00\n");
     sheet.close();
-    const QStringList options{QStringLiteral("-f"),           QStringLiteral("vbr:2"),
-                              QStringLiteral("--replaygain"), QStringLiteral("track"),
-                              QStringLiteral("-j"),           QStringLiteral("3")};
-    convert(QStringLiteral("split"), options, {sheet.fileName()});
-    convert(QStringLiteral("single"), options + QStringList{QStringLiteral("--no-split")},
-            {sheet.fileName()});
+    const QStringList options{u"-f"_s, u"vbr:2"_s, u"--replaygain"_s, u"track"_s, u"-j"_s, u"3"_s};
+    convert(u"split"_s, options, {sheet.fileName()});
+    convert(u"single"_s, options + QStringList{u"--no-split"_s}, {sheet.fileName()});
     ASSERT_FALSE(HasFatalFailure());
 
-    const QString split = out(QStringLiteral("split/02 - Long.mp3"));
-    const QString single = out(QStringLiteral("single/02 - Long.mp3"));
+    const QString split = out(u"split/02 - Long.mp3"_s);
+    const QString single = out(u"single/02 - Long.mp3"_s);
     EXPECT_NE(fileBytes(split), fileBytes(single));
     EXPECT_EQ(decode(split).size(), size_t(35 * 44100 * 2));
     const QJsonObject splitTags = Mutagen::dump(split);
-    EXPECT_TRUE(splitTags.keys().join(u' ').contains(QStringLiteral("REPLAYGAIN_TRACK_GAIN")))
+    EXPECT_TRUE(splitTags.keys().join(u' ').contains(u"REPLAYGAIN_TRACK_GAIN"_s))
         << splitTags.keys().join(u' ').toStdString();
     EXPECT_EQ(splitTags, Mutagen::dump(single));
 }
