@@ -92,14 +92,14 @@ private:
     int64_t encodeSingle(DecoderPcmSource& source, const std::function<void(qint64)>& reportProgress);
     // The chunks of a split encode, or none when this source is not split:
     // the preference "splitLongFiles" is off, the source is short, or no
-    // encoder slot is idle. The slots of the chunks after the first stay in
-    // loan.
+    // encoder slot is idle: up to kChunksPerEncoder chunks for each encoder
+    // slot borrowed into loan, and for the operation's own.
     std::vector<SplitMP3Encoder::Chunk> planSplit(const DecoderPcmSource& source, EncoderSlots::Loan& loan);
-    // The chunks, each from its own decoder on pcmPath, on their own threads,
-    // while this thread reads whole once, for the meter and the damage
-    // report. The frames the pass read; it stops early when cancelled.
+    // The chunks, each from its own decoder on pcmPath, on that many encoder
+    // threads, while this thread reads whole once, for the meter and the
+    // damage report. The frames the pass read; it stops early when cancelled.
     int64_t encodeSplit(DecoderPcmSource& whole, const QString& pcmPath,
-                        const std::vector<SplitMP3Encoder::Chunk>& chunks,
+                        const std::vector<SplitMP3Encoder::Chunk>& chunks, int encoders,
                         const std::function<void(qint64)>& reportProgress);
     // After a split encode failed: the output emptied, and a fresh source
     // (and meter) for the whole of pcmPath, to encode it again with the

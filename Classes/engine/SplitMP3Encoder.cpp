@@ -149,8 +149,10 @@ std::vector<SplitMP3Encoder::Chunk> SplitMP3Encoder::plan(int64_t sourceFrames, 
     return chunks;
 }
 
-SplitMP3Encoder::SplitMP3Encoder(ConfigureLame configure, OpenChunk open, std::vector<Chunk> chunks)
-    : m_configure(std::move(configure)), m_open(std::move(open)), m_chunks(std::move(chunks))
+SplitMP3Encoder::SplitMP3Encoder(ConfigureLame configure, OpenChunk open, std::vector<Chunk> chunks,
+                                 int threads)
+    : m_configure(std::move(configure)), m_open(std::move(open)), m_chunks(std::move(chunks)),
+      m_threads(threads)
 {
     ZT_REQUIRE(!m_chunks.empty(), "chunks.size() > 0");
 }
@@ -183,11 +185,16 @@ bool SplitMP3Encoder::encode(std::FILE* output, const Poll& poll)
 
     std::atomic<bool> cancel = false;
     std::atomic<int64_t> framesEncoded = 0;
+    // Chunks are taken in order by m_threads workers; a worker that is done
+    // takes the next one, so a thread slowed by others on the machine does
+    // not leave the rest idle at the end.
+    std::atomic<size_t> nextChunk = 0;
     std::mutex mutex;
     std::condition_variable finishedChanged;
-    size_t finished = 0;
+    std::vector<char> finished(runs.size(), 0);
+    size_t workersRunning = 0;
     std::vector<std::thread> threads;
-    // Whatever leaves this scope (Poll may throw too), no thread outlives it.
+    // Whatever leaves this scope (Poll or the joiner may throw too), no thread outlives it.
     struct JoinAll
     {
         std::vector<std::thread>& threads;
@@ -196,36 +203,72 @@ bool SplitMP3Encoder::encode(std::FILE* output, const Poll& poll)
         {
             cancel = true;
             for (std::thread& thread : threads) {
-                thread.join();
+                if (thread.joinable()) {
+                    thread.join();
+                }
             }
         }
     } joinAll{threads, cancel};
-    for (ChunkRun& run : runs) {
-        threads.emplace_back([&, runPointer = &run] {
-            try {
-                encodeChunk(*runPointer, cancel, framesEncoded);
-            } catch (...) {
-                runPointer->failure = std::current_exception();
-                cancel = true;
+    const size_t workers = std::min(runs.size(), m_threads > 0 ? size_t(m_threads) : runs.size());
+    workersRunning = workers;
+    for (size_t w = 0; w < workers; ++w) {
+        threads.emplace_back([&] {
+            for (size_t k = nextChunk++; k < runs.size() && !cancel.load(); k = nextChunk++) {
+                try {
+                    encodeChunk(runs[k], cancel, framesEncoded);
+                } catch (...) {
+                    runs[k].failure = std::current_exception();
+                    cancel = true;
+                }
+                const std::lock_guard lock(mutex);
+                finished[k] = 1;
+                finishedChanged.notify_all();
             }
             const std::lock_guard lock(mutex);
-            ++finished;
+            --workersRunning;
             finishedChanged.notify_all();
         });
     }
 
+    // The information frame's place, its content known once every frame is written.
+    const int64_t start = ftello(output);
+    MP3StreamJoiner joiner(output, variableBitrate);
+    bool placeholderWritten = false;
+    size_t joined = 0;
     bool stopped = false;
+    // Each chunk is joined as soon as it and those before it are done, while
+    // the later ones still encode.
+    const auto joinFinished = [&] {
+        for (;;) {
+            {
+                const std::lock_guard lock(mutex);
+                if (joined == runs.size() || !finished[joined] || runs[joined].failure || cancel.load()) {
+                    return;
+                }
+            }
+            ChunkRun& run = runs[joined];
+            if (!placeholderWritten) {
+                writeAll(output, QByteArray(run.infoFrame.size(), '\0'));
+                placeholderWritten = true;
+            }
+            joiner.append(run.mp3, m_chunks[joined].firstFrame, m_chunks[joined].seamFrame);
+            run.mp3 = QByteArray();
+            ++joined;
+        }
+    };
     {
         std::unique_lock lock(mutex);
-        while (finished < runs.size()) {
+        while (workersRunning > 0) {
             finishedChanged.wait_for(lock, std::chrono::milliseconds(100));
-            if (!stopped && finished < runs.size()) {
-                lock.unlock();
-                stopped = !poll(framesEncoded.load());
-                lock.lock();
-                if (stopped) {
-                    cancel = true;
-                }
+            if (stopped || workersRunning == 0) {
+                continue;
+            }
+            lock.unlock();
+            joinFinished();
+            stopped = !poll(framesEncoded.load());
+            lock.lock();
+            if (stopped) {
+                cancel = true;
             }
         }
     }
@@ -241,16 +284,8 @@ bool SplitMP3Encoder::encode(std::FILE* output, const Poll& poll)
     if (stopped) {
         return false;
     }
-
-    // The information frame's place, its content known once every frame is written.
-    const int64_t start = ftello(output);
+    joinFinished();
     const QByteArray& template0 = runs.front().infoFrame;
-    writeAll(output, QByteArray(template0.size(), '\0'));
-    MP3StreamJoiner joiner(output, variableBitrate);
-    for (size_t k = 0; k < runs.size(); ++k) {
-        joiner.append(runs[k].mp3, m_chunks[k].firstFrame, m_chunks[k].seamFrame);
-        runs[k].mp3 = QByteArray();
-    }
     joiner.finish();
     if (!template0.isEmpty()) {
         const QByteArray info = joiner.infoFrame(template0, runs.front().delay, runs.back().padding);

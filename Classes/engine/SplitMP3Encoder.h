@@ -15,16 +15,19 @@
 // complete and untouched by its flush.
 //
 // encode() configures one LAME instance per chunk (the LAME information frame
-// only on the first), runs each on its own std::thread, checks Poll about ten
-// times a second on the calling thread, and then writes a placeholder for the
-// information frame, the joined frames, and the information frame over the
-// placeholder. The caller writes any tags afterwards.
+// only on the first) and runs the chunks in order on a few std::threads, each
+// taking the next chunk when it is done; more chunks than threads keep every
+// thread busy to the end even when the machine slows one of them. On the
+// calling thread it checks Poll about ten times a second and joins each chunk
+// as soon as it and those before it are done: a placeholder for the
+// information frame, the joined frames, and at the end the information frame
+// over the placeholder. The caller writes any tags afterwards.
 //
-// Memory: each chunk's whole MP3 output is kept in memory until the join, so
-// encode() holds about the size of the finished MP3 (plus about 50 frames of
-// lead-in and overlap per chunk), 170 MB for 70 minutes at 320 kbit/s, 70 MB
-// at 128, and while joining two copies of one chunk's more. The PCM is read
-// as it goes, a block at a time per chunk.
+// Memory: a chunk's MP3 output is kept in memory until it is joined, so at
+// worst (the first chunk finishing last) encode() holds about the size of the
+// finished MP3 (plus about 50 frames of lead-in and overlap per chunk), 170 MB
+// for 70 minutes at 320 kbit/s, 70 MB at 128, and while joining two copies of
+// one chunk's more. The PCM is read as it goes, a block at a time per chunk.
 //
 // Threads: construct, encode() and destroy on one thread (the caller's).
 // ConfigureLame and OpenChunk run on that thread; each PcmBlockSource is read
@@ -70,10 +73,12 @@ public:
     // (over all chunks, lead-ins not counted twice is not required); return false to cancel.
     using Poll = std::function<bool(int64_t framesEncoded)>;
 
-    SplitMP3Encoder(ConfigureLame configure, OpenChunk open, std::vector<Chunk> chunks);
+    // threads: how many chunks are encoded at once (0: all of them). With more chunks than
+    // threads, a thread that is done takes the next chunk.
+    SplitMP3Encoder(ConfigureLame configure, OpenChunk open, std::vector<Chunk> chunks, int threads = 0);
     ~SplitMP3Encoder();
 
-    // Encodes every chunk, one thread each, and writes the joined MP3 with its LAME information
+    // Encodes every chunk, on the threads given, and writes the joined MP3 with its LAME information
     // frame to output, from its current position (nothing else is written to it). Returns false
     // when Poll asked to stop: every chunk's thread has then stopped, and the output holds a
     // partial stream the caller deletes. Throws NamedException for a failure in any chunk
@@ -84,4 +89,5 @@ private:
     ConfigureLame m_configure;
     OpenChunk m_open;
     std::vector<Chunk> m_chunks;
+    int m_threads = 0;
 };

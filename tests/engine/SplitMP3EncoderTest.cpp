@@ -205,14 +205,15 @@ QByteArray encodeWhole(const std::vector<short>& pcm, const SplitCase& c)
 }
 
 QByteArray encodeSplit(const std::vector<short>& pcm, const SplitCase& c,
-                       const std::vector<SplitMP3Encoder::Chunk>& chunks, const QString& path)
+                       const std::vector<SplitMP3Encoder::Chunk>& chunks, const QString& path,
+                       int threads = 0)
 {
     SplitMP3Encoder encoder([&](lame_global_flags* gfp) { configure(gfp, c); },
                             [&](const SplitMP3Encoder::Chunk& chunk) {
                                 return std::make_unique<MemorySource>(pcm, c.channels, chunk.inputStart,
                                                                       chunk.inputFrames);
                             },
-                            chunks);
+                            chunks, threads);
     std::FILE* file = std::fopen(QFile::encodeName(path).constData(), "wb");
     EXPECT_NE(file, nullptr);
     bool done = false;
@@ -331,7 +332,7 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
     const QByteArray whole = encodeWhole(pcm, c);
     writeFile(wholePath, whole);
     const QString splitPath = dir.file(u"split.mp3"_s);
-    const QByteArray split = encodeSplit(pcm, c, chunks, splitPath);
+    const QByteArray split = encodeSplit(pcm, c, chunks, splitPath, 2);
     ASSERT_FALSE(split.isEmpty());
 
     const std::vector<short> wholeDecoded = decodeWithFFmpeg(wholePath);
@@ -361,6 +362,7 @@ TEST_P(SplitMP3EncoderTest, threeChunksDecodeLikeOneInstance)
     EXPECT_NEAR(splitSnr, wholeSnr, 0.2);
     EXPECT_NEAR(splitSeams, wholeSeams, 0.5);
 
+    // Again, every chunk on a thread of its own: the same bytes.
     EXPECT_EQ(encodeSplit(pcm, c, chunks, dir.file(u"again.mp3"_s)), split);
 
     // One chunk: nothing to join, so LAME's own stream and information frame, byte for byte.
