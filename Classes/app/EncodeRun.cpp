@@ -6,6 +6,7 @@
 #include "EncoderSlots.h"
 #include "ErrorLog.h"
 #include "FileEncodeOperation.h"
+#include "MainThread.h"
 #include "OperationsArrayController.h"
 #include "Preferences.h"
 #include "UserInterface.h"
@@ -43,16 +44,15 @@ void showFolderAlert(UserInterface& ui, const char* title, const char* text)
 
 EncodeRun::EncodeRun(ApplicationController& controller) : m_controller(controller)
 {
-    // Queued to the main thread; dropped with the controller.
+    // On the main thread, with the encode that gave the slots back waiting,
+    // as an operation's end waits (through the same hand-over, whose order
+    // the thread checkers see; a queued call's would be hidden in Qt).
     EncoderSlots::shared().setOnGivenBack([this] {
-        QMetaObject::invokeMethod(
-            &m_controller,
-            [this] {
-                if (m_controller.encoderRunning() && !m_controller.m_cancelled) {
-                    startWaitingRows();
-                }
-            },
-            Qt::QueuedConnection);
+        MainThread::runAndWait([this] {
+            if (m_controller.encoderRunning() && !m_controller.m_cancelled) {
+                startWaitingRows();
+            }
+        });
     });
 }
 
