@@ -16,7 +16,7 @@ packages=(
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev libebur128-dev
   sox flac lame vorbis-tools opus-tools speex wavpack musepack-tools ffmpeg sndfile-programs
-  python3 python3-mutagen xvfb xauth time
+  python3 python3-mutagen xvfb xauth time gcovr
   # screenshots of the desktop program
   xdotool imagemagick x11-utils openbox
   # checks of the desktop entry and the software-centre description
