@@ -1,6 +1,5 @@
-// The loudness meter against an independent one: ffmpeg's ebur128 filter
-// with sample peaks, on pink noise at three levels, alone and as an album,
-// and in one channel at another rate.
+// The loudness meter against ffmpeg's ebur128 filter on pink noise at three levels, alone and as an
+// album, and in one channel at another rate.
 
 #include "LoudnessMeter.h"
 #include "Fixtures.h"
@@ -54,9 +53,7 @@ TEST(LoudnessMeter, TrackAndAlbumFiguresMatchAnIndependentMeter)
         meters.push_back(std::move(meter));
     }
 
-    // The album: the three tracks' audio as one. (The meters leave out the
-    // blocks that would span two tracks: on tracks of 20 s that moves the
-    // figure by hundredths of a dB, on real tracks by less.)
+    // The album: the tracks' audio as one (the meters leave out blocks spanning two tracks: < 0.1 dB).
     const QString album = scratch.file(u"album.wav"_s);
     ASSERT_EQ(runTool(u"sox"_s, tracks + QStringList{album}).exitCode, 0);
     const std::optional<double> albumLoudness =
