@@ -5,6 +5,7 @@
 #include "QtPrinters.h"
 
 #include <QMetaProperty>
+#include <functional>
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
@@ -21,33 +22,22 @@ quint32 fourCCOf(const char* text)
                 : 0u;
 }
 
-// A record with a different, non-zero value in every field.
-std::unique_ptr<EncoderSettings> everyFieldSet()
+// Writes every property through the meta-object, a different non-zero value each ("x<n>" for a
+// text, true for a flag), telling written each name.
+void writeEveryProperty(EncoderSettings& s, const std::function<void(const char*)>& written = {})
 {
-    auto s = std::make_unique<EncoderSettings>();
-    s->setEnabled(true);
-    s->setEncoderType(8);
-    s->setExtension(u"spx"_s);
-    s->setBitrate(24000);
-    s->setQuality(7);
-    s->setSampleRate(32000);
-    s->setBitrateMethod(1);
-    s->setChannelMode(3);
-    s->setBitDepth(24);
-    s->setVbrQuality(6);
-    s->setFramesPerPacket(2);
-    s->setEncoderAction(1);
-    s->setFileType(fourCC("WAVE"));
-    s->setFormatID(fourCC("lpcm"));
-    s->setFormatFlags(2);
-    s->setFlacCompressionLevel(5);
-    s->setFlacVerifyEncoding(true);
-    s->setMacCompressionLevel(4000);
-    s->setSpeexDenoise(true);
-    s->setSpeexAdaptiveGainControl(true);
-    s->setSpeexVoiceActivityDetection(true);
-    s->setSpeexDiscontinuousTransmission(true);
-    return s;
+    const QMetaObject* meta = s.metaObject();
+    for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
+        const QMetaProperty property = meta->property(i);
+        const int type = property.typeId();
+        ASSERT_TRUE(property.write(&s, type == QMetaType::QString ? QVariant(u"x%1"_s.arg(i))
+                                       : type == QMetaType::Bool  ? QVariant(true)
+                                                                  : QVariant(i + 1)))
+            << property.name();
+        if (written) {
+            written(property.name());
+        }
+    }
 }
 
 TEST(EncoderSettings, AnEmptyDictionaryGivesADisabledCBRMP3RecordWithoutExtension)
@@ -62,7 +52,8 @@ TEST(EncoderSettings, AnEmptyDictionaryGivesADisabledCBRMP3RecordWithoutExtensio
 
 TEST(EncoderSettings, DictionaryAndCopyKeepEveryFieldButEncoderSetting)
 {
-    const auto original = everyFieldSet();
+    const auto original = std::make_unique<EncoderSettings>();
+    writeEveryProperty(*original);
     original->setEncoderSetting(99);
     int announced = 0;
     QObject::connect(original.get(), &EncoderSettings::encoderSettingChanged, [&] { ++announced; });
@@ -78,8 +69,8 @@ TEST(EncoderSettings, DictionaryAndCopyKeepEveryFieldButEncoderSetting)
         "flacVerifyEncoding formatFlags formatID framesPerPacket macCompressionLevel method mode quality "
         "sampleRate speexAdaptiveGainControl speexDenoise speexDiscontinuousTransmission "
         "speexVoiceActivityDetection vbrQuality"_s.split(u' '));
-    EXPECT_EQ(dictionary.value("method").toInt(), 1);
-    EXPECT_EQ(dictionary.value("mode").toInt(), 3);
+    EXPECT_EQ(dictionary.value("method").toInt(), original->bitrateMethod());
+    EXPECT_EQ(dictionary.value("mode").toInt(), original->channelMode());
 
     // Through a file and a second store, as a default format comes back at the next start.
     ScratchDir dir;
@@ -123,20 +114,13 @@ TEST(EncoderSettings, ExactlyTheSixteenEncodingParametersAnnounceUnderEncoderSet
     QObject::connect(&s, &EncoderSettings::encoderSettingChanged, [&] { events += 'd'; });
 
     std::set<std::string> announcing;
-    const QMetaObject* meta = s.metaObject();
-    for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
-        const QMetaProperty property = meta->property(i);
-        events.clear();
-        const QVariant value =
-            property.typeId() == QMetaType::QString
-                ? QVariant(u"x"_s)
-                : QVariant(property.typeId() == QMetaType::Bool ? QVariant(true) : QVariant(1));
-        ASSERT_TRUE(property.write(&s, value)) << property.name();
+    writeEveryProperty(s, [&](const char* name) {
         if (!events.empty()) {
-            EXPECT_EQ(events, "wd") << property.name();
-            announcing.insert(property.name());
+            EXPECT_EQ(events, "wd") << name;
+            announcing.insert(name);
         }
-    }
+        events.clear();
+    });
     EXPECT_EQ(announcing,
               (std::set<std::string>{"encoderType", "extension", "bitrate", "quality", "sampleRate",
                                      "bitrateMethod", "channelMode", "bitDepth", "vbrQuality", "fileType",
