@@ -461,4 +461,36 @@ TEST(MP3StreamJoinerInput, refusesWhatCannotBeJoined)
     }
 }
 
+// The frame edits the joiner makes, against LAME's own frames: the CRC word recomputed over a
+// cleared one is LAME's, and a main_data_begin written reads back with nothing else changed.
+TEST(MP3FrameEdits, matchLameFrames)
+{
+    for (const int channels : {1, 2}) {
+        const SplitCase c{Method::VBR, 44100, 44100, channels, true};
+        const QByteArray whole = encodeWhole(Music{}.render(44100, c.inputRate, c.channels), c);
+        int frames = 0;
+        for (qsizetype at = MP3Frame::parse(whole)->frameBytes(); at < whole.size(); ++frames) {
+            const std::optional<MP3Frame> frame = MP3Frame::parse(whole.sliced(at));
+            ASSERT_TRUE(frame.has_value()) << at;
+            const QByteArray head = whole.mid(at, frame->headBytes());
+            QByteArray edited = head;
+            edited[4] = edited[5] = 0;
+            frame->updateCrc(edited.data());
+            EXPECT_EQ(edited.toHex(), head.toHex()) << "frame at " << at;
+            frame->setMainDataBegin(edited.data(), frame->mainDataBeginLimit() - frames % 7);
+            frame->updateCrc(edited.data());
+            const QByteArray reparsed = edited + whole.mid(at + frame->headBytes(), frame->payloadBytes());
+            const std::optional<MP3Frame> read = MP3Frame::parse(reparsed);
+            ASSERT_TRUE(read.has_value());
+            EXPECT_EQ(read->mainDataBegin(), frame->mainDataBeginLimit() - frames % 7);
+            EXPECT_EQ(read->mainDataBytes(), frame->mainDataBytes());
+            // Only the CRC word and the pointer's 9 bits (byte 6 and the top of byte 7) changed.
+            EXPECT_EQ(edited.mid(8), head.mid(8));
+            EXPECT_EQ(edited[7] & 0x7F, head[7] & 0x7F);
+            at += frame->frameBytes();
+        }
+        EXPECT_GT(frames, 30);
+    }
+}
+
 } // namespace
