@@ -55,9 +55,7 @@ protected:
 
     QString copyOf(const QString& fixture, const QString& name)
     {
-        const QString path = scratch.file(name);
-        EXPECT_TRUE(QFile::copy(Fixtures::generated(fixture), path));
-        return path;
+        return scratch.copyOf(Fixtures::generated(fixture), name);
     }
 
     // Runs the row to its end; records every progress value it shows.
