@@ -1,6 +1,4 @@
-// Where a finished file goes and what happens to what was there: collisions,
-// the iTunes folder, the overwrite question, the Trash, cancellation, kept
-// folder structure and cover files. Real encodes of a short source.
+// Where a finished file goes and what happens to what was there; real encodes of a short source.
 
 #include "Encoding.h"
 #include "Fixtures.h"
@@ -69,23 +67,16 @@ struct Encode
 
 } // namespace
 
+// Encoded files get numbered names through it: see namesFromLongTagsFitTheFileSystem.
 TEST(EncodeOperation, existingOutputsGetNumberedNames)
 {
-    ScratchDir in, out;
-    PreferencesScope preferences({{"destinationDirectory", out.path()}});
-    BasicEncodeDelegate delegate;
-    const QString source = in.copyOf(shortSource(), u"song.wav"_s);
-    const QStringList names{"song.mp3", "song 2.mp3", "song 3.mp3"};
-    for (const QString& name : names) {
-        Encode encode(delegate, source);
-        encode.run();
-        ASSERT_TRUE(encode->success());
-        EXPECT_EQ(encode->outFilePath(), out.file(name));
-    }
-    EXPECT_EQ(filesBelow(out.path()), QStringList({"song 2.mp3", "song 3.mp3", "song.mp3"}));
-    EXPECT_EQ(uniqueFilePath(in.file(u"no-extension"_s)), in.file(u"no-extension"_s));
-    writeFile(in.file(u"README"_s), "x");
-    EXPECT_EQ(uniqueFilePath(in.file(u"README"_s)), in.file(u"README 2"_s));
+    ScratchDir dir;
+    writeFile(dir.file(u"song.mp3"_s), "x");
+    writeFile(dir.file(u"song 2.mp3"_s), "x");
+    EXPECT_EQ(uniqueFilePath(dir.file(u"song.mp3"_s)), dir.file(u"song 3.mp3"_s));
+    EXPECT_EQ(uniqueFilePath(dir.file(u"no-extension"_s)), dir.file(u"no-extension"_s));
+    writeFile(dir.file(u"README"_s), "x");
+    EXPECT_EQ(uniqueFilePath(dir.file(u"README"_s)), dir.file(u"README 2"_s));
 }
 
 TEST(EncodeOperation, refusesTheITunesFolder)
@@ -102,9 +93,8 @@ TEST(EncodeOperation, refusesTheITunesFolder)
     EXPECT_FALSE(QFileInfo::exists(iTunes));
 }
 
-// With overwriting and prompting on, an existing output pauses the operation.
-// Run again with the answer, the finished file replaces the old one through a
-// sibling copy, and the old one goes to the Trash.
+// With overwriting and prompting on, an existing output pauses the operation; run again with the
+// answer, the finished file replaces it through a sibling copy and the old one goes to the Trash.
 TEST(EncodeOperation, overwritePausesThenReplacesThroughTheTrash)
 {
     ScratchDir in, out;
@@ -122,26 +112,21 @@ TEST(EncodeOperation, overwritePausesThenReplacesThroughTheTrash)
     EXPECT_TRUE(encode->waitingUserInput());
     EXPECT_FALSE(encode->isExecuting());
     EXPECT_FALSE(encode->isFinished());
-    EXPECT_EQ(fileBytes(existing), QByteArray("the user's old file")) << "nothing touched while asking";
+    EXPECT_EQ(fileBytes(existing), QByteArray("the user's old file")); // untouched while asking
     EXPECT_TRUE(encode->outputFileExistedBeforeEncode());
 
-    // The user said "replace".
-    encode.run();
+    encode.run(); // the user said "replace"
     ASSERT_TRUE(encode->isFinished());
     ASSERT_TRUE(encode->success());
     EXPECT_FALSE(encode->waitingUserInput());
     EXPECT_EQ(encode->outFilePath(), existing);
-    EXPECT_EQ(filesBelow(out.path()), QStringList{"01 song.mp3"})
-        << "no sibling copy and no hidden file left";
+    EXPECT_EQ(filesBelow(out.path()), QStringList{"01 song.mp3"}); // no sibling copy left
     EXPECT_TRUE(fileBytes(existing).contains("LAME"));
     EXPECT_EQ(fileBytes(trashFolder() + u"/01 song.mp3"_s), QByteArray("the user's old file"));
-
-    // The replaced path now counts as made in this run.
     EXPECT_EQ(delegate.createdOutputPaths(), QStringList{existing});
 }
 
-// A path that names another file when read as a URL is deleted, and the file
-// it would name is left alone.
+// A path that names another file when read as a URL is deleted, and that other file left alone.
 TEST(EncodeOperation, replacedPathsThatReadAsOtherURLsAreDeletedNotMistaken)
 {
     ScratchDir folder;
@@ -166,7 +151,6 @@ TEST(EncodeOperation, cancelledEncodeRemovesItsTemporaryFile)
     Encode encode(delegate, Fixtures::generated(u"encode-long-stereo.wav"_s));
     QString temporary;
     bool sawTemporaryFile = false;
-    // Cancel as soon as encoding starts: the loop notices at the eighth chunk.
     QObject::connect(
         encode.operation.get(), &EncodeOperation::currentStatusChanged, encode.operation.get(),
         [&] {
@@ -186,8 +170,7 @@ TEST(EncodeOperation, cancelledEncodeRemovesItsTemporaryFile)
     EXPECT_TRUE(delegate.createdOutputPaths().isEmpty());
 }
 
-// The added folder's own name and the sub-folders below it are repeated
-// under the output folder; folders that have to be made get safe names.
+// The added folder and its sub-folders are repeated below the output folder, made with safe names.
 TEST(EncodeOperation, keepsTheFolderStructureWithSafeNewFolders)
 {
     ScratchDir in, out;
@@ -228,13 +211,11 @@ TEST(EncodeOperation, savesTheCoverWithAnExtensionByItsType)
     }
 }
 
-// Tags longer than a file name may be: every folder and file name made from
-// them is cut to the file system's 255 bytes at a character boundary, the
-// file keeps ".mp3", and the numbered name of a second file fits as well.
+// Names from over-long tags are cut to 255 bytes between characters, the file keeps ".mp3", and
+// the numbered name of a second file fits as well.
 TEST(EncodeOperation, namesFromLongTagsFitTheFileSystem)
 {
-    // Two, three and four bytes of UTF-8 a character, and a letter with a
-    // combining accent that must not lose it.
+    // Two, three and four bytes of UTF-8 a character, and a letter with a combining accent.
     for (const QString& character : {u"é"_s, u"音"_s, QString::fromUtf8("\U0001D11E"), u"e\u0301"_s}) {
         ScratchDir in, out;
         PreferencesScope preferences({{"destinationDirectory", out.path()},
@@ -261,7 +242,6 @@ TEST(EncodeOperation, namesFromLongTagsFitTheFileSystem)
             for (const QString& component : components) {
                 EXPECT_LE(component.toUtf8().size(), 255) << component.toStdString();
                 EXPECT_GT(component.toUtf8().size(), 240) << component.toStdString();
-                // Cut between characters: the name is whole characters only.
                 EXPECT_TRUE(component.startsWith(character));
             }
             const QString album = components[0];
@@ -274,8 +254,7 @@ TEST(EncodeOperation, namesFromLongTagsFitTheFileSystem)
     }
 }
 
-// Writing metadata only into an MP3 source: the file keeps its audio and
-// place and gets the record's tags; other sources are refused.
+// Metadata only: an MP3 source is retagged in place, other sources are refused.
 TEST(EncodeOperation, metadataOnlyRewritesAnMP3InPlace)
 {
     ScratchDir in;
@@ -305,9 +284,8 @@ TEST(EncodeOperation, metadataOnlyRewritesAnMP3InPlace)
                               .arg(wav)});
 }
 
-// Files converted side by side make the same output folders at the same
-// moment; the one that loses the race to mkdir must still find its folder.
-// Eight threads are released together on fresh folders, two hundred times.
+// Files converted side by side make the same output folders at the same moment; the one that
+// loses the race to mkdir must still find its folder.
 TEST(EncodeOperation, outputFoldersMadeAtTheSameMomentAreMadeForEveryone)
 {
     constexpr int kThreads = 8;

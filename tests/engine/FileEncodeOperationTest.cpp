@@ -1,6 +1,4 @@
-// The file operation on real sources: the fan-out and its skip rules, the
-// merged progress, the metadata-only child, and when the source goes to the
-// Trash.
+// The file operation on real sources: fan-out, skip rules, merged progress, metadata only, Trash.
 
 #include "FileEncodeOperation.h"
 #include "CoreAudioTypes.h"
@@ -57,9 +55,7 @@ protected:
 
     QString copyOf(const QString& fixture, const QString& name)
     {
-        const QString path = scratch.file(name);
-        EXPECT_TRUE(QFile::copy(Fixtures::generated(fixture), path));
-        return path;
+        return scratch.copyOf(Fixtures::generated(fixture), name);
     }
 
     // Runs the row to its end; records every progress value it shows.
@@ -88,16 +84,13 @@ TEST_F(FileEncodeOperationTest, TwoFormatsMergeTheirProgressAndAnMP3SourceOfTheS
     EXPECT_EQ(row.successfulEncodes(), 2);
     EXPECT_TRUE(QFileInfo::exists(out() + u"/long.mp3"_s));
     EXPECT_TRUE(QFileInfo::exists(out() + u"/long 2.mp3"_s));
-    // The children run one after the other: once the first is done the row
-    // shows a half plus half of the second's share (its one report, at about
-    // three quarters of the file, gives some 0.87).
+    // The children run in turn: after the first the row shows a half plus half of the second's share.
     ASSERT_FALSE(progress.isEmpty());
     EXPECT_LT(progress.first(), 0.5f);
     EXPECT_GT(*std::max_element(progress.begin(), progress.end()), 0.6f);
     EXPECT_LE(progress.last(), 1.0f);
 
-    // "skipFilesOfSameType" is on by default: an MP3 source gets no child and
-    // still succeeds.
+    // "skipFilesOfSameType" is on by default: an MP3 source gets no child and still succeeds.
     FileEncodeOperation mp3(copyOf(u"ctl-tagged.mp3"_s, u"t.mp3"_s), scratch.path());
     run(mp3);
     EXPECT_TRUE(mp3.success());

@@ -1,7 +1,5 @@
-// Whole conversions from WAV sources of every sample width, checked with
-// FFmpeg: a valid MP3 of the right rate, channels and bit rate, exactly the
-// source's length (the information frame carries delay and padding), the
-// source's waveform, and the Xing/Info and LAME headers in the first frame.
+// Whole conversions from WAV sources of every sample width, checked with FFmpeg: rate, channels,
+// bit rate, the source's exact length and waveform, the Xing/Info and LAME headers.
 
 #include "MP3EncodeOperation.h"
 #include "Encoding.h"
@@ -35,14 +33,6 @@ QByteArray firstFrame(const QString& path)
                        (bytes[9] & 0x7F));
     }
     return bytes.mid(offset, 1500);
-}
-
-// The channel-mode bits of the first frame's header (the information frame
-// carries the stream's mode).
-int firstFrameMode(const QString& path)
-{
-    const QByteArray frame = firstFrame(path);
-    return frame.size() > 3 ? (uchar(frame[3]) >> 6) & 3 : -1;
 }
 
 struct ConversionCase
@@ -81,7 +71,7 @@ TEST_P(Conversion, matchesTheSourceInFFmpeg)
     const QString output = out.file(QFileInfo(source).completeBaseName() + u".mp3"_s);
     ASSERT_EQ(operation.outFilePath(), output);
     ASSERT_TRUE(QFileInfo::exists(output));
-    EXPECT_FALSE(QFileInfo::exists(operation.tempFilePath())) << "the temporary file is gone";
+    EXPECT_FALSE(QFileInfo::exists(operation.tempFilePath()));
     EXPECT_EQ(delegate.createdOutputPaths(), QStringList{output});
 
     const Pcm original = decodeWithFFmpeg(source);
@@ -100,8 +90,7 @@ TEST_P(Conversion, matchesTheSourceInFFmpeg)
     const QByteArray frame = firstFrame(output);
     EXPECT_TRUE(frame.contains(c.method == 0 ? "Info" : "Xing")) << frame.left(64).toHex().toStdString();
     EXPECT_TRUE(frame.contains("LAME"));
-    // LAME's own header tells how it was asked to encode: the record's 128
-    // kbit/s CBR or ABR, or VBR quality 8 as LAME's -V 2.
+    // LAME's header tells how it was asked to encode: 128 kbit/s CBR or ABR, VBR quality 8 as -V 2.
     static const char* const kLameSettings[] = {"-b 128", "--preset 128", "-V 2"};
     runMutagen(QStringLiteral("import sys\nfrom mutagen.mp3 import MP3\n"
                               "settings = MP3(sys.argv[1]).info.encoder_settings\n"
@@ -122,12 +111,9 @@ INSTANTIATE_TEST_SUITE_P(WavSources, Conversion,
                          testing::ValuesIn(std::vector<ConversionCase>{
                              {"encode-8-mono-22050.wav", 0},
                              {"encode-8-stereo-44100.wav", 1},
-                             {"encode-16-mono-48000.wav", 2},
                              {"encode-16-stereo-44100.wav", 0},
-                             {"encode-24-mono-44100.wav", 1},
                              {"encode-24-stereo-48000.wav", 2},
                              {"encode-32-mono-44100.wav", 2},
-                             {"encode-32-stereo-22050.wav", 0},
                          }),
                          caseName);
 
@@ -156,20 +142,17 @@ TEST(MP3EncodeOperation, channelModeAndOutputRate)
         const QJsonObject stream = probeStream(operation.outFilePath());
         EXPECT_EQ(stream["sample_rate"].toString().toDouble(), c.outputRate) << c.channelMode;
         EXPECT_EQ(stream["channels"].toInt(), c.channels) << c.channelMode;
-        EXPECT_EQ(firstFrameMode(operation.outFilePath()), c.headerMode) << c.channelMode;
+        const QByteArray frame = firstFrame(operation.outFilePath()); // the information frame has the mode
+        ASSERT_GT(frame.size(), 3);
+        EXPECT_EQ((uchar(frame[3]) >> 6) & 3, c.headerMode) << c.channelMode;
     }
 }
 
-// Sources LAME cannot take, and sources nothing can open, fail with their
-// message and leave nothing behind, neither output nor temporary file.
+// Sources LAME cannot take or nothing can open fail with their message and leave no file behind.
 TEST(MP3EncodeOperation, failuresLeaveNoFiles)
 {
     ScratchDir in;
-    const QString notAudio = in.file(u"notes.wav"_s);
-    QFile text(notAudio);
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
-    text.write("not a sound");
-    text.close();
+    const QString notAudio = in.copyOf(Fixtures::generated(u"art.png"_s), u"notes.wav"_s);
     const QString threeChannels = Fixtures::generated(u"encode-3-channels.wav"_s);
 
     struct Case
@@ -197,7 +180,7 @@ TEST(MP3EncodeOperation, failuresLeaveNoFiles)
         EXPECT_TRUE(operation.isFinished());
         EXPECT_FALSE(operation.success());
         EXPECT_TRUE(log.contains(c.message)) << log.messages().join(u'\n').toStdString();
-        EXPECT_TRUE(QDir(out.path()).isEmpty()) << "no output";
+        EXPECT_TRUE(QDir(out.path()).isEmpty());
         EXPECT_TRUE(operation.tempFilePath().isEmpty() || !QFileInfo::exists(operation.tempFilePath()));
     }
 }

@@ -1,12 +1,13 @@
 #include "NamingScheme.h"
 #include "AudioMetadata.h"
 #include "EncoderSettings.h"
+#include "FileNameLimit.h"
 #include "Preferences.h"
 #include "QtPrinters.h"
+#include "SafeFilename.h"
 
 #include <QDir>
 #include <gtest/gtest.h>
-#include <random>
 
 using namespace Qt::StringLiterals;
 
@@ -83,8 +84,7 @@ TEST_F(Naming, EmptySchemesAndEmptyResultsFallBackOnTheSourceName)
     EXPECT_EQ(path("{albumTitle}/{genre}"), "Unknown Album/My Song"); // ends with "/"
     metadata.setTrackTitle(u".hidden"_s);
     EXPECT_EQ(path("{albumTitle}/{trackTitle}", &metadata), "Unknown Album/hidden");
-    // Only one dot goes by the naming rules; the next would still hide the
-    // file, so it is replaced.
+    // One dot goes by the naming rules; the next would still hide the file, so it is replaced.
     EXPECT_EQ(path("..x"), "_x");
 }
 
@@ -106,8 +106,7 @@ TEST_F(Naming, OnlyTheFirstTokenInTableOrderIsSubstitutedInAGroup)
     EXPECT_EQ(text("{trackArtist - albumTitle}", &metadata), "Artist - albumTitle");
     // Table order, not position: albumArtist is searched before albumTitle.
     EXPECT_EQ(text("{albumTitle by albumArtist}", &metadata), "albumTitle by Unknown Artist");
-    // Names are found as plain substrings: "bitrateMethod" before "bitrate",
-    // and "key" inside "Monkey".
+    // Names are plain substrings: "bitrateMethod" before "bitrate", "key" inside "Monkey".
     EncoderSettings settings;
     settings.setBitrateMethod(2);
     EXPECT_EQ(text("{bitrateMethod}", nullptr, &settings), "VBR");
@@ -124,8 +123,7 @@ TEST_F(Naming, ADeeperGroupWithoutATokenStopsEvaluationAndBracesStayAsWritten)
     EXPECT_EQ(text("trackTitle}", &metadata), "trackTitle}");
     EXPECT_EQ(text("}{trackTitle}{", &metadata), "}Song{");
     EXPECT_EQ(text("{unknownToken}-{trackTitle}", &metadata), "{unknownToken}-Song");
-    // An inner group is substituted first; the outer group then holds no
-    // token of its own and stays as text.
+    // The inner group is substituted first; the outer one then holds no token and stays text.
     metadata.setDiscNumber(1);
     EXPECT_EQ(text("{Disc {discNumber}}", &metadata), "{Disc 01}");
 }
@@ -161,8 +159,7 @@ TEST_F(Naming, OutputAndSourceTokensDescribeTheFormatAndTheStream)
                    &metadata),
               "FLAC 1411.20 kbps CBR 44.100 kHz 6 reference libFLAC");
 
-    // Other encoder types keep bit/s; a fixed rate and a channel mode win
-    // over the source's.
+    // Other encoder types keep bit/s; a fixed rate and a channel mode win over the source's.
     settings.setEncoderType(EncoderSettings::OggVorbis);
     settings.setBitrate(128000);
     settings.setSampleRate(48000);
@@ -176,139 +173,116 @@ TEST_F(Naming, OutputAndSourceTokensDescribeTheFormatAndTheStream)
               "ab");
 }
 
-TEST_F(Naming, ThePreferencesPreviewExample)
+// Names from hostile tags: every token given values a tag may hold, made into the output path as an
+// encode does, must name a visible file inside the output folder that the file system can create,
+// with no control character that would split the lines of a listing.
+const QString kBase = u"/out/base"_s;
+
+// Separators, dots, control characters, what invalid UTF-8 decodes to, a lone surrogate, ten
+// thousand characters, one grapheme far longer than a file name.
+QStringList hostileValues()
 {
-    // The example the preferences window previews, with the default scheme
-    // and comment format.
-    metadata.setTrackNumber(1);
-    metadata.setTotalTracks(17);
-    metadata.setTrackTitle(u"Lantern Road"_s);
-    metadata.setAlbumTitle(u"North of Tidewater"_s);
-    metadata.setTrackArtist(u"The Quiet Orchards"_s);
-    metadata.setAlbumArtist(u"The Quiet Orchards"_s);
-    metadata.setTrackComposer(u"Halden/Marsh"_s);
-    metadata.setSourceKind(u"FLAC"_s);
-    EncoderSettings settings(Preferences::shared().dictionaryValue(u"defaultEncoderSetting"_s));
-    const Preferences& preferences = Preferences::shared();
-    EXPECT_EQ(path(preferences.stringValue(u"customNamingScheme"_s), &metadata, &settings),
-              "The Quiet Orchards/North of Tidewater/01 - Lantern Road");
-    EXPECT_EQ(text(preferences.stringValue(u"commentsFormatString"_s), &metadata, &settings),
-              "FLAC converted to MP3 VBR Quality 8");
-    EXPECT_EQ(path("{composer}", &metadata), "Halden_Marsh");
+    QStringList values =
+        u"/|../../etc/passwd|..|.|...|.hidden|..hidden|...And Justice for All|a/../../b|"
+        u"/absolute|line\nbreak|\ttab|\x01start|del\x7f|{trackTitle}/{albumTitle}"_s.split(u'|');
+    values << u"nul"_s + QChar(0) + u"../after"_s << QString(QChar(0))
+           << QString::fromUtf8("\xff\xfe\xc3(\xed\xa0\x80") << QString(QChar(0xD800)) + u"x"_s
+           << u"x"_s.repeated(10000) << u"é"_s.repeated(10000) << u"../"_s.repeated(3334)
+           << u"."_s.repeated(10000) << u"a"_s + QString(10000, QChar(0x0301));
+    return values;
 }
 
-// A tag can hold anything. Whatever it holds, a name made in path mode has
-// no "." or ".." component and, joined to the output folder, stays inside.
-void expectInsideBase(const QString& relative, const std::string& context)
+// Sets every text field of a record to value.
+void fillTexts(AudioMetadata& metadata, const QString& value)
 {
-    const QString base = u"/out/base"_s;
-    const QString joined = NamingScheme::pathBelow(base, relative);
-    EXPECT_TRUE(joined.startsWith(base + QLatin1Char('/'))) << context << " -> " << joined.toStdString();
-    for (const QString& component : relative.split(QLatin1Char('/'))) {
-        EXPECT_TRUE(component != QLatin1String(".") && component != QLatin1String(".."))
-            << context << " -> " << relative.toStdString();
-    }
-}
-
-TEST_F(Naming, NoTagValueLeadsOutOfTheOutputFolder)
-{
-    const char* values[] = {".",       "..",     "...", "/",       "//",    "/etc/passwd",
-                            "../../x", "..\\..", "",    ".hidden", "a/../b"};
-    const char* schemes[] = {"{albumArtist}/{albumTitle}/{trackTitle}", "{genre}{grouping}/{trackTitle}",
-                             "{trackTitle}", "{albumTitle}/", "{genre}/{key}/{trackTitle}"};
-    const char* replacements[] = {"_", "", ".", "..", "/"};
-    for (bool windowsSafe : {true, false}) {
-        for (const char* replacement : replacements) {
-            set("createWindowsSafeFilenames", windowsSafe);
-            set("replaceInvalidCharactersWith", QString::fromLatin1(replacement));
-            for (const char* value : values) {
-                for (const char* other : values) {
-                    AudioMetadata m;
-                    m.setAlbumArtist(QString::fromLatin1(value));
-                    m.setAlbumTitle(QString::fromLatin1(other));
-                    m.setTrackTitle(QString::fromLatin1(value));
-                    m.setTrackGenre(QString::fromLatin1(value));
-                    m.setGrouping(QString::fromLatin1(other));
-                    m.setKey(QString::fromLatin1(other));
-                    for (const char* scheme : schemes) {
-                        expectInsideBase(NamingScheme::evaluate(QString::fromLatin1(scheme), &m, nullptr,
-                                                                u"/in/..flac"_s, true),
-                                         std::string(scheme) + " with " + value + ", " + other + ", '" +
-                                             replacement + "', windows " + (windowsSafe ? "on" : "off"));
-                    }
-                }
-            }
+    for (int f = 0; f < AudioMetadata::kFieldCount; ++f) {
+        const auto field = AudioMetadata::Field(f);
+        if (AudioMetadata::kindOf(field) == AudioMetadata::Kind::Text) {
+            metadata.setValue(field, value);
         }
     }
 }
 
-// Random schemes and values, from pieces that stress the parser: braces in
-// every arrangement, token names, separators, dots, lone surrogates and the
-// evaluation's own marker character. Fixed seed; a few seconds at most.
-TEST_F(Naming, AnyInputReturnsAndPathModeStaysInside)
+// The source's file name carries the value too, where a file name can.
+QString sourceNamed(const QString& value)
 {
-    std::mt19937 random(20261121);
-    const QStringList tokens = NamingScheme::tokenNames();
-    const QString pieces[] = {u"{"_s,
-                              u"}"_s,
-                              u"{{"_s,
-                              u"}}"_s,
-                              u"/"_s,
-                              u".."_s,
-                              u"."_s,
-                              u" - "_s,
-                              u"x"_s,
-                              QString(QChar(0xD800)),
-                              QString(QChar(0xDFFF)),
-                              QString(QChar(0)),
-                              u"\\"_s,
-                              u":"_s,
-                              QString(kMarker)};
-    // Values and paths never hold the marker; schemes may.
-    auto randomText = [&](int maxPieces, bool withMarker = false) {
-        QString text;
-        const int count = int(random() % unsigned(maxPieces + 1));
-        for (int i = 0; i < count; ++i) {
-            if (random() % 3 == 0) {
-                text += tokens[qsizetype(random() % unsigned(tokens.size()))];
-            } else {
-                text += pieces[random() % (std::size(pieces) - (withMarker ? 0 : 1))];
-            }
-        }
-        return text;
-    };
+    QString name = value;
+    name.replace(u'/', u'_').replace(QChar(0), u'_');
+    return u"/in/"_s + FileNameLimit::fit(name, u".flac"_s);
+}
+
+void expectVisibleAndInside(const QString& relative, const std::string& context)
+{
+    const QString path = FileNameLimit::fitPath(NamingScheme::pathBelow(kBase, relative) + u".mp3"_s);
+    ASSERT_TRUE(path.startsWith(kBase + u'/')) << context << " -> " << path.toStdString();
+    EXPECT_FALSE(path.contains(QChar(0))) << context;
+    const QStringList components = path.mid(kBase.size() + 1).split(u'/');
+    for (const QString& component : components) {
+        EXPECT_FALSE(component.isEmpty()) << context << " -> " << path.toStdString();
+        EXPECT_FALSE(component.startsWith(u'.')) << context << " -> " << path.left(400).toStdString();
+        EXPECT_TRUE(std::none_of(component.begin(), component.end(), &SafeFilename::isControlCharacter))
+            << context << " -> " << path.left(400).toStdString();
+        EXPECT_LE(component.toUtf8().size(), FileNameLimit::kMaxComponentBytes) << context;
+    }
+    EXPECT_TRUE(components.last().endsWith(u".mp3"_s)) << context;
+    EXPECT_GT(components.last().size(), 4) << context;
+}
+
+class HostileNaming : public Naming, public testing::WithParamInterface<QString>
+{
+};
+
+TEST_P(HostileNaming, EveryValueNamesAVisibleFileInsideTheOutputFolder)
+{
+    const QString token = GetParam();
+    const QStringList schemes{u'{' + token + u'}', u'{' + token + u"}/{"_s + token + u'}',
+                              u"{albumArtist}/{"_s + token + u" - }{trackTitle}"_s,
+                              u"x/{"_s + token + u"}/"_s};
     EncoderSettings settings;
-    for (int round = 0; round < 1500; ++round) {
-        if (round % 100 == 0) {
-            set("createWindowsSafeFilenames", random() % 2 == 0);
-            set("createSMBSafeFilenames", random() % 2 == 0);
-            set("useTwoDigitNumbers", random() % 2 == 0);
-            set("replaceInvalidCharactersWith", randomText(2));
-        }
-        AudioMetadata m;
-        for (int f = 0; f <= int(AudioMetadata::Field::key); ++f) {
-            const auto field = AudioMetadata::Field(f);
-            if (AudioMetadata::kindOf(field) == AudioMetadata::Kind::Text && random() % 4 != 0) {
-                m.setValue(field, randomText(6));
-            }
-        }
-        m.setTrackNumber(int(random()));
-        if (round % 50 == 25) {
-            m.setTrackTitle(randomText(20000));
-        }
-        const QString scheme = randomText(round % 50 == 0 ? 2000 : 40, true);
-        const QString source = u"/in/"_s + randomText(3) + u".wav"_s;
-        for (bool pathMode : {false, true}) {
-            const QString result =
-                NamingScheme::evaluate(scheme, &m, round % 2 ? &settings : nullptr, source, pathMode);
-            if (pathMode) {
-                expectInsideBase(result, "round " + std::to_string(round));
-            }
-            if (!scheme.contains(kMarker)) {
-                EXPECT_FALSE(result.contains(kMarker)) << "round " << round;
+    const struct
+    {
+        bool windowsSafe;
+        const char* replacement;
+    } options[] = {{false, "_"},  {true, "_"},  {true, ""},  {true, "."},
+                   {false, "\t"}, {true, ".."}, {false, "/"}};
+    for (const auto& option : options) {
+        Preferences::shared().setValue(u"createWindowsSafeFilenames"_s, option.windowsSafe);
+        Preferences::shared().setValue(u"replaceInvalidCharactersWith"_s,
+                                       QString::fromLatin1(option.replacement));
+        for (const QString& value : hostileValues()) {
+            AudioMetadata metadata;
+            fillTexts(metadata, value);
+            for (const QString& scheme : schemes) {
+                const std::string context = scheme.toStdString() + " with \"" + value.left(30).toStdString() +
+                                            "\" (" + std::to_string(value.size()) + " characters), windows " +
+                                            (option.windowsSafe ? "on" : "off") + ", replacement \"" +
+                                            option.replacement + "\"";
+                expectVisibleAndInside(
+                    NamingScheme::evaluate(scheme, &metadata, &settings, sourceNamed(value), true), context);
             }
         }
     }
+}
+
+INSTANTIATE_TEST_SUITE_P(Tokens, HostileNaming, ::testing::ValuesIn(NamingScheme::tokenNames()),
+                         [](const auto& info) { return info.param.toStdString(); });
+
+TEST(SafeFilename, ReplacesTheChosenSetsByTheCleanedReplacement)
+{
+    const QString all = u"a<b>c:d\"e/f\\g|h?i*j+k=l[m]n,o;p"_s;
+    SafeFilename::Options options;
+    options.windowsSafe = false;
+    EXPECT_EQ(SafeFilename::make(all, options), "a<b>c:d\"e:f\\g|h?i*j+k=l[m]n,o;p");
+    options.windowsSafe = true;
+    EXPECT_EQ(SafeFilename::make(all, options), "a_b_c_d_e_f_g_h_i_j+k=l[m]n,o;p");
+    options.smbSafe = true;
+    EXPECT_EQ(SafeFilename::make(all, options), "a_b_c_d_e_f_g_h_i_j_k_l_m_n_o_p");
+    // The replacement loses the characters of both sets, even with SMB off.
+    options.smbSafe = false;
+    options.replacement = u"[-]"_s;
+    EXPECT_EQ(SafeFilename::make(u"1/2"_s, options), "1_-_2");
+    options.replacement = QString();
+    EXPECT_EQ(SafeFilename::make(u"?who*/"_s, options), "who");
 }
 
 } // namespace

@@ -37,6 +37,13 @@ TEST_P(ValueToText, WritesTheExactText)
     if (text) {
         EXPECT_EQ(*text, *GetParam().expected);
     }
+    if (GetParam().formatter != &seconds) { // only seconds parse; the others refuse every text silently
+        QVariant value(7);
+        QString error(u"unchanged"_s);
+        EXPECT_FALSE(GetParam().formatter->getObjectValue(&value, u"128"_s, &error));
+        EXPECT_EQ(value, QVariant(7));
+        EXPECT_EQ(error, u"unchanged"_s);
+    }
 }
 
 QString withZeroUnit(const char* number)
@@ -47,9 +54,7 @@ QString withZeroUnit(const char* number)
 INSTANTIATE_TEST_SUITE_P(
     AllFour, ValueToText,
     testing::Values(TextCase{"Seconds75", &seconds, 75, u"(1:15)"_s},
-                    TextCase{"Seconds3599", &seconds, 3599, u"(59:59)"_s},
                     TextCase{"SecondsHourHasUnpaddedMinutes", &seconds, 3600, u"(1:0:00)"_s},
-                    TextCase{"Seconds36000", &seconds, qint64(36000), u"(10:0:00)"_s},
                     TextCase{"SecondsFractionTruncated", &seconds, 75.9, u"(1:15)"_s},
                     TextCase{"SecondsMinusOneIsUnknown", &seconds, -1, std::nullopt},
                     TextCase{"SecondsWrapTo32Bits", &seconds, qint64(4294967296) + 61, u"(1:01)"_s},
@@ -57,9 +62,7 @@ INSTANTIATE_TEST_SUITE_P(
                     TextCase{"SecondsOfNaN", &seconds, std::nan(""), std::nullopt},
                     TextCase{"SizeBelow1KHasTheZeroUnit", &fileSize, 512, withZeroUnit("512.000")},
                     TextCase{"SizeExactly1K", &fileSize, 1024, u"1.000 KB"_s},
-                    TextCase{"SizeJustBelow1M", &fileSize, 1048575, u"1023.999 KB"_s},
                     TextCase{"SizeStopsAtY", &fileSize, std::pow(1024.0, 9), u"1024.000 YB"_s},
-                    TextCase{"SizeBeyondYStaysY", &fileSize, std::pow(1024.0, 10), u"1048576.000 YB"_s},
                     TextCase{"SizeOfDate", &fileSize, QDateTime::fromSecsSinceEpoch(0), std::nullopt},
                     TextCase{"Bitrate128000", &bitrate, 128000, u"128.00 kbps"_s},
                     TextCase{"BitrateRoundsToTwoPlaces", &bitrate, 1411199.0, u"1411.20 kbps"_s},
@@ -109,17 +112,5 @@ INSTANTIATE_TEST_SUITE_P(
                     ParseCase{"ParenthesesOfItsOwnText", "(1:15)", std::nullopt},
                     ParseCase{"LoneSign", "-", std::nullopt}),
     [](const testing::TestParamInfo<ParseCase>& info) { return std::string(info.param.name); });
-
-TEST(ValueFormatter, OnlySecondsParsesTheOthersRefuseEveryTextSilently)
-{
-    for (const ValueFormatter* formatter :
-         std::initializer_list<const ValueFormatter*>{&fileSize, &bitrate, &sampleRate}) {
-        QVariant value(7);
-        QString error(u"unchanged"_s);
-        EXPECT_FALSE(formatter->getObjectValue(&value, u"128"_s, &error));
-        EXPECT_EQ(value, QVariant(7));
-        EXPECT_EQ(error, u"unchanged"_s);
-    }
-}
 
 } // namespace
