@@ -48,6 +48,13 @@ protected:
 
     QString out() const { return scratch.file(u"out"_s); }
 
+    static void write(const QString& path, const QByteArray& bytes)
+    {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+
     QString source(const QString& fixture, const QString& relative)
     {
         const QString path = scratch.file(u"in/"_s + relative);
@@ -89,9 +96,7 @@ TEST_F(ApplicationControllerTest, IntakeWalksFoldersWithoutHiddenFilesAndRefuses
     source(u"ctl-tagged.mp3"_s, u"Album/LOUD.MP3"_s);
     source(u"ctl-short.wav"_s, u"Album/.hidden.wav"_s);
     source(u"ctl-short.wav"_s, u"Album/.cache/inside.wav"_s);
-    QFile notes(scratch.file(u"in/Album/notes.txt"_s));
-    ASSERT_TRUE(notes.open(QIODevice::WriteOnly));
-    notes.close();
+    write(scratch.file(u"in/Album/notes.txt"_s), {});
     const QString album = scratch.file(u"in/Album"_s);
 
     queue({album, first}); // the file comes twice
@@ -262,10 +267,7 @@ TEST_F(ApplicationControllerTest, StartChecksRefuseBeforeAnythingRuns)
 
     // A file where the folder should be: the run starts, the output fails, logged.
     const QString inTheWay = scratch.file(u"in-the-way"_s);
-    QFile blocker(inTheWay);
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.write("mine");
-    blocker.close();
+    write(inTheWay, "mine");
     prefs.set(u"destinationDirectory"_s, inTheWay);
     controller.encoderSettingsList().first()->setEnabled(true);
     queue({source(u"ctl-short.wav"_s, u"w.wav"_s)});
@@ -285,10 +287,7 @@ TEST_F(ApplicationControllerTest, ABatchWideOverwriteAnswerStartsWhatWaitsButNoR
     prefs.set(u"overwriteOutputFiles"_s, true);
     prefs.set(u"promptBeforeOverwriting"_s, true);
     prefs.set(u"keepFilesInQueueAfterEncoding"_s, true);
-    QFile existing(out() + u"/o1.mp3"_s);
-    ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
-    existing.write("old");
-    existing.close();
+    write(out() + u"/o1.mp3"_s, "old");
     queue({source(u"ctl-short.wav"_s, u"o1.wav"_s), source(u"ctl-short.wav"_s, u"o2.wav"_s),
            source(u"ctl-short.wav"_s, u"o3.wav"_s)});
     ui.holdSheets = true;
@@ -361,10 +360,7 @@ TEST_F(ApplicationControllerTest, EncodeButtonIsEnabledAgainAfterEveryKindOfCanc
     prefs.set(u"overwriteOutputFiles"_s, true);
     prefs.set(u"promptBeforeOverwriting"_s, true);
     prefs.set(u"numProcesses"_s, 1);
-    QFile existing(out() + u"/c1.mp3"_s);
-    ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
-    existing.write("old");
-    existing.close();
+    write(out() + u"/c1.mp3"_s, "old");
     ui.holdSheets = true;
     controller.encodeFilesMenuItemSelected();
     ASSERT_TRUE(waitUntil([&] { return ui.heldSheets.size() == 1; }));
