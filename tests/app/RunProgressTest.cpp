@@ -1,5 +1,4 @@
-// The run's progress as the status bar and the command line tell it:
-// weighted by audio length, with the speed and time left once measurable.
+// The run's progress: weighted by audio length, with speed and time left once measurable.
 
 #include "RunProgress.h"
 #include "QtPrinters.h"
@@ -23,8 +22,7 @@ TEST(RunProgress, WeighsFilesByTheirLengthAndTellsTheTimeLeft)
     progress.finish(&a);
     progress.setFraction(&b, 0.5);
     EXPECT_NEAR(progress.fraction(), (60.0 + 270.0) / 900.0, 1e-9);
-    // Too early for a speed: the first seconds are start-up.
-    progress.setElapsed(1);
+    progress.setElapsed(1); // too early for a speed: the first seconds are start-up
     EXPECT_FALSE(progress.speed());
     EXPECT_EQ(progress.describe(), u"1 of 3 files done, 36 %"_s);
 
@@ -41,8 +39,7 @@ TEST(RunProgress, WeighsFilesByTheirLengthAndTellsTheTimeLeft)
     progress.finish(&b);
     EXPECT_EQ(progress.filesDone(), 2);
     EXPECT_NEAR(progress.fraction(), 600.0 / 630.0, 1e-9);
-    // A file not in the run changes nothing.
-    const int stranger = 0;
+    const int stranger = 0; // not in the run: changes nothing
     progress.finish(&stranger);
     progress.setLength(&stranger, 1e6);
     EXPECT_EQ(progress.filesDone(), 2);

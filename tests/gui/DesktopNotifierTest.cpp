@@ -1,18 +1,12 @@
-// A run that ends while the window is in the background is announced as a
-// desktop notification: here a real D-Bus daemon of the test's own carries
-// the call to a notification service the test registers on it.
+// A run ending in the background is announced as a desktop notification,
+// carried by the test's own D-Bus daemon to a service the test registers.
 
 #include "DesktopNotifier.h"
-#include "ApplicationController.h"
-#include "DesktopUserInterface.h"
-#include "Encoding.h"
-#include "Fixtures.h"
-#include "MainWindow.h"
+#include "DesktopProgram.h"
 #include "ScriptedUserInterface.h"
 
 #include <QApplication>
 #include <QDBusConnection>
-#include <QDir>
 #include <QProcess>
 #include <QWidget>
 #include <gtest/gtest.h>
@@ -21,8 +15,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The notification service's side of the calls: records them and answers
-// with ids counting up from 41.
+// Records the calls and answers with ids counting up from 42.
 class NotificationService : public QObject
 {
     Q_OBJECT
@@ -82,40 +75,24 @@ protected:
 
 TEST_F(DesktopNotifierTest, ARunEndingInTheBackgroundIsAnnounced)
 {
-    ScratchDir scratch;
-    PreferencesScope prefs;
-    const QString out = scratch.file("out");
-    QDir().mkpath(out);
-    prefs.set(u"firstRun"_s, false);
-    prefs.set(u"destinationDirectory"_s, out);
-
-    DesktopUserInterface ui;
-    ApplicationController controller(&ui);
-    MainWindow window(controller);
-    controller.awakeFromNib();
-    ui.attach(&window, &controller);
+    struct Program : RunIntoScratch, DesktopProgram<>
+    {
+    } program;
     DesktopNotifier notifier(client());
-    window.setNotifier(
+    program.window.setNotifier(
         [&notifier](const QString& summary, const QString& body) { notifier.notify(summary, body); });
-    // Another window in front, as when the user went on working elsewhere.
-    window.show();
-    QWidget elsewhere;
+    QWidget elsewhere; // in front, as when the user went on working elsewhere
     elsewhere.show();
     QApplication::processEvents();
     QApplication::setActiveWindow(&elsewhere);
-    ASSERT_FALSE(window.isActiveWindow());
+    ASSERT_FALSE(program.window.isActiveWindow());
 
-    bool parsed = false;
-    int runs = 0;
-    QObject::connect(&controller, &ApplicationController::parsingFinished, [&parsed] { parsed = true; });
-    QObject::connect(&controller, &ApplicationController::runFinished, [&runs] { ++runs; });
-    controller.applicationOpenFiles({scratch.copyOf(Fixtures::generated("ctl-short.wav"), "one.wav"),
-                                     scratch.copyOf(Fixtures::generated("ctl-short.wav"), "two.wav")});
-    ASSERT_TRUE(waitUntil([&] { return parsed; }));
-    controller.encodeFilesMenuItemSelected();
-    ASSERT_TRUE(waitUntil([&] { return runs == 1; }));
+    const QString wav = Fixtures::generated("ctl-short.wav");
+    ASSERT_TRUE(openFilesAndWait(program.controller, {program.scratch.copyOf(wav, "one.wav"),
+                                                      program.scratch.copyOf(wav, "two.wav")}));
+    program.controller.encodeFilesMenuItemSelected();
+    ASSERT_TRUE(waitUntil([&] { return program.runsFinished == 1; }));
     ASSERT_TRUE(waitUntil([&] { return server.calls.size() == 1; }, 10));
-
     const NotificationService::Call& call = server.calls.first();
     EXPECT_EQ(call.application, u"Sonabrik"_s);
     EXPECT_EQ(call.icon, u"org.sonabrik.Sonabrik"_s);
@@ -136,8 +113,7 @@ TEST_F(DesktopNotifierTest, NoServiceOnTheBusLosesOnlyTheNote)
     QDBusConnection::disconnectFromBus(u"service"_s);
     DesktopNotifier notifier(client());
     notifier.notify(u"Nobody listens"_s, QString());
-    // The call is answered with an error by the bus; nothing waits for it.
-    QApplication::processEvents();
+    QApplication::processEvents(); // the bus answers with an error; nothing waits for it
     EXPECT_TRUE(server.calls.isEmpty());
     DesktopNotifier unconnected(QDBusConnection(u"never-connected"_s));
     unconnected.notify(u"Nowhere"_s, QString());
@@ -146,4 +122,3 @@ TEST_F(DesktopNotifierTest, NoServiceOnTheBusLosesOnlyTheNote)
 } // namespace
 
 #include "DesktopNotifierTest.moc"
-

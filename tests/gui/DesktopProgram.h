@@ -1,9 +1,7 @@
 #pragma once
-// The desktop program as the widget tests drive it, on the offscreen
-// platform. RunIntoScratch: the preferences of a run whose outputs go to a
-// scratch folder's "out" (not a first launch); it must exist before the
-// program is made. DesktopProgram: the real controller and main window with
-// a user interface between them, shown, counting the runs that finished.
+// The desktop program as the widget tests drive it. RunIntoScratch: outputs
+// go to the scratch folder's "out" (made before the program); DesktopProgram:
+// the real controller and shown main window, counting finished runs.
 
 #include "ApplicationController.h"
 #include "DesktopUserInterface.h"

@@ -1,6 +1,5 @@
-// Every icon the desktop program asks for by name has a drawing of its own
-// bundled, so that a desktop whose theme lacks one (or a bare X server with
-// no theme) still shows it, and every bundled drawing renders.
+// Every icon asked for by name has a bundled drawing (for desktops whose theme
+// lacks it), and every bundled drawing renders.
 
 #include "Icons.h"
 
@@ -18,8 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Names given as string literals where the program takes an icon: to
-// Icons::themed() and to the main window's commands.
+// Names given as literals to Icons::themed() and the main window's commands.
 QSet<QString> iconNamesInSources()
 {
     static const QRegularExpression call(
@@ -30,11 +28,8 @@ QSet<QString> iconNamesInSources()
                        QDirIterator::Subdirectories);
     while (files.hasNext()) {
         QFile file(files.next());
-        if (!file.open(QIODevice::ReadOnly)) {
-            continue;
-        }
-        const QString text = QString::fromUtf8(file.readAll());
-        for (const QRegularExpressionMatch& match : call.globalMatch(text)) {
+        file.open(QIODevice::ReadOnly);
+        for (const QRegularExpressionMatch& match : call.globalMatch(QString::fromUtf8(file.readAll()))) {
             names.insert(match.captured(1));
         }
     }
@@ -50,9 +45,8 @@ TEST(IconsTest, EveryNameUsedHasABundledDrawingThatRenders)
             << "no bundled drawing for " << name.toStdString();
     }
 
-    // With a theme that has nothing, the bundled drawings are what shows.
     const QString theme = QIcon::themeName();
-    QIcon::setThemeName(u"sonabrik-test-no-such-theme"_s);
+    QIcon::setThemeName(u"sonabrik-test-no-such-theme"_s); // nothing there: the bundled drawings show
     for (const QString& file : QDir(u":/icons"_s).entryList({u"*.svg"_s})) {
         const QString name = file.chopped(4);
         const QImage image = Icons::themed(name).pixmap(32, 32).toImage();

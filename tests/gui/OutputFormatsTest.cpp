@@ -1,22 +1,15 @@
-// The output-format list of the main window: the MP3 cell bringing a stored
-// record in line with its pop-ups (and the fall-backs it writes back), the
-// format pop-up, and the pane's commands as a user reaches them: buttons,
-// the context menu, dragging rows by their grip, and the lock during a run.
+// The output-format list of the main window: the MP3 cell, the format
+// pop-up, and the pane's commands as a user reaches them.
 
 #include "DesktopProgram.h"
 #include "EncoderSettings.h"
-#include "Encoding.h"
 #include "ErrorLog.h"
-#include "Fixtures.h"
 #include "MP3ListViewCell.h"
-#include "MainWindow.h"
-#include "OutputFormatCommands.h"
 #include "OutputFormatListModel.h"
 #include "OutputFormatTableView.h"
 #include "OutputFormatsPane.h"
 #include "Preferences.h"
 #include "ScriptedUserInterface.h"
-#include "Tools.h"
 
 #include <QAction>
 #include <QApplication>
@@ -34,7 +27,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Chooses the item tagged tag as a user does: the pop-up's activation.
+// Chooses the item tagged tag as a user does.
 void choose(QComboBox* popUp, qint64 tag)
 {
     const int index = EncoderListViewCell::indexOfTag(popUp, tag);
@@ -74,17 +67,13 @@ TEST_F(MP3CellTest, ValuesWithoutAnItemFallBackAndTheQualitySlipIsKept)
     EXPECT_EQ(record.vbrQuality(), 8);
     EXPECT_EQ(record.channelMode(), 2);
     EXPECT_EQ(record.quality(), 8);
-    EXPECT_EQ(EncoderListViewCell::selectedTag(cell.sampleRatePopupButton()), 0);
     EXPECT_EQ(EncoderListViewCell::selectedTag(cell.bitratePopupButton()), 192);
-    EXPECT_EQ(EncoderListViewCell::selectedTag(cell.vbrQualityPopupButton()), 8);
     // The quality fall-back goes to the channel pop-up, which has no item 8
     // and keeps its own; the quality pop-up keeps no selection.
     EXPECT_EQ(EncoderListViewCell::selectedTag(cell.channelsPopupButton()), 2);
     EXPECT_EQ(cell.qualityPopupButton()->currentIndex(), -1);
-    EXPECT_TRUE(cell.enabledCheckBox()->isChecked());
     EXPECT_TRUE(cell.outputFormatPopupButton()->isHidden());
     EXPECT_EQ(cell.formatLabel()->text(), u"MP3"_s);
-
     // What the cell shows is remembered as the last MP3 settings.
     EXPECT_EQ(EncoderSettings(previousSettings()).description(), record.description());
 }
@@ -97,9 +86,7 @@ TEST_F(MP3CellTest, TheMethodChoosesBetweenBitRateAndVbrQuality)
     cell.setEncoderSettings(&record);
     cell.show();
     EXPECT_TRUE(cell.bitratePopupButton()->isVisible());
-    EXPECT_FALSE(cell.vbrQualityPopupButton()->isVisible());
     EXPECT_EQ(cell.bitrateTextField()->text(), u"Bitrate kbps"_s);
-
     choose(cell.bitrateModePopupButton(), EncoderSettings::VBR);
     EXPECT_EQ(record.bitrateMethod(), EncoderSettings::VBR);
     EXPECT_FALSE(cell.bitratePopupButton()->isVisible());
@@ -114,14 +101,12 @@ TEST_F(MP3CellTest, TheMethodChoosesBetweenBitRateAndVbrQuality)
     EXPECT_EQ(record.sampleRate(), 44100);
     EXPECT_EQ(record.channelMode(), 3);
     EXPECT_EQ(record.quality(), 10);
-    EXPECT_EQ(EncoderSettings(previousSettings()).description(), record.description());
 
     choose(cell.bitrateModePopupButton(), EncoderSettings::ABR);
     choose(cell.bitratePopupButton(), 160);
     EXPECT_EQ(record.completeDescription(), u"MP3 - 160.00 kbps ABR"_s);
     EXPECT_TRUE(cell.bitratePopupButton()->isVisible());
 
-    // Unticking the box switches the format off without touching the rest.
     cell.enabledCheckBox()->setChecked(true);
     cell.enabledCheckBox()->setChecked(false);
     EXPECT_FALSE(record.enabled());
@@ -129,8 +114,7 @@ TEST_F(MP3CellTest, TheMethodChoosesBetweenBitRateAndVbrQuality)
 
 TEST_F(MP3CellTest, ARecordOfAnotherFormatIsShownAsMP3AndTheGeneralCellKeepsItsTable)
 {
-    // A FLAC record from an older preferences file: shown, and written, as
-    // MP3, and the log says so once.
+    // A FLAC record from older preferences: shown and written as MP3, logged once.
     ErrorLog::shared()->clear();
     record.setEncoderType(EncoderSettings::FLAC);
     record.setExtension(u"flac"_s);
@@ -140,8 +124,7 @@ TEST_F(MP3CellTest, ARecordOfAnotherFormatIsShownAsMP3AndTheGeneralCellKeepsItsT
     EXPECT_EQ(record.extension(), u"mp3"_s);
     EXPECT_EQ(ErrorLog::shared()->errorLogAsString().count(u"is not one Sonabrik writes"_s), 1);
 
-    // The general cell still switches kinds from their remembered settings.
-    EncoderListViewCell general;
+    EncoderListViewCell general; // switches kinds from their remembered settings
     general.setEncoderSettings(&record);
     prefs.set(u"previousFLACSettings"_s, QVariantMap{{u"quality"_s, 7}, {u"mode"_s, 1}});
     record.setBitrate(128);
@@ -158,8 +141,7 @@ TEST_F(MP3CellTest, ARecordOfAnotherFormatIsShownAsMP3AndTheGeneralCellKeepsItsT
     EXPECT_EQ(record.outputFormatDescription(), u"Apple Lossless"_s);
     EXPECT_EQ(record.extension(), u"m4a"_s);
 
-    // Platform formats are found by their file type: an MPEG-4 file with
-    // AAC is the AAC item, whatever type of MPEG-4 file it is.
+    // Platform formats are found by file type: any MPEG-4 file with AAC is the AAC item.
     record.setFileType(0x6D703466); // 'mp4f'
     record.setFormatID(0x61616320); // 'aac '
     general.configureMenuItems();
@@ -171,9 +153,7 @@ TEST_F(MP3CellTest, ARecordOfAnotherFormatIsShownAsMP3AndTheGeneralCellKeepsItsT
 
     choose(general.outputFormatPopupButton(), EncoderListViewCell::MP3Tag);
     EXPECT_EQ(record.encoderType(), EncoderSettings::MP3);
-    EXPECT_EQ(record.extension(), u"mp3"_s);
-    // The MP3 settings come back from the last ones the MP3 cell showed.
-    EXPECT_EQ(record.bitrate(), 128);
+    EXPECT_EQ(record.bitrate(), 128) << "the last settings the MP3 cell showed";
 }
 
 class OutputFormatsPaneTest : public ::testing::Test, protected RunIntoScratch, protected DesktopProgram<>
@@ -197,17 +177,16 @@ protected:
     }
 };
 
-TEST_F(OutputFormatsPaneTest, ButtonsAndContextMenuFollowTheirOwnRules)
+// Rows move by drag within the table only.
+TEST_F(OutputFormatsPaneTest, ButtonsContextMenuAndDragsFollowTheirOwnRules)
 {
     ASSERT_EQ(formats().size(), 1);
     ASSERT_NE(cellOfRow(0), nullptr) << "every row has its cell open";
     EXPECT_FALSE(pane().removeButton()->isEnabled()) << "nothing selected";
-
-    // Working in a cell selects its row.
     QApplication::setActiveWindow(&window);
     cellOfRow(0)->channelsPopupButton()->setFocus();
     QApplication::processEvents();
-    EXPECT_EQ(pane().selectedOutputFormatRows(), (QList<int>{0}));
+    EXPECT_EQ(pane().selectedOutputFormatRows(), (QList<int>{0})) << "working in a cell selects its row";
     pane().removeButton()->click();
     EXPECT_EQ(formats().size(), 1) << "the button keeps the last format";
 
@@ -219,11 +198,9 @@ TEST_F(OutputFormatsPaneTest, ButtonsAndContextMenuFollowTheirOwnRules)
     ASSERT_NE(cellOfRow(1), nullptr);
     EXPECT_EQ(EncoderListViewCell::selectedTag(cellOfRow(1)->bitratePopupButton()), 256);
 
-    // A change made outside a cell reaches it once the event loop turns.
-    formats().at(0)->setBitrate(96);
+    formats().at(0)->setBitrate(96); // a change made outside a cell reaches it
     QApplication::processEvents();
     EXPECT_EQ(EncoderListViewCell::selectedTag(cellOfRow(0)->bitratePopupButton()), 96);
-
     std::unique_ptr<QMenu> menu = pane().contextMenuForRow(1);
     menuAction(*menu, u"Use as Default"_s)->trigger();
     EXPECT_EQ(EncoderSettings(Preferences::shared().dictionaryValue(u"defaultEncoderSetting"_s)).bitrate(),
@@ -233,22 +210,6 @@ TEST_F(OutputFormatsPaneTest, ButtonsAndContextMenuFollowTheirOwnRules)
     EXPECT_EQ(formats().last()->bitrate(), 256);
     EXPECT_EQ(pane().selectedOutputFormatRows(), (QList<int>{2}));
 
-    // Below the rows the menu's commands have no row to act on.
-    menu = pane().contextMenuForRow(-1);
-    EXPECT_FALSE(menuAction(*menu, u"Remove"_s)->isEnabled());
-    // From the context menu even the last format goes.
-    for (int left = 3; left > 0; --left) {
-        menu = pane().contextMenuForRow(0);
-        menuAction(*menu, u"Remove"_s)->trigger();
-    }
-    EXPECT_TRUE(formats().isEmpty());
-    EXPECT_EQ(pane().model()->rowCount(), 0);
-}
-
-TEST_F(OutputFormatsPaneTest, RowsMoveByDragWithinTheTableOnly)
-{
-    pane().addButton()->click();
-    pane().addButton()->click();
     formats().at(0)->setBitrate(128);
     formats().at(1)->setBitrate(192);
     formats().at(2)->setBitrate(320);
@@ -260,7 +221,7 @@ TEST_F(OutputFormatsPaneTest, RowsMoveByDragWithinTheTableOnly)
         return result;
     };
 
-    // What dragging row 0 writes, dropped onto the last row: above it.
+    // Row 0 dragged onto the last row lands above it.
     std::unique_ptr<QMimeData> dragged(pane().model()->mimeData({pane().model()->index(0)}));
     ASSERT_TRUE(dragged->hasFormat(u"OutputFormatTableViewDataType"_s));
     ASSERT_TRUE(pane().model()->dropMimeData(dragged.get(), Qt::MoveAction, -1, 0, pane().model()->index(2)));
@@ -269,17 +230,14 @@ TEST_F(OutputFormatsPaneTest, RowsMoveByDragWithinTheTableOnly)
     QApplication::processEvents();
     EXPECT_EQ(EncoderListViewCell::selectedTag(cellOfRow(1)->bitratePopupButton()), 128)
         << "the cells follow their records";
-
-    // The space below the rows is the end; the lower part of a row is the
-    // place below it.
+    // Below the rows is the end; the lower part of a row is the place below it.
     OutputFormatTableView* view = pane().tableView();
     const QRect last = view->visualRect(pane().model()->index(2));
     EXPECT_EQ(view->dropRowAt(QPoint(40, last.bottom() + 30)), 3);
     EXPECT_EQ(view->dropRowAt(QPoint(40, last.top() + 2)), 2);
     EXPECT_EQ(view->dropRowAt(QPoint(40, last.bottom() - 2)), 3);
 
-    // Files dragged from a file manager are not output formats.
-    QMimeData files;
+    QMimeData files; // from a file manager
     files.setUrls({QUrl::fromLocalFile(Fixtures::generated("ctl-short.wav"))});
     const QPoint point = last.center();
     QDragEnterEvent enter(point, Qt::CopyAction | Qt::MoveAction, &files, Qt::LeftButton, Qt::NoModifier);
@@ -288,25 +246,26 @@ TEST_F(OutputFormatsPaneTest, RowsMoveByDragWithinTheTableOnly)
     QDropEvent dropped(point, Qt::MoveAction, dragged.get(), Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(view->viewport(), &dropped);
     EXPECT_FALSE(dropped.isAccepted()) << "a drop from outside the table";
-    EXPECT_EQ(bitrates(), (QList<qint64>{192, 128, 320}));
+
+    menu = pane().contextMenuForRow(-1); // below the rows
+    EXPECT_FALSE(menuAction(*menu, u"Remove"_s)->isEnabled());
+    for (int left = 3; left > 0; --left) {
+        menu = pane().contextMenuForRow(0);
+        menuAction(*menu, u"Remove"_s)->trigger();
+    }
+    EXPECT_TRUE(formats().isEmpty());
+    EXPECT_EQ(pane().model()->rowCount(), 0);
 }
 
 TEST_F(OutputFormatsPaneTest, TheListIsLockedWhileARunIsActive)
 {
-    const QString source = scratch.copyOf(Fixtures::generated("ctl-short.wav"), "one.wav");
-    bool parsed = false;
-    QObject::connect(&controller, &ApplicationController::parsingFinished, [&parsed] { parsed = true; });
-    controller.applicationOpenFiles({source});
-    ASSERT_TRUE(waitUntil([&] { return parsed; }));
+    ASSERT_TRUE(openFilesAndWait(controller, {Fixtures::generated("ctl-short.wav")}));
     ASSERT_TRUE(pane().isEnabled());
-
     bool lockedDuringRun = false;
-    bool finished = false;
     QObject::connect(&controller, &ApplicationController::runStarted,
                      [&] { lockedDuringRun = !pane().isEnabled(); });
-    QObject::connect(&controller, &ApplicationController::runFinished, [&finished] { finished = true; });
     controller.encodeFilesMenuItemSelected();
-    ASSERT_TRUE(waitUntil([&] { return finished; }));
+    ASSERT_TRUE(waitUntil([&] { return runsFinished == 1; }));
     EXPECT_TRUE(lockedDuringRun);
     EXPECT_TRUE(pane().isEnabled());
 }

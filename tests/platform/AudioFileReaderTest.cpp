@@ -29,8 +29,7 @@ AudioStreamBasicDescription integerFormat(double rate, uint32_t channels, uint32
     return format;
 }
 
-// Reads the first frames of path at the given client format; an empty result
-// (and a failed check) when that is not possible.
+// The first frames of path at the client format (empty, and a failure, when impossible).
 Pcm readAtClientFormat(const QString& path, const AudioStreamBasicDescription& client, uint32_t frames)
 {
     OSStatus status = noErr;
@@ -104,9 +103,9 @@ TEST(AudioFileReader, RefusesClientFormatsItCannotDeliver)
     }
 }
 
-// A 24-bit file read at every client width gives the same signal, rounded
-// to the width.
-TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
+// A 24-bit file read at every client width gives the same signal rounded to the
+// width; a full-scale sample saturates instead of wrapping round.
+TEST(AudioFileReader, NarrowerClientsGetRoundedSamplesThatSaturate)
 {
     const Pcm source = decodeWithFFmpeg(Fixtures::generated("plat-src-48k-2-24.wav"));
     for (uint32_t bytes : {1u, 2u, 3u, 4u}) {
@@ -120,12 +119,7 @@ TEST(AudioFileReader, NarrowerClientsGetRoundedSamples)
         }
         EXPECT_EQ(far, 0u) << bytes << " bytes";
     }
-}
 
-// Rounding a full-scale sample to a narrower width saturates instead of
-// wrapping round to the most negative value.
-TEST(AudioFileReader, FullScaleSamplesSaturate)
-{
     ScratchDir scratch;
     const QString path = scratch.file("full-scale.wav");
     // A square wave at full scale: 240 frames of +0x7FFFFF, then 240 of -0x800000.

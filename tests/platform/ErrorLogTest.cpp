@@ -1,7 +1,7 @@
 #include "ErrorLog.h"
+#include "Encoding.h"
 #include "Fixtures.h"
 
-#include <QFile>
 #include <QRegularExpression>
 #include <QUrl>
 #include <QUrlQuery>
@@ -20,25 +20,36 @@ protected:
     ErrorLog* log = ErrorLog::shared();
 };
 
+// Saved and mailed as that text.
 TEST_F(ErrorLogTest, EachEntryIsDateTabMessageNewline)
 {
     EXPECT_EQ(log->errorLogAsString(), QString());
     ErrorLog::logMessage(u"First"_s);
-    ErrorLog::logMessage(u"Second\twith tab"_s);
+    ErrorLog::logMessage(u"Ünïcode &\twith tab"_s);
     const QString text = log->errorLogAsString();
     static const QRegularExpression line(
         QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000\\tFirst\\n"
-                       "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000\\tSecond\\twith tab\\n$"));
+                       "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000\\tÜnïcode &\\twith tab\\n$"));
     EXPECT_TRUE(line.match(text).hasMatch()) << text.toStdString();
+
+    ScratchDir scratch;
+    log->saveToFile(scratch.file("report.log"));
+    EXPECT_EQ(QString::fromUtf8(fileBytes(scratch.file("report.log"))), text);
+    const QUrl url(log->emailReportURL());
+    EXPECT_EQ(url.scheme(), u"mailto"_s);
+    const QUrlQuery query(url);
+    EXPECT_EQ(query.queryItemValue(u"subject"_s, QUrl::FullyDecoded),
+              u"Sonabrik %1 - Error Report"_s.arg(QStringLiteral(SONABRIK_VERSION)));
+    EXPECT_EQ(query.queryItemValue(u"body"_s, QUrl::FullyDecoded), text);
 }
 
 TEST_F(ErrorLogTest, ClearingAnnouncesTheChangeEvenWhenEmpty)
 {
     int willChange = 0, didChange = 0;
-    qsizetype countSeenBefore = -1;
+    qsizetype countSeenBefore = -1; // observers may read the log from the slot
     auto a = QObject::connect(log, &ErrorLog::errorLogWillChange, [&] {
         ++willChange;
-        countSeenBefore = log->count(); // observers may read the log from the slot
+        countSeenBefore = log->count();
     });
     auto b = QObject::connect(log, &ErrorLog::errorLogDidChange, [&] { ++didChange; });
     log->clear();
@@ -56,16 +67,15 @@ TEST_F(ErrorLogTest, ClearingAnnouncesTheChangeEvenWhenEmpty)
 TEST_F(ErrorLogTest, MessagesFromManyThreadsAreAllKeptInEachThreadsOrder)
 {
     constexpr int kThreads = 8, kMessages = 300;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([t] {
-            for (int i = 0; i < kMessages; ++i) {
-                ErrorLog::logMessage(u"%1:%2"_s.arg(t).arg(i));
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
+    {
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([t] {
+                for (int i = 0; i < kMessages; ++i) {
+                    ErrorLog::logMessage(u"%1:%2"_s.arg(t).arg(i));
+                }
+            });
+        }
     }
     const QList<ErrorLogEntry> entries = log->errorLog();
     ASSERT_EQ(entries.size(), kThreads * kMessages);
@@ -75,24 +85,6 @@ TEST_F(ErrorLogTest, MessagesFromManyThreadsAreAllKeptInEachThreadsOrder)
         const int t = parts[0].toInt();
         EXPECT_EQ(parts[1].toInt(), next[size_t(t)]++);
     }
-}
-
-TEST_F(ErrorLogTest, SavesAndMailsTheText)
-{
-    ErrorLog::logMessage(u"Ünïcode & more"_s);
-    ScratchDir scratch;
-    const QString path = scratch.file("report.log");
-    log->saveToFile(path);
-    QFile saved(path);
-    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QString::fromUtf8(saved.readAll()), log->errorLogAsString());
-
-    const QUrl url(log->emailReportURL());
-    EXPECT_EQ(url.scheme(), u"mailto"_s);
-    const QUrlQuery query(url);
-    EXPECT_EQ(query.queryItemValue(u"subject"_s, QUrl::FullyDecoded),
-              u"Sonabrik %1 - Error Report"_s.arg(QStringLiteral(SONABRIK_VERSION)));
-    EXPECT_EQ(query.queryItemValue(u"body"_s, QUrl::FullyDecoded), log->errorLogAsString());
 }
 
 } // namespace

@@ -12,16 +12,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-TEST(MainThread, RunsDirectlyWhenAlreadyThere)
+// On the main thread the call runs directly; a worker blocks until the main thread ran it.
+TEST(MainThread, RunsDirectlyThereAndWorkersBlockUntilTheMainThreadRanTheCall)
 {
     bool ran = false;
     MainThread::runAndWait([&] { ran = true; });
     EXPECT_TRUE(ran);
     EXPECT_TRUE(MainThread::isMainThread());
-}
 
-TEST(MainThread, WorkerBlocksUntilTheMainThreadRanTheCall)
-{
     QThread* main = QThread::currentThread();
     QThread* ranOn = nullptr;
     std::atomic<bool> workerReturned = false;
@@ -30,8 +28,7 @@ TEST(MainThread, WorkerBlocksUntilTheMainThreadRanTheCall)
     std::thread worker([&] {
         EXPECT_FALSE(MainThread::isMainThread());
         MainThread::runAndWait([&] { ranOn = QThread::currentThread(); });
-        // The call has completed before runAndWait returns.
-        EXPECT_EQ(ranOn, main);
+        EXPECT_EQ(ranOn, main) << "completed before runAndWait returns";
         try {
             MainThread::runAndWait([] { NamedException::raise(kIOException, u"carried back"_s); });
         } catch (const NamedException& e) {
