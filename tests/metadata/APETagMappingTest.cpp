@@ -1,7 +1,9 @@
 // The APE mapping against tags written and read by mutagen.
 
 #include "APETagMapping.h"
+#include "Encoding.h"
 #include "Fixtures.h"
+#include "Mutagen.h"
 #include "NaturalLanguageDate.h"
 #include "TagDump.h"
 
@@ -44,22 +46,13 @@ TEST(APETagMapping, readsWhatAnotherTaggerWrote)
 {
     ScratchDir dir;
     const QString path = freshMp3(dir);
-    runMutagen(QStringLiteral(R"PY(
-import sys
-from mutagen.apev2 import APEv2, APEValue, BINARY
-t = APEv2()
-t["Date"] = "2004-05-06"
-t["Track"] = "3/12"
-t["TotalTracks"] = "14"
-t["DiscNum"] = "2"
-t["TotalDiscs"] = "3"
-t["Compilation"] = "1"
-t["UnsyncedLyrics"] = "la la"
-t["Encoded By"] = "Encoder"
-t["Cover Art (Back)"] = APEValue(b"back.png\x00\x89PNG bytes", BINARY)
-t.save(sys.argv[1])
-)PY"),
-               path);
+    using Mutagen::entry;
+    const QString png = Fixtures::generated("art.png");
+    Mutagen::tag(path, "ape",
+                 {entry("Date", "2004-05-06"), entry("Track", "3/12"), entry("TotalTracks", "14"),
+                  entry("DiscNum", "2"), entry("TotalDiscs", "3"), entry("Compilation", "1"),
+                  entry("UnsyncedLyrics", "la la"), entry("Encoded By", "Encoder"),
+                  entry("Cover Art (Back)", QJsonObject{{"cover", png}, {"name", "back.png"}})});
     AudioMetadata metadata;
     readAPE(path, metadata);
     using F = AudioMetadata::Field;
@@ -75,7 +68,7 @@ t.save(sys.argv[1])
     ASSERT_TRUE(artwork);
     EXPECT_EQ(artwork->artworkType(), 3u) << "every APE cover reads as a front cover";
     EXPECT_EQ(artwork->originalFilename(), u"back.png"_s);
-    EXPECT_EQ(artwork->data(), QByteArray("\x89PNG bytes"));
+    EXPECT_EQ(artwork->data(), fileBytes(png));
 
     // Fields already present win, and a year beats a date.
     runMutagen(QStringLiteral("import sys\nfrom mutagen.apev2 import APEv2\nt = APEv2()\n"

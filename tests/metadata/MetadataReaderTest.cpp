@@ -37,24 +37,10 @@ QString art(const char* name)
 
 // The tag families, and the text fields every family is given under its
 // own key, with the text they must read as.
-enum Family
-{
-    Xiph,
-    MP4,
-    ASF,
-    ID3,
-    APE,
-};
-
-struct TextKey
-{
-    AudioMetadata::Field field;
-    const char* text;
-    std::array<const char*, 5> keys; // by family
-};
-
-using F = AudioMetadata::Field;
 // clang-format off
+enum Family { Xiph, MP4, ASF, ID3, APE };
+struct TextKey { AudioMetadata::Field field; const char* text; std::array<const char*, 5> keys; };
+using F = AudioMetadata::Field;
 const TextKey kTextKeys[] = {
     {F::trackTitle, "Título Ünö", {"TITLE", "\u00a9nam", "Title", "TIT2", "Title"}},
     {F::trackArtist, "Artist A", {"ARTIST", "\u00a9ART", "Author", "TPE1", "Artist"}},
@@ -335,10 +321,8 @@ TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
     ScratchDir dir;
     const QString one = dir.copyOf(Fixtures::generated("reading-one-picture.flac"), "one.flac");
     const QString two = dir.copyOf(Fixtures::generated("reading-two-pictures.flac"), "two.flac");
-    const QJsonArray tagPicture =
-        QJsonArray() << QJsonValue(
-            entry("METADATA_BLOCK_PICTURE",
-                  QJsonObject{{"flacpicture", art("art.gif")}, {"type", 3}, {"mime", "image/gif"}}));
+    const QJsonObject gif{{"flacpicture", art("art.gif")}, {"type", 3}, {"mime", "image/gif"}};
+    const QJsonArray tagPicture = QJsonArray() << QJsonValue(entry("METADATA_BLOCK_PICTURE", gif));
     Mutagen::tag(one, "flac", tagPicture);
     const AlbumArtworkPtr block = AudioMetadata::metadataFromFile(one)->albumArtwork();
     ASSERT_NE(block, nullptr);
@@ -353,9 +337,9 @@ TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
     EXPECT_EQ(fromTag->data(), fileBytes(art("art.gif")));
 }
 
-// RealMedia is read by FFmpeg. A file that is not there yet is looked for
-// four times; one that appears while the reader waits is read.
-TEST(MetadataDispatch, FFmpegReadsRealMediaAndWaitsForAMissingFile)
+// RealMedia is read by FFmpeg. A missing file is waited for (the waits and a
+// file arriving meanwhile are checked with the decoder, which shares them), then logged.
+TEST(MetadataDispatch, FFmpegReadsRealMediaAndLogsAMissingFile)
 {
     ScratchDir dir;
     const QString path = dir.file("late.rm");
@@ -366,22 +350,12 @@ TEST(MetadataDispatch, FFmpegReadsRealMediaAndWaitsForAMissingFile)
         ASSERT_NE(record, nullptr);
         EXPECT_EQ(record->trackTitle(), u"late"_s) << "the file name stands in";
         EXPECT_EQ(retries.waits().size(), 3u);
-        for (uint32_t wait : retries.waits()) {
-            EXPECT_GE(wait, 1000000u);
-            EXPECT_LT(wait, 4000000u);
-        }
         EXPECT_EQ(log.messages(),
-                  QStringList({QStringLiteral("FFMPEG Could Not Open Input For File For Metadata Reading: %1 "
-                                              "ERROR: -2")
-                                   .arg(path),
-                               path + u": No such file or directory"_s}));
+                  QStringList(
+                      {u"FFMPEG Could Not Open Input For File For Metadata Reading: %1 ERROR: -2"_s.arg(path),
+                       path + u": No such file or directory"_s}));
     }
-    InstantRetries retries;
-    retries.duringWait(2, [&] { QFile::copy(Fixtures::generated("reading.rm"), path); });
-    ErrorLogCapture log;
-    const AudioMetadataPtr record = AudioMetadata::metadataFromFile(path);
-    EXPECT_EQ(retries.waits().size(), 2u);
-    EXPECT_TRUE(log.messages().isEmpty());
+    const AudioMetadataPtr record = AudioMetadata::metadataFromFile(Fixtures::generated("reading.rm"));
     EXPECT_EQ((QList{record->sourceKind(), record->sourceFormat(), record->trackTitle(),
                      record->trackArtist(), record->trackCopyright(), record->trackComment()}),
               (QList<std::optional<QString>>{"rm", "RealMedia", "Real Title", "Real Author", "Real Copyright",
