@@ -1,5 +1,4 @@
-// Reading real files tagged by mutagen, metaflac and ffmpeg, checked field by
-// field; the dispatch, the fallbacks and the TagLib test files.
+// Real files tagged by mutagen, checked field by field; the dispatch, the fallbacks, TagLib's test files.
 
 #include "MetadataReader.h"
 #include "AudioMetadata.h"

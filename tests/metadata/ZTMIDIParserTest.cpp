@@ -1,5 +1,4 @@
-// Tempo and key from Standard MIDI Files, built byte by byte after the
-// published file format (no program on this machine writes MIDI files).
+// Tempo and key from Standard MIDI Files built byte by byte (no program here writes them).
 
 #include "ZTMIDIParser.h"
 
