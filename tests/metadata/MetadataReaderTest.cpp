@@ -368,20 +368,19 @@ TEST(MetadataDispatch, FFmpegReadsRealMediaAndLogsAMissingFile)
 TEST(MetadataDispatch, FFmpegEntriesSplitNumbersAndOverwriteEarlierOnes)
 {
     AudioMetadata record;
-    FFmpegMetadataReader::addMetadataEntry(u"TRACK"_s, u"7/12"_s, record);
-    EXPECT_EQ(record.trackNumber(), 7);
-    EXPECT_EQ(record.totalTracks(), 12);
-    FFmpegMetadataReader::addMetadataEntry(u"track"_s, u"8"_s, record);
-    EXPECT_EQ(record.trackNumber(), 8);
-    EXPECT_EQ(record.totalTracks(), 12);
-    FFmpegMetadataReader::addMetadataEntry(u"Date"_s, u"6 May 2004"_s, record);
-    EXPECT_EQ(record.trackYear(), 2004);
-    FFmpegMetadataReader::addMetadataEntry(u"date"_s, u"someday"_s, record);
-    EXPECT_EQ(record.trackYear(), 2004);
+    using Row = std::tuple<const char*, const char*, int, int, std::optional<int>>;
+    for (const auto& [key, value, number, total, year] :
+         {Row{"TRACK", "7/12", 7, 12, std::nullopt}, Row{"track", "8", 8, 12, std::nullopt},
+          Row{"Date", "6 May 2004", 8, 12, 2004}, Row{"date", "someday", 8, 12, 2004}}) {
+        FFmpegMetadataReader::addMetadataEntry(QLatin1String(key), QLatin1String(value), record);
+        EXPECT_EQ((QList{record.trackNumber(), record.totalTracks(), record.trackYear()}),
+                  (QList<std::optional<int>>{number, total, year}))
+            << key << " " << value;
+    }
 }
 
-// The preferences' defaults: look for "cover.*" and fall back on the file
-// name; each case turns one off and puts it back.
+// By the preferences' defaults a missing cover is looked for as "cover.*" and a missing title is the file
+// name.
 TEST(ArtworkFromFilename, FallbacksFillAMissingCoverAndTitleWhenThePreferencesSaySo)
 {
     ScratchDir dir;
@@ -392,23 +391,18 @@ TEST(ArtworkFromFilename, FallbacksFillAMissingCoverAndTitleWhenThePreferencesSa
     ASSERT_NE(record->albumArtwork(), nullptr);
     EXPECT_EQ(record->albumArtwork()->data(), fileBytes(art("art.jpg")));
 
-    Preferences& preferences = Preferences::shared();
-    preferences.setValue(u"readAlbumArtworkFromFile"_s, false);
-    preferences.setValue(u"fallbackOnFilenameWhenTitleIsMissing"_s, false);
+    PreferencesScope preferences(
+        {{"readAlbumArtworkFromFile", false}, {"fallbackOnFilenameWhenTitleIsMissing", false}});
     const AudioMetadataPtr without = AudioMetadata::metadataFromFile(path);
-    preferences.removeValue(u"readAlbumArtworkFromFile"_s);
-    preferences.removeValue(u"fallbackOnFilenameWhenTitleIsMissing"_s);
     EXPECT_EQ(without->trackTitle(), std::nullopt);
     EXPECT_EQ(without->albumArtwork(), nullptr);
 
     // A name made by the naming scheme from the record's own tags.
     Mutagen::tag(path, "flac", {entry("ALBUM", "Blue")});
     ASSERT_TRUE(QFile::copy(art("art.png"), dir.file("blue-front.png")));
-    preferences.setValue(u"readAlbumArtworkFileName"_s, u"{albumTitle}-*"_s);
-    const AudioMetadataPtr named = AudioMetadata::metadataFromFile(path);
-    preferences.removeValue(u"readAlbumArtworkFileName"_s);
-    ASSERT_NE(named->albumArtwork(), nullptr);
-    EXPECT_EQ(named->albumArtwork()->originalFilename(), u"blue-front.png"_s);
+    PreferencesScope named({{"readAlbumArtworkFileName", u"{albumTitle}-*"_s}});
+    ASSERT_NE(AudioMetadata::metadataFromFile(path)->albumArtwork(), nullptr);
+    EXPECT_EQ(AudioMetadata::metadataFromFile(path)->albumArtwork()->originalFilename(), u"blue-front.png"_s);
 }
 
 TEST(ArtworkFromFilename, MatchesTheWildcardIgnoringCaseAndAccents)
