@@ -59,8 +59,10 @@ TEST(APETagMapping, readsWhatAnotherTaggerWrote)
     // The total is not from TRACK's slash; the compilation item lands in the tempo, never in the flag.
     // clang-format off
     for (const auto& [field, value] : std::initializer_list<std::pair<F, QVariant>>{
-             {F::trackYear, 2004}, {F::trackNumber, 3}, {F::totalTracks, 14}, {F::discNumber, 2}, {F::discTotal, 3},
-             {F::bpm, 1}, {F::partOfACompilation, QVariant()}, {F::lyrics, "la la"}, {F::sourceEncodedWith, "Encoder"}}) {
+             {F::trackYear, 2004}, {F::trackNumber, 3}, {F::totalTracks, 14}, {F::discNumber, 2},
+             {F::discTotal, 3},
+             {F::bpm, 1}, {F::partOfACompilation, QVariant()}, {F::lyrics, "la la"},
+             {F::sourceEncodedWith, "Encoder"}}) {
         // clang-format on
         EXPECT_EQ(metadata.value(field), value) << AudioMetadata::fieldName(field).toStdString();
     }
@@ -128,8 +130,10 @@ TEST(APETagMapping, writesItemsAndCoversAsTheLayoutSays)
     };
     // clang-format off
     for (const auto& [key, value] : {std::pair{"TITLE", "Ünïcode ☃"}, {"TRACK", "3"}, {"TRACKTOTAL", "12"},
-                                     {"DISCNUMBER", "1"}, {"BPM", "97"}, {"COMPILATION", "1"}, {"LYRICS", "words"},
-                                     {"YEAR", "2001"}, {"COMMENT", "the comment"}, {"ENCODEDBY", "LAME via Sonabrik"},
+                                     {"DISCNUMBER", "1"}, {"BPM", "97"}, {"COMPILATION", "1"},
+                                     {"LYRICS", "words"},
+                                     {"YEAR", "2001"}, {"COMMENT", "the comment"},
+                                     {"ENCODEDBY", "LAME via Sonabrik"},
                                      {"PRIVATE", "stays"}}) {
         // clang-format on
         EXPECT_EQ(ape.value(QLatin1String(key)).toString(), QString::fromUtf8(value)) << key;
@@ -160,8 +164,10 @@ TEST(NaturalLanguageDate, yearsOfTheCommonForms)
     // clang-format off
     for (const auto& [text, year] : std::initializer_list<std::pair<const char*, std::optional<int>>>{
              {"2004-05-06", 2004}, {"2004-05-06T10:20:30", 2004}, {"2004-05", 2004}, {" 1999 ", 1999},
-             {"6 May 2004", 2004}, {"May 6, 2004", 2004}, {"Thursday, May 6, 2004", 2004}, {"December 1971", 1971},
-             {"31/12/1980", 1980}, {"2004-13-40", std::nullopt}, {"someday", std::nullopt}, {"", std::nullopt}}) {
+             {"6 May 2004", 2004}, {"May 6, 2004", 2004}, {"Thursday, May 6, 2004", 2004},
+             {"December 1971", 1971},
+             {"31/12/1980", 1980}, {"2004-13-40", std::nullopt}, {"someday", std::nullopt},
+             {"", std::nullopt}}) {
         // clang-format on
         EXPECT_EQ(NaturalLanguageDate::yearOf(QString::fromLatin1(text)), year) << text;
     }

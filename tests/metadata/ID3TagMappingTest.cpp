@@ -131,7 +131,8 @@ t.save(sys.argv[1])
     AudioMetadata metadata;
     // clang-format off
     for (const auto& [field, value] : std::initializer_list<std::pair<F, QVariant>>{
-             {F::trackTitle, u"Title"_s}, {F::trackYear, 2004}, {F::trackGenre, u"Jazz"_s}, {F::totalTracks, 12},
+             {F::trackTitle, u"Title"_s}, {F::trackYear, 2004}, {F::trackGenre, u"Jazz"_s},
+             {F::totalTracks, 12},
              {F::discNumber, 1}, {F::discTotal, 2}, {F::grouping, u"Group"_s}, {F::trackComposer, u"C"_s},
              {F::trackCopyright, u"(c)"_s}, {F::lyrics, u"line one\nline two"_s}, {F::bpm, 97},
              {F::partOfACompilation, 0}, {F::key, u"C#m"_s}, {F::ISRC, u"GBAYE0601498"_s},
@@ -152,8 +153,10 @@ t.save(sys.argv[1])
     EXPECT_EQ(ids, QStringList({"APIC", "COMM", "TBPM", "TCOM", "TCON", "TCOP", "TDRC", "TENC", "TIT1",
                                 "TIT2", "TKEY", "TPE2", "TPOS", "TRCK", "TSRC", "USLT"}));
     // clang-format off
-    for (const auto& [id, text] : {std::pair{"TRCK", "/12"}, {"TPOS", "1/2"}, {"TDRC", "2004"}, {"TCON", "Jazz"},
-                                   {"TBPM", "97"}, {"TKEY", "C#m"}, {"TSRC", "GBAYE0601498"}, {"TPE2", "Various"},
+    for (const auto& [id, text] : {std::pair{"TRCK", "/12"}, {"TPOS", "1/2"}, {"TDRC", "2004"},
+    {"TCON", "Jazz"},
+                                   {"TBPM", "97"}, {"TKEY", "C#m"}, {"TSRC", "GBAYE0601498"},
+                                   {"TPE2", "Various"},
                                    {"TIT1", "Group"}, {"TENC", "LAME via Sonabrik"}}) {
         // clang-format on
         EXPECT_EQ(id3v2Text(tags, QString::fromLatin1(id)), QString::fromUtf8(text)) << id;

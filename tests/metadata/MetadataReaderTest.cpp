@@ -71,11 +71,13 @@ QJsonArray numbersAndCover(Family family)
     switch (family) {
     case Xiph:
         return {entry("DATE", "1999-04-01"), entry("TRACKNUMBER", "3"), entry("TRACKTOTAL", "12"),
-                entry("DISCNUMBER", "1"), entry("DISCTOTAL", "2"), entry("BPM", "120"), entry("COMPILATION", "1"),
+                entry("DISCNUMBER", "1"), entry("DISCTOTAL", "2"), entry("BPM", "120"),
+                entry("COMPILATION", "1"),
                 entry("METADATA_BLOCK_PICTURE", backCover("flacpicture"))};
     case MP4:
         return {entry("\u00a9day", "1999"), entry("trkn", QJsonObject{{"pair", QJsonArray{3, 12}}}),
-                entry("disk", QJsonObject{{"pair", QJsonArray{1, 2}}}), entry("tmpo", QJsonObject{{"int", 120}}),
+                entry("disk", QJsonObject{{"pair", QJsonArray{1, 2}}}),
+                entry("tmpo", QJsonObject{{"int", 120}}),
                 entry("cpil", QJsonObject{{"bool", true}}),
                 entry("covr", QJsonObject{{"cover", art("art.png")}, {"format", "png"}})};
     case ASF:
@@ -87,7 +89,8 @@ QJsonArray numbersAndCover(Family family)
         return {entry("TDRC", "1999"), entry("TRCK", "3/12"), entry("TPOS", "1/2"),
                 entry("TBPM", "120"),  entry("TCMP", "1"),    entry("APIC", backCover("apic"))};
     case APE:
-        return {entry("Year", "1999"), entry("Track", "3"), entry("TrackTotal", "12"), entry("DiscNumber", "1"),
+        return {entry("Year", "1999"), entry("Track", "3"), entry("TrackTotal", "12"),
+        entry("DiscNumber", "1"),
                 entry("DiscTotal", "2"), entry("BPM", "120"),
                 entry("Cover Art (Front)", QJsonObject{{"cover", art("art.png")}, {"name", "art.png"}})};
     }
@@ -221,25 +224,35 @@ TEST_P(TaggedFileTest, ReadsEveryFieldAndTheStream)
 INSTANTIATE_TEST_SUITE_P(
     Formats, TaggedFileTest,
     testing::Values(
-        FormatCase{"FLAC", "core.flac", "flac", "flac", Xiph, "FLAC", "Free Lossless Audio Codec", "Vorbis", Bits, 16, true},
-        FormatCase{"OggFLAC", "core.oggflac", "oga", "ogg", Xiph, "OGG FLAC", "Free Lossless Audio Codec", "Vorbis", Kilobits, 16, true},
+        FormatCase{"FLAC", "core.flac", "flac", "flac", Xiph, "FLAC", "Free Lossless Audio Codec", "Vorbis",
+                   Bits, 16, true},
+        FormatCase{"OggFLAC", "core.oggflac", "oga", "ogg", Xiph, "OGG FLAC", "Free Lossless Audio Codec",
+                   "Vorbis", Kilobits, 16, true},
         FormatCase{"Vorbis", "core.ogg", "ogg", "ogg", Xiph, "OGG Vorbis", "Vorbis", "Vorbis", Bits, 0, true},
-        FormatCase{"Speex", "core.spx", "spx", "ogg", Xiph, "OGG Speex", "Speex v1", "Vorbis", Kilobits, 0, true},
-        FormatCase{"Opus", "core.opus", "opus", "ogg", Xiph, "Ogg Opus", "Opus", "Vorbis", NoBitrate, 0, true},
+        FormatCase{"Speex", "core.spx", "spx", "ogg", Xiph, "OGG Speex", "Speex v1", "Vorbis",
+                   Kilobits, 0, true},
+        FormatCase{"Opus", "core.opus", "opus", "ogg", Xiph, "Ogg Opus", "Opus", "Vorbis",
+                   NoBitrate, 0, true},
         FormatCase{"MP4", "reading.m4a", "m4a", "mp4", MP4, "QuickTime / MOV", "AAC (Advanced Audio Coding)",
                    "MP4 Metadata", Bits, 0, false, false},
-        FormatCase{"MP3", "reading.mp3", "mp3", "id3", ID3, nullptr, "MPEG Version 1 Audio Layer 3", "ID3v2.4.0",
-                   Bits, 0, true, false, "Joint Stereo"},
-        FormatCase{"AIFF", "reading.aiff", "aiff", "aiff", ID3, nullptr, nullptr, "ID3v2.4.0", Bits, 16, true, false, "Stereo"},
-        FormatCase{"WAVE", "reading.wav", "wav", "wave", ID3, nullptr, nullptr, "ID3v2.4.0", Bits, 16, true, false, "Stereo"},
-        FormatCase{"TrueAudio", "reading.tta", "tta", "id3", ID3, "True Audio", "TTA v1", "ID3v2.4.0", Bits, 16, true},
-        FormatCase{"DSF", "reading.dsf", "dsf", "dsf", ID3, "DSD", "DSF", "ID3v2.4.0", Bits, 1, true, true, nullptr, false},
-        FormatCase{"WavPack", "reading.wv", "wv", "ape", APE, "WavPack", "WavPack v1040", "APE Tag v2.0", Bits, 16, false},
-        FormatCase{"Musepack", "reading.mpc", "mpc", "ape", APE, "Musepack", "MPC v8", "APE Tag v2.0", Bits, 16, false},
-        FormatCase{"MonkeysAudio", "taglib:mac-399.ape", "ape", "ape", APE, "Monkey's Audio", "APE v3990", "APE Tag v2.0",
+        FormatCase{"MP3", "reading.mp3", "mp3", "id3", ID3, nullptr, "MPEG Version 1 Audio Layer 3",
+                   "ID3v2.4.0", Bits, 0, true, false, "Joint Stereo"},
+        FormatCase{"AIFF", "reading.aiff", "aiff", "aiff", ID3, nullptr, nullptr, "ID3v2.4.0",
+                   Bits, 16, true, false, "Stereo"},
+        FormatCase{"WAVE", "reading.wav", "wav", "wave", ID3, nullptr, nullptr, "ID3v2.4.0",
+                   Bits, 16, true, false, "Stereo"},
+        FormatCase{"TrueAudio", "reading.tta", "tta", "id3", ID3, "True Audio", "TTA v1", "ID3v2.4.0",
+                   Bits, 16, true},
+        FormatCase{"DSF", "reading.dsf", "dsf", "dsf", ID3, "DSD", "DSF", "ID3v2.4.0",
+                   Bits, 1, true, true, nullptr, false},
+        FormatCase{"WavPack", "reading.wv", "wv", "ape", APE, "WavPack", "WavPack v1040", "APE Tag v2.0",
                    Bits, 16, false},
-        FormatCase{"WindowsMedia", "reading.wma", "wma", "asf", ASF, "Windows Media", "Windows Media Audio", "ASF",
-                   Kilobits, 0, true}),
+        FormatCase{"Musepack", "reading.mpc", "mpc", "ape", APE, "Musepack", "MPC v8", "APE Tag v2.0",
+                   Bits, 16, false},
+        FormatCase{"MonkeysAudio", "taglib:mac-399.ape", "ape", "ape", APE, "Monkey's Audio", "APE v3990",
+                   "APE Tag v2.0", Bits, 16, false},
+        FormatCase{"WindowsMedia", "reading.wma", "wma", "asf", ASF, "Windows Media", "Windows Media Audio",
+                   "ASF", Kilobits, 0, true}),
     [](const testing::TestParamInfo<FormatCase>& info) { return std::string(info.param.name); });
 // clang-format on
 

@@ -49,7 +49,8 @@ AudioMetadataPtr fullRecord()
              {F::trackYear, 2004}, {F::trackComment, u"the record's own comment, never written"_s},
              {F::trackNumber, 3}, {F::totalTracks, 12}, {F::discNumber, 1}, {F::discTotal, 2},
              {F::trackGenre, u"Genre"_s}, {F::grouping, u"Grouping"_s}, {F::trackComposer, u"Composer"_s},
-             {F::albumArtist, u"Album Artist"_s}, {F::lyrics, u"Lyrics"_s}, {F::bpm, 128}, {F::key, u"A Minor"_s},
+             {F::albumArtist, u"Album Artist"_s}, {F::lyrics, u"Lyrics"_s}, {F::bpm, 128},
+             {F::key, u"A Minor"_s},
              {F::ISRC, u"GBXYZ0400001"_s}, {F::partOfACompilation, 1}, {F::trackCopyright, u"Copyright"_s}}) {
         // clang-format on
         record->setValue(field, value);
@@ -143,7 +144,8 @@ TEST(XiphCommentMapping, WritingReplacesEveryMappedFieldAndThePictureOnlyWhenAsk
         SCOPED_TRACE(writeArtwork);
         // clang-format off
         for (const auto& [key, text] : {std::pair{"title", "Títle"}, {"artist", "Artist"}, {"date", "2004"},
-                                        {"description", "the comment"}, {"tracknumber", "3"}, {"tracktotal", "12"},
+                                        {"description", "the comment"}, {"tracknumber", "3"},
+                                        {"tracktotal", "12"},
                                         {"discnumber", "1"}, {"disctotal", "2"}, {"lyrics", "Lyrics"},
                                         {"bpm", "128"}, {"encodedby", "Sonabrik"}, {"other", "kept"}}) {
             // clang-format on
@@ -215,8 +217,10 @@ TEST(MP4TagMapping, WritingPutsEveryItemMutagenKnows)
     }
     const QJsonObject tags = Mutagen::dump(path);
     // clang-format off
-    for (const auto& [key, text] : {std::pair{"\u00a9nam", "Títle"}, {"\u00a9day", "2004"}, {"\u00a9cmt", "the comment"},
-                                    {"tmpo", "128"}, {"aART", "Album Artist"}, {"----:com.apple.iTunes:KEY", "A Minor"},
+    for (const auto& [key, text] : {std::pair{"\u00a9nam", "Títle"}, {"\u00a9day", "2004"},
+    {"\u00a9cmt", "the comment"},
+                                    {"tmpo", "128"}, {"aART", "Album Artist"},
+                                    {"----:com.apple.iTunes:KEY", "A Minor"},
                                     {"----:com.apple.iTunes:initialkey", "A Minor"},
                                     {"----:com.apple.iTunes:ISRC", "GBXYZ0400001"}}) {
         // clang-format on
@@ -252,10 +256,13 @@ TEST(ASFTagMapping, ReadsPartOfSetAndNumbersOfEitherType)
     int n = 0;
     // clang-format off
     for (const auto& [tags, discTotal, totalTracks, bpm] : {
-             Row{{entry("WM/PartOfSet", "2/3"), entry("WM/TrackTotal", "12"), entry("WM/BPM", dword(99))}, 3, 12, 99},
-             Row{{entry("WM/PartOfSet", "2"), entry("WM/DiscTotal", dword(3)), entry("WM/TrackTotal", dword(12)),
+             Row{{entry("WM/PartOfSet", "2/3"), entry("WM/TrackTotal", "12"), entry("WM/BPM", dword(99))},
+             3, 12, 99},
+             Row{{entry("WM/PartOfSet", "2"), entry("WM/DiscTotal", dword(3)),
+             entry("WM/TrackTotal", dword(12)),
                   entry("WM/BPM", "99"), entry("WM/BeatsPerMinute", "120")}, 3, 12, 120},
-             Row{{entry("WM/PartOfSet", "2/3"), entry("WM/DiscTotal", dword(5))}, 5, std::nullopt, std::nullopt}}) {
+             Row{{entry("WM/PartOfSet", "2/3"), entry("WM/DiscTotal", dword(5))},
+             5, std::nullopt, std::nullopt}}) {
         // clang-format on
         const QString path = dir.copyOf(Fixtures::generated("reading.wma"), u"%1.wma"_s.arg(++n));
         Mutagen::tag(path, "asf", tags);
@@ -284,8 +291,10 @@ TEST(ASFTagMapping, WritingReplacesAttributesAndLeavesPicturesAlone)
     }
     const QJsonObject tags = Mutagen::dump(path);
     // clang-format off
-    for (const auto& [key, text] : {std::pair{"Title", "Títle"}, {"WM/AlbumTitle", "Album"}, {"WM/BeatsPerMinute", "128"},
-                                    {"WM/PartOfSet", "1"}, {"WM/IsCompilation", "1"}, {"WM/EncodedBy", "Sonabrik"},
+    for (const auto& [key, text] : {std::pair{"Title", "Títle"}, {"WM/AlbumTitle", "Album"},
+    {"WM/BeatsPerMinute", "128"},
+                                    {"WM/PartOfSet", "1"}, {"WM/IsCompilation", "1"},
+                                    {"WM/EncodedBy", "Sonabrik"},
                                     {"WM/InitialKey", "A Minor"}}) {
         // clang-format on
         EXPECT_EQ(texts(tags, key), QStringList{QString::fromUtf8(text)}) << key;
