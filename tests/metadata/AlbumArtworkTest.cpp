@@ -15,19 +15,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct ImageProbe
+// What ffprobe sees in an image file: codec, width and height.
+QJsonObject probeImage(const QString& path)
 {
-    QString codec;
-    int64_t width = -1;
-    int64_t height = -1;
-};
-
-// What ffprobe sees in an image file.
-ImageProbe probeImage(const QString& path)
-{
-    const QJsonObject stream =
-        ffprobe(path, {"-show_entries", "stream=codec_name,width,height"})["streams"][0].toObject();
-    return {stream["codec_name"].toString(), stream["width"].toInteger(-1), stream["height"].toInteger(-1)};
+    return ffprobe(path, {"-show_entries", "stream=codec_name,width,height"})["streams"][0].toObject();
 }
 
 QString md5sumOf(const QString& path)
@@ -35,11 +26,8 @@ QString md5sumOf(const QString& path)
     return QString::fromLatin1(runTool(u"md5sum"_s, {path}).standardOutput.left(32));
 }
 
-struct FormatCase
-{
-    const char* file;
-    const char* mimeType; // sniffed from the first byte
-};
+// A file name and the MIME type sniffed from its first byte.
+using FormatCase = std::pair<const char*, const char*>;
 
 class ArtworkOfEachFormat : public testing::TestWithParam<FormatCase>
 {
@@ -47,19 +35,18 @@ class ArtworkOfEachFormat : public testing::TestWithParam<FormatCase>
 
 TEST_P(ArtworkOfEachFormat, LoadsWithSniffedTypeSizeAndChecksumOfTheFile)
 {
-    const QString path = Fixtures::generated(QString::fromLatin1(GetParam().file));
+    const QString path = Fixtures::generated(QString::fromLatin1(GetParam().first));
     const AlbumArtworkPtr artwork = AlbumArtwork::albumArtworkFromFile(path);
     ASSERT_TRUE(artwork);
-    EXPECT_EQ(artwork->mimeType(), QString::fromLatin1(GetParam().mimeType));
+    EXPECT_EQ(artwork->mimeType(), QString::fromLatin1(GetParam().second));
     EXPECT_EQ(artwork->artworkType(), 3u);
-    EXPECT_EQ(artwork->originalFilename(), QString::fromLatin1(GetParam().file));
+    EXPECT_EQ(artwork->originalFilename(), QString::fromLatin1(GetParam().first));
     EXPECT_EQ(artwork->data(), fileBytes(path));
     EXPECT_EQ(artwork->dataSize(), QFileInfo(path).size());
-
-    const ImageProbe probe = probeImage(path);
-    EXPECT_EQ(artwork->width(), probe.width);
-    EXPECT_EQ(artwork->height(), probe.height);
-    EXPECT_EQ(artwork->dimensions(), u"%1 x %2"_s.arg(probe.width).arg(probe.height));
+    const QJsonObject probe = probeImage(path);
+    EXPECT_EQ(artwork->width(), probe["width"].toInteger(-1));
+    EXPECT_EQ(artwork->height(), probe["height"].toInteger(-1));
+    EXPECT_EQ(artwork->dimensions(), u"%1 x %2"_s.arg(probe["width"].toInt()).arg(probe["height"].toInt()));
     EXPECT_EQ(artwork->md5(), md5sumOf(path));
 }
 
@@ -69,21 +56,19 @@ INSTANTIATE_TEST_SUITE_P(Formats, ArtworkOfEachFormat,
                                          FormatCase{"art.gif", "image/gif"},
                                          FormatCase{"art.tiff", "image/tiff"},
                                          FormatCase{"art.bmp", "unknown"}, FormatCase{"art.webp", "unknown"}),
-                         [](const auto& info) { return testNameOf(QString::fromLatin1(info.param.file)); });
+                         [](const auto& info) { return testNameOf(QString::fromLatin1(info.param.first)); });
 
 TEST(AlbumArtwork, BytesThatAreNoImageGetTheirFirstBytesTypeAndNoSize)
 {
     ScratchDir dir;
     const QString written = dir.file("written");
-    const std::pair<QByteArray, QString> cases[] = {
-        {QByteArray("MM\0* big-endian TIFF, cut", 26), u"image/tiff"_s},
-        {QByteArray("plain text"), u"unknown"_s},
-        {QByteArray(""), u"unknown"_s},
-    };
-    for (const auto& [bytes, mimeType] : cases) {
+    for (const auto& [bytes, mimeType] :
+         {std::pair{QByteArray("MM\0* big-endian TIFF, cut", 26), "image/tiff"},
+          {QByteArray("plain text"), "unknown"},
+          {QByteArray(""), "unknown"}}) {
         AlbumArtwork artwork;
         artwork.setData(bytes);
-        EXPECT_EQ(artwork.mimeType(), mimeType);
+        EXPECT_EQ(artwork.mimeType(), QLatin1String(mimeType));
         EXPECT_EQ(artwork.dimensions(), u"0 x 0"_s);
         ASSERT_TRUE(artwork.writeToFile(written));
         EXPECT_EQ(fileBytes(written), bytes);
@@ -109,11 +94,8 @@ TEST(AlbumArtwork, SettingTheSameBytesAgainKeepsTheTagsMimeTypeButACopyIsSniffed
     const QByteArray png = fileBytes(Fixtures::generated("art.png"));
     AlbumArtwork artwork;
     artwork.setData(png);
-    // Tag readers set the tag's MIME type after the data; it stays.
-    artwork.setMimeType(u"image/jpeg"_s);
-    EXPECT_EQ(artwork.mimeType(), u"image/jpeg"_s);
-
-    const QByteArray sameBytes = png; // shares the bytes: the same object
+    artwork.setMimeType(u"image/jpeg"_s); // tag readers set the tag's type after the data; it stays
+    const QByteArray sameBytes = png;     // shares the bytes: the same object
     artwork.setData(sameBytes);
     EXPECT_EQ(artwork.mimeType(), u"image/jpeg"_s);
 
@@ -157,7 +139,9 @@ TEST(AlbumArtwork, LoadingGivesEmptyArtworkForUnreadableFilesAndNullForNonImages
     EXPECT_EQ(remote->data(), std::nullopt);
 }
 
-TEST(AlbumArtwork, ArchiveRestoresTheFourKeysAndDerivesTheRestFromTheData)
+// The clipboard carries the archive, which restores the four keys and derives the rest from the
+// data, and a TIFF of the image.
+TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
 {
     const QByteArray png = fileBytes(Fixtures::generated("art.png"));
     AlbumArtwork original;
@@ -166,8 +150,12 @@ TEST(AlbumArtwork, ArchiveRestoresTheFourKeysAndDerivesTheRestFromTheData)
     original.setArtworkType(4);
     original.setComments(u"Back cover, ünïcode"_s);
     original.setOriginalFilename(u"back.png"_s);
-
-    const AlbumArtworkPtr restored = AlbumArtwork::fromArchive(original.archive());
+    EXPECT_EQ(original.mimeData()->formats(),
+              QStringList({u"application/x-org.sonabrik.albumartwork"_s, u"image/tiff"_s}));
+    QGuiApplication::clipboard()->setMimeData(original.mimeData().release());
+    const QMimeData* pasted = QGuiApplication::clipboard()->mimeData();
+    ASSERT_TRUE(pasted);
+    const AlbumArtworkPtr restored = AlbumArtwork::fromMimeData(*pasted);
     ASSERT_TRUE(restored);
     EXPECT_EQ(restored->artworkType(), 4u);
     EXPECT_EQ(restored->data(), png);
@@ -177,35 +165,15 @@ TEST(AlbumArtwork, ArchiveRestoresTheFourKeysAndDerivesTheRestFromTheData)
     EXPECT_EQ(restored->dimensions(), original.dimensions());
     EXPECT_EQ(restored->md5(), original.md5());
 
-    // Absent texts and data stay absent.
+    // Absent texts and data stay absent; damaged archives give nothing.
     const AlbumArtworkPtr bare = AlbumArtwork::fromArchive(AlbumArtwork().archive());
     ASSERT_TRUE(bare);
     EXPECT_EQ(bare->data(), std::nullopt);
     EXPECT_EQ(bare->comments(), std::nullopt);
-
     const QByteArray archive = original.archive();
     EXPECT_FALSE(AlbumArtwork::fromArchive(archive.left(archive.size() / 2)));
     EXPECT_FALSE(AlbumArtwork::fromArchive(QByteArray("not an archive")));
     EXPECT_FALSE(AlbumArtwork::fromArchive(QByteArray()));
-}
-
-TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
-{
-    AlbumArtwork original;
-    original.setData(fileBytes(Fixtures::generated("art.jpg")));
-    original.setComments(u"front"_s);
-
-    EXPECT_EQ(original.mimeData()->formats(),
-              QStringList({u"application/x-org.sonabrik.albumartwork"_s, u"image/tiff"_s}));
-
-    QClipboard* clipboard = QGuiApplication::clipboard();
-    clipboard->setMimeData(original.mimeData().release());
-    const QMimeData* pasted = clipboard->mimeData();
-    ASSERT_TRUE(pasted);
-    const AlbumArtworkPtr restored = AlbumArtwork::fromMimeData(*pasted);
-    ASSERT_TRUE(restored);
-    EXPECT_EQ(restored->data(), original.data());
-    EXPECT_EQ(restored->comments(), u"front"_s);
 
     // The TIFF is a real TIFF of the same picture.
     ScratchDir dir;
@@ -213,10 +181,7 @@ TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
     AlbumArtwork tiff;
     tiff.setData(pasted->data(u"image/tiff"_s));
     ASSERT_TRUE(tiff.writeToFile(tiffPath));
-    const ImageProbe probe = probeImage(tiffPath);
-    EXPECT_EQ(probe.codec, u"tiff"_s);
-    EXPECT_EQ(probe.width, original.width());
-    EXPECT_EQ(probe.height, original.height());
+    EXPECT_EQ(probeImage(tiffPath), QJsonObject({{"codec_name", "tiff"}, {"width", 37}, {"height", 23}}));
 
     // TIFF alone is not read as artwork; other types give nothing.
     QMimeData tiffOnly;
@@ -225,43 +190,24 @@ TEST(AlbumArtwork, ClipboardCarriesTheArchiveAndATIFFOfTheImage)
     EXPECT_TRUE(original.pasteboardData(u"text/plain"_s).isEmpty());
 }
 
-struct SaveCase
+// Each type once, read back by ffprobe; a second save never overwrites.
+TEST(AlbumArtwork, SaveAsTypeWritesTheTypeOnceAndNeverOverwrites)
 {
-    AlbumArtwork::ImageFileType type;
-    const char* file;
-    const char* ffprobeCodec;
-};
-
-class SaveAsType : public testing::TestWithParam<SaveCase>
-{
-};
-
-TEST_P(SaveAsType, WritesTheTypeOnceAndNeverOverwrites)
-{
+    using T = AlbumArtwork::ImageFileType;
     AlbumArtwork artwork;
     artwork.setData(fileBytes(Fixtures::generated("art.gif")));
     ScratchDir dir;
-    const QString path = dir.file(QString::fromLatin1(GetParam().file));
-
-    ASSERT_TRUE(artwork.saveAsType(GetParam().type, path));
-    const ImageProbe probe = probeImage(path);
-    EXPECT_EQ(probe.codec, QString::fromLatin1(GetParam().ffprobeCodec));
-    EXPECT_EQ(probe.width, 37);
-    EXPECT_EQ(probe.height, 23);
-
-    const QString before = md5sumOf(path);
-    const auto otherType = GetParam().type == AlbumArtwork::ImageFileType::PNG
-                               ? AlbumArtwork::ImageFileType::BMP
-                               : AlbumArtwork::ImageFileType::PNG;
-    EXPECT_FALSE(artwork.saveAsType(otherType, path));
-    EXPECT_EQ(md5sumOf(path), before);
+    for (const auto& [type, file, codec] : {std::tuple{T::TIFF, "cover.tiff", "tiff"},
+                                            {T::BMP, "cover.bmp", "bmp"},
+                                            {T::JPEG, "cover.jpg", "mjpeg"},
+                                            {T::PNG, "cover.png", "png"}}) {
+        const QString path = dir.file(QString::fromLatin1(file));
+        ASSERT_TRUE(artwork.saveAsType(type, path)) << file;
+        EXPECT_EQ(probeImage(path), QJsonObject({{"codec_name", codec}, {"width", 37}, {"height", 23}}));
+        const QString before = md5sumOf(path);
+        EXPECT_FALSE(artwork.saveAsType(type == T::PNG ? T::BMP : T::PNG, path));
+        EXPECT_EQ(md5sumOf(path), before);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Types, SaveAsType,
-                         testing::Values(SaveCase{AlbumArtwork::ImageFileType::TIFF, "cover.tiff", "tiff"},
-                                         SaveCase{AlbumArtwork::ImageFileType::BMP, "cover.bmp", "bmp"},
-                                         SaveCase{AlbumArtwork::ImageFileType::JPEG, "cover.jpg", "mjpeg"},
-                                         SaveCase{AlbumArtwork::ImageFileType::PNG, "cover.png", "png"}),
-                         [](const auto& info) { return testNameOf(QString::fromLatin1(info.param.file)); });
 
 } // namespace

@@ -1,5 +1,4 @@
-// Tempo and key from Standard MIDI Files, built byte by byte after the
-// published file format (no program on this machine writes MIDI files).
+// Tempo and key from Standard MIDI Files built byte by byte (no program here writes them).
 
 #include "ZTMIDIParser.h"
 
@@ -44,16 +43,14 @@ TEST(ZTMIDIParser, ReadsTempoAndKeyOfEachTrackAmongOtherEvents)
               bytes({0x00, 0xFF, 0x59, 0x02, 0x00, 0x01}));
     const auto parser = ZTMIDIParser::initWithData(data);
     ASSERT_NE(parser, nullptr);
-    EXPECT_EQ(parser->format(), 1);
-    EXPECT_EQ(parser->trackCount(), 2);
-    EXPECT_EQ(parser->ticksPerBeat(), 480);
-    EXPECT_FALSE(parser->timeFormat());
+    EXPECT_EQ(
+        std::tuple(parser->format(), parser->trackCount(), parser->ticksPerBeat(), parser->timeFormat()),
+        std::tuple(1, 2, 480, false));
     ASSERT_EQ(parser->tracks().size(), 2u);
     EXPECT_EQ(parser->tracks()[0]->bpm(), 120);
     EXPECT_EQ(parser->tracks()[0]->key(), u"D Major"_s);
     EXPECT_EQ(parser->tracks()[1]->bpm(), 100);
-    // No sharps, minor: named after the major signature's tonic.
-    EXPECT_EQ(parser->tracks()[1]->key(), u"C Minor"_s);
+    EXPECT_EQ(parser->tracks()[1]->key(), u"C Minor"_s) << "no sharps, minor: named after the major's tonic";
 }
 
 TEST(ZTMIDIParser, FlatKeysAndZeroTempoGiveNothing)
@@ -76,19 +73,17 @@ TEST(ZTMIDIParser, SMPTEDivisionAndRejectedBuffers)
 {
     const auto smpte = ZTMIDIParser::initWithData(header(0, 0xE728)); // -25 fps, 40 ticks
     ASSERT_NE(smpte, nullptr);
-    EXPECT_TRUE(smpte->timeFormat());
-    EXPECT_EQ(smpte->framesPerSecond(), 0x67);
-    EXPECT_EQ(smpte->ticksPerFrame(), 0x28);
-    EXPECT_EQ(smpte->ticksPerBeat(), 0);
+    EXPECT_EQ(std::tuple(smpte->timeFormat(), smpte->framesPerSecond(), smpte->ticksPerFrame(),
+                         smpte->ticksPerBeat()),
+              std::tuple(true, 0x67, 0x28, 0));
 
     EXPECT_EQ(ZTMIDIParser::initWithData(QByteArray("RIFF\0\0\0\0WAVE", 12)), nullptr);
     EXPECT_EQ(ZTMIDIParser::initWithData(QByteArray("MThd\0", 5)), nullptr);
     EXPECT_EQ(ZTMIDITrack::initWithData(QByteArray("MThd")), nullptr);
 }
 
-// Lengths that point past the end, cut buffers and a chunk that is no
-// track: parsing stops at the end of the buffer (the sanitizer build would
-// catch a read past it) and keeps what parsed.
+// Lengths past the end, cut buffers and a chunk that is no track: parsing stops at the buffer's end
+// (the sanitizer build would catch a read past it) and keeps what parsed.
 TEST(ZTMIDIParser, NeverReadsPastTheBuffer)
 {
     const QByteArray whole =
