@@ -12,6 +12,7 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numbers>
+#include <numeric>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -43,11 +44,8 @@ struct OggCase
 
 double rms(const std::vector<double>& samples)
 {
-    double sum = 0;
-    for (double s : samples) {
-        sum += s * s;
-    }
-    return samples.empty() ? 0.0 : std::sqrt(sum / double(samples.size()));
+    return std::sqrt(std::inner_product(samples.begin(), samples.end(), samples.begin(), 0.0) /
+                     double(std::max<size_t>(samples.size(), 1)));
 }
 
 class OggDecoding : public testing::TestWithParam<OggCase>
@@ -97,14 +95,13 @@ TEST_P(OggDecoding, FollowsTheSourceWithTheDecodersLength)
         if (c.sourceChannel[size_t(channel)] < 0) {
             continue;
         }
-        Pcm one = decoded;
         Pcm reference = source;
         // bestAlignment compares one channel index of both: move the source channel there.
         for (size_t frame = 0; frame < reference.frames(); ++frame) {
             reference.samples[frame * size_t(reference.channels) + size_t(channel)] =
                 source.samples[frame * size_t(source.channels) + size_t(c.sourceChannel[size_t(channel)])];
         }
-        const Alignment alignment = bestAlignment(reference, one, c.maxLag, channel);
+        const Alignment alignment = bestAlignment(reference, decoded, c.maxLag, channel);
         EXPECT_GT(alignment.correlation, 0.95) << "channel " << channel << " lag " << alignment.lag;
     }
 }
