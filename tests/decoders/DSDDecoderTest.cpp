@@ -1,23 +1,21 @@
-// DSD decodes to 24-bit PCM at the DSD rate / 32: tones written by the
-// fixture generator's sigma-delta modulator come out at their frequency and
-// level, DSF and DFF of the same bits decode alike, the idle pattern is
-// silence from the first sample, the frame count matches the header, and the
-// user's gain is clamped and clips at full scale. ffmpeg's reading of the
-// same files is the outside reference for the tone levels.
+// DSD decodes to 24-bit PCM at the DSD rate / 32: the generated tones come
+// out at their frequency and level, as ffmpeg reads them too.
+// Then the container parser: counts at other decimations, and the files it refuses.
 
 #include "DSDDecoder.h"
 #include "Encoding.h"
 #include "Fixtures.h"
+#include "KLXDSDFile.h"
+#include "NamedException.h"
 #include "Pcm.h"
 #include "Tools.h"
 #include "ZTDecoder.h"
 
-#include <QStringList>
+#include <QFile>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <thread>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -80,13 +78,8 @@ INSTANTIATE_TEST_SUITE_P(
     Files, DSDTone,
     testing::Values(ToneCase{"dsd-tone-64-1ch.dsf", 88200, 1, kAudioChannelLayoutTag_Mono, 1411200},
                     ToneCase{"dsd-tone-64-2ch.dsf", 88200, 2, kAudioChannelLayoutTag_Stereo, 1411200},
-                    ToneCase{"dsd-tone-128-1ch.dsf", 176400, 1, kAudioChannelLayoutTag_Mono, 2822400},
                     ToneCase{"dsd-tone-128-2ch.dsf", 176400, 2, kAudioChannelLayoutTag_Stereo, 2822400},
                     ToneCase{"dsd-tone-256-2ch.dsf", 352800, 2, kAudioChannelLayoutTag_Stereo, 2822400},
-                    ToneCase{"dsd-tone-64-1ch.dff", 88200, 1, kAudioChannelLayoutTag_Mono, 1411200},
-                    ToneCase{"dsd-tone-64-2ch.dff", 88200, 2, kAudioChannelLayoutTag_Stereo, 1411200},
-                    ToneCase{"dsd-tone-128-1ch.dff", 176400, 1, kAudioChannelLayoutTag_Mono, 2822400},
-                    ToneCase{"dsd-tone-128-2ch.dff", 176400, 2, kAudioChannelLayoutTag_Stereo, 2822400},
                     ToneCase{"dsd-tone-64-6ch.dsf", 88200, 6, kAudioChannelLayoutTag_MPEG_5_1_A, 705600},
                     ToneCase{"dsd-tone-64-6ch.dff", 88200, 6, kAudioChannelLayoutTag_MPEG_5_1_A, 705600},
                     ToneCase{"dsd-whole-blocks.dsf", 88200, 2, kAudioChannelLayoutTag_Stereo, 524288},
@@ -94,9 +87,8 @@ INSTANTIATE_TEST_SUITE_P(
                     ToneCase{"dsd-5000000.dsf", 88200, 2, kAudioChannelLayoutTag_Stereo, 5000000}),
     [](const testing::TestParamInfo<ToneCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
 
-// The filter's window spans 72 bytes, 18 output samples at decimation 32;
-// until it has filled, the idle bytes it starts with are part of the output,
-// and 0x69 stands for different bits in the two containers' bit orders.
+// The filter's window: 72 bytes, 18 output frames at decimation 32. Until it
+// fills, its idle start (0x69, other bits in each container's order) shows.
 constexpr size_t kWindowFrames = 18;
 
 // The largest magnitude of a stretch of frames, in dB of full scale.
@@ -113,7 +105,7 @@ TEST(DSDDecoder, DFFAndDSFOfTheSameBitsDecodeToTheSamePCM)
 {
     PreferencesScope prefs;
     for (const char* name : {"dsd-tone-64-1ch", "dsd-tone-64-2ch", "dsd-tone-64-6ch", "dsd-tone-128-1ch",
-                             "dsd-tone-128-2ch", "dsd-whole-blocks"}) {
+                             "dsd-tone-128-2ch", "dsd-whole-blocks", "dsd-idle"}) {
         std::unique_ptr<ZTDecoder> dsf = openDSD(QLatin1String(name) + u".dsf"_s);
         std::unique_ptr<ZTDecoder> dff = openDSD(QLatin1String(name) + u".dff"_s);
         ASSERT_TRUE(dsf && dff);
@@ -128,11 +120,14 @@ TEST(DSDDecoder, DFFAndDSFOfTheSameBitsDecodeToTheSamePCM)
         }
         EXPECT_LT(peakDB(difference, 0, kWindowFrames), -70.0) << name;
         EXPECT_EQ(peakDB(difference, kWindowFrames, difference.frames()), dB(1.0 / 8388608.0)) << name;
+        if (std::strcmp(name, "dsd-idle") == 0) { // silence from the first sample
+            EXPECT_LT(peakDB(fromDSF, 0, kWindowFrames), -70.0);
+            EXPECT_LT(peakDB(fromDSF, kWindowFrames, fromDSF.frames()), -110.0);
+        }
     }
 }
 
-// ffmpeg decodes DSD its own way (its own filter, then its resampler): the
-// levels must agree, and the waveforms line up.
+// ffmpeg decodes DSD its own way (its filter, then its resampler).
 TEST(DSDDecoder, AgreesWithFFmpegOnTheSameFile)
 {
     PreferencesScope prefs;
@@ -159,22 +154,7 @@ TEST(DSDDecoder, AgreesWithFFmpegOnTheSameFile)
     }
 }
 
-TEST(DSDDecoder, TheIdlePatternIsSilenceFromTheFirstSample)
-{
-    PreferencesScope prefs;
-    for (const char* file : {"dsd-idle.dsf", "dsd-idle.dff"}) {
-        std::unique_ptr<ZTDecoder> decoder = openDSD(QLatin1String(file));
-        ASSERT_NE(decoder, nullptr);
-        const Pcm pcm = decodeAll(*decoder);
-        ASSERT_EQ(pcm.frames(), 705600u / 32) << file;
-        EXPECT_LT(peakDB(pcm, 0, kWindowFrames), -70.0) << file;
-        EXPECT_LT(peakDB(pcm, kWindowFrames, pcm.frames()), -110.0) << file;
-    }
-}
-
-// The filter is flat to 20 kHz at DSD64, and what lies above the output's
-// Nyquist frequency does not fold back into the audio band: 70 kHz would
-// come back at 18.2 kHz.
+// Flat to 20 kHz at DSD64; 70 kHz, which would fold back to 18.2 kHz, is stopped.
 TEST(DSDDecoder, PassesTwentyKilohertzAndStopsWhatWouldFoldBack)
 {
     PreferencesScope prefs;
@@ -193,8 +173,7 @@ TEST(DSDDecoder, GainIsClampedToSixDecibelsAndClipsAtFullScale)
     EXPECT_EQ(static_cast<DSDDecoder&>(*plain).gain(), 1.0f);
     const Pcm unscaled = decodeAll(*plain);
 
-    // Below 0 dB means no gain at all; the decimation preference changes
-    // nothing.
+    // Below 0 dB means no gain; the decimation preference changes nothing.
     prefs.set(u"dsd_gain"_s, -3.0);
     prefs.set(u"dsd_decimation"_s, 8);
     std::unique_ptr<ZTDecoder> negative = openDSD(u"dsd-loud.dsf"_s);
@@ -211,8 +190,7 @@ TEST(DSDDecoder, GainIsClampedToSixDecibelsAndClipsAtFullScale)
     const Pcm scaled = decodeAll(*loud);
     ASSERT_EQ(scaled.frames(), unscaled.frames());
 
-    // A 0.6 tone times 1.995 reaches 1.2: its peaks sit at full scale, the
-    // rest is scaled.
+    // A 0.6 tone times 1.995 reaches 1.2: its peaks clip, the rest is scaled.
     size_t atFullScale = 0;
     for (size_t i = 0; i < scaled.samples.size(); ++i) {
         const double before = unscaled.samples[i] / 2147483648.0;
@@ -228,52 +206,82 @@ TEST(DSDDecoder, GainIsClampedToSixDecibelsAndClipsAtFullScale)
     EXPECT_EQ(*std::min_element(scaled.samples.begin(), scaled.samples.end()), -8388608 * 256);
 }
 
-// Several files at once on worker threads, as a run converts them: every
-// decoder delivers what it delivers alone.
-TEST(DSDDecoder, DecodersOnSeveralThreadsAtOnceDecodeAsAlone)
+TEST(KLXDSDFile, TheCountsFollowTheDecimationGiven)
 {
-    PreferencesScope prefs;
-    const char* files[] = {"dsd-tone-64-2ch.dsf", "dsd-tone-64-2ch.dff", "dsd-tone-128-1ch.dsf",
-                           "dsd-tone-128-1ch.dff"};
-    std::vector<Pcm> alone;
-    for (const char* file : files) {
-        std::unique_ptr<ZTDecoder> decoder = openDSD(QLatin1String(file));
-        ASSERT_NE(decoder, nullptr);
-        alone.push_back(decodeAll(*decoder));
-    }
-    std::vector<std::vector<size_t>> differences(std::size(files));
-    std::vector<std::thread> threads;
-    for (size_t t = 0; t < std::size(files); ++t) {
-        threads.emplace_back([&, t] {
-            for (int round = 0; round < 3; ++round) {
-                std::unique_ptr<ZTDecoder> decoder =
-                    ZTDecoder::decoderWithFilename(Fixtures::generated(QLatin1String(files[t])));
-                differences[t].push_back(decoder ? countDifferences(decodeAll(*decoder), alone[t])
-                                                 : size_t(-1));
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    for (size_t t = 0; t < std::size(files); ++t) {
-        EXPECT_EQ(differences[t], std::vector<size_t>(3, 0)) << files[t];
+    const QString path = Fixtures::generated("dsd-5000000.dsf");
+    std::unique_ptr<KLXDSDFile> file = KLXDSDFile::initWithFilename(path, 8, nullptr);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->PCMSamplesPerBlock(), 4096u);
+    EXPECT_EQ(file->lastBlockPCMSampleCount(), 2408u);
+    EXPECT_EQ(file->totalPCMSamples(), 625000);
+    try {
+        KLXDSDFile::initWithFilename(path, 0, nullptr);
+        ADD_FAILURE() << "a decimation of 0 was taken";
+    } catch (const NamedException& e) {
+        EXPECT_EQ(e.name(), kAssertionFailureName);
     }
 }
 
-// Files written by other programs (TagLib's test data).
-TEST(DSDDecoder, DecodesTheTagLibFiles)
+TEST(KLXDSDFile, RefusesWhatItCannotDecodeWithItsMessage)
 {
-    SONABRIK_REQUIRE_TAGLIB_FIXTURES();
-    PreferencesScope prefs;
-    for (const char* file : {"empty10ms.dsf", "empty10ms.dff"}) {
-        std::unique_ptr<ZTDecoder> decoder =
-            ZTDecoder::decoderWithFilename(Fixtures::taglib(QLatin1String(file)));
-        ASSERT_NE(decoder, nullptr) << file;
-        expectPackedFormat(*decoder, 88200, 2, 24, 3, kAudioChannelLayoutTag_Stereo);
-        EXPECT_EQ(decoder->totalFrames(), 28224 / 32) << file;
-        EXPECT_EQ(decodeAll(*decoder).frames(), 28224u / 32) << file;
+    ScratchDir scratch;
+    // DST, DFF at DSD256, RIFF, a missing file (files cut short: DamagedHeadersAreRefused).
+    for (const auto& [path, message] :
+         {std::pair{Fixtures::generated("dsd-dst.dff"), "Unable To Parse DSD File"},
+          {Fixtures::generated("dsd-256.dff"), "Unable To Parse DSD File"},
+          {Fixtures::generated("dsd-riff.dsf"), "Not A Vaild DSD File"},
+          {scratch.file("nothing.dff"), "Unable To Open File"}}) {
+        const QString expected = u"DSDDecoder %1: %2"_s.arg(QLatin1String(message), path);
+        KLXDSDFile::Error error;
+        EXPECT_EQ(KLXDSDFile::initWithFilename(path, 32, &error), nullptr) << message;
+        EXPECT_EQ(error.localizedDescription, expected);
+        EXPECT_EQ(error.code, 100);
+        EXPECT_TRUE(error.domain.endsWith(u".dsdfile"_s));
+        // Through the factory: a null decoder and the message in the log.
+        PreferencesScope prefs;
+        ErrorLogCapture log;
+        EXPECT_EQ(ZTDecoder::decoderWithFilename(path), nullptr);
+        EXPECT_EQ(log.messages(), QStringList{expected});
     }
+}
+
+// Every prefix of a header, and copies with a size, count or rate zeroed,
+// are refused with one line in the log, never opened.
+void expectRefusedHeaders(const char* fixture, int dataStart,
+                          std::initializer_list<std::pair<int, int>> fields)
+{
+    PreferencesScope prefs;
+    ScratchDir scratch;
+    const QByteArray original = fileBytes(Fixtures::generated(QLatin1String(fixture)));
+    const QString path = scratch.file("damaged." + QLatin1String(fixture).right(3));
+    std::vector<QByteArray> damaged;
+    for (int length = 0; length <= dataStart; ++length) {
+        damaged.push_back(original.left(length));
+    }
+    for (const auto& [offset, width] : fields) {
+        damaged.push_back(QByteArray(original).replace(offset, width, QByteArray(width, '\0')));
+    }
+    for (const QByteArray& bytes : damaged) {
+        QFile out(path);
+        ASSERT_TRUE(out.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        out.write(bytes);
+        out.close();
+        ErrorLogCapture log;
+        EXPECT_EQ(ZTDecoder::decoderWithFilename(path), nullptr) << bytes.size() << " bytes";
+        ASSERT_EQ(log.messages().size(), 1);
+        EXPECT_TRUE(log.messages().first().startsWith(u"DSDDecoder "_s))
+            << log.messages().first().toStdString();
+    }
+}
+
+TEST(KLXDSDFile, DamagedHeadersAreRefused)
+{
+    // The header and fmt sizes, version, channels, rate, bits per sample, block size.
+    expectRefusedHeaders("dsd-tone-64-2ch.dsf", 92,
+                         {{4, 8}, {32, 8}, {40, 4}, {52, 4}, {56, 4}, {60, 4}, {72, 4}});
+    // The form, FVER, PROP, FS, CHNL and CMPR sizes, the rate and the channel count.
+    expectRefusedHeaders("dsd-tone-64-2ch.dff", 130,
+                         {{4, 8}, {20, 8}, {36, 8}, {52, 8}, {60, 4}, {68, 8}, {76, 2}, {90, 8}});
 }
 
 } // namespace

@@ -1,7 +1,8 @@
-// What the factory sends to FFmpeg decodes to 16 bits from the first audio
-// stream; a missing file is waited for.
+// What the factory sends to FFmpeg decodes to 16 bits from the first audio stream.
+// Then the platform reader's lossy formats, and its cut and refused files.
 
 #include "FFMPEGDecoder.h"
+#include "CoreAudioDecoder.h"
 #include "Fixtures.h"
 #include "InstantRetries.h"
 #include "MetadataReader.h"
@@ -10,9 +11,7 @@
 
 #include <QFile>
 #include <QJsonArray>
-#include <cstring>
 #include <gtest/gtest.h>
-#include <link.h>
 
 using namespace Qt::StringLiterals;
 
@@ -49,8 +48,7 @@ TEST_P(FFmpegFiles, DecodeTheFirstAudioStreamTo16Bits)
     EXPECT_EQ(static_cast<FFMPEGDecoder&>(*decoder).streamIndex(), c.streamIndex);
     expectPackedFormat(*decoder, c.sampleRate, c.channels, 16, 2, c.layoutTag);
 
-    // The length is counted in whole seconds of the container's duration
-    // (the 2.9 s Matroska file reports 2 s).
+    // Whole seconds of the container's duration (2 s for the 2.9 s Matroska file).
     const QJsonObject probe = ffprobe(path, {"-show_entries", "format=duration"});
     EXPECT_EQ(decoder->totalFrames(),
               int64_t(probe["format"]["duration"].toString().toDouble()) * int64_t(c.sampleRate));
@@ -58,8 +56,7 @@ TEST_P(FFmpegFiles, DecodeTheFirstAudioStreamTo16Bits)
     size_t emptyReads = 0;
     const Pcm decoded = decodeAll(*decoder, 1000, &emptyReads);
     if (c.streamIndex > 0) {
-        // Packets of the video stream before it add nothing: such reads give
-        // 0 frames while the end is not reached.
+        // Reads of the video stream's packets give 0 frames before the end.
         EXPECT_GT(emptyReads, 0u);
     }
     const Pcm reference = decodeWithFFmpeg(Fixtures::generated(QLatin1String(c.reference)));
@@ -75,27 +72,21 @@ TEST_P(FFmpegFiles, DecodeTheFirstAudioStreamTo16Bits)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Files, FFmpegFiles,
-    testing::Values(
-        // Lossless: the source samples.
-        FFmpegCase{"plat.mov", "plat-src-44k-2-16.wav", true, 0, 44100, 2, kAudioChannelLayoutTag_Stereo},
-        FFmpegCase{"plat-flac51.avi", "plat-src-44k-6-16.wav", true, 0, 44100, 6,
-                   kAudioChannelLayoutTag_Unknown},
-        // Audio in stream 1, behind a video stream.
-        FFmpegCase{"plat-video.avi", "plat-src-44k-2-16.wav", true, 1, 44100, 2,
-                   kAudioChannelLayoutTag_Stereo},
-        // Matroska is no platform type: the platform reader refuses it.
-        FFmpegCase{"plat-flac.mkv", "plat-src-44k-2-16-2.9s.wav", true, 0, 44100, 2,
-                   kAudioChannelLayoutTag_Stereo, true},
-        // RealAudio 1.0 decodes to 16 bits natively and is delivered as decoded.
-        FFmpegCase{"plat.rm", "plat.rm", true, 0, 8000, 1, kAudioChannelLayoutTag_Mono},
-        // Float codecs go through the resampler; the reference is FFmpeg's own decode.
-        FFmpegCase{"plat.wma", "plat.wma", false, 0, 44100, 2, kAudioChannelLayoutTag_Stereo},
-        FFmpegCase{"plat.mpg", "plat.mpg", false, 1, 48000, 2, kAudioChannelLayoutTag_Stereo}),
-    [](const testing::TestParamInfo<FFmpegCase>& info) {
-        return testNameOf(QLatin1String(info.param.file));
-    });
+constexpr uint32_t kStereo = kAudioChannelLayoutTag_Stereo;
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Files, FFmpegFiles, testing::Values(
+    // Lossless: the source samples; in stream 1 behind a video stream; Matroska, which the platform reader refuses.
+    FFmpegCase{"plat.mov", "plat-src-44k-2-16.wav", true, 0, 44100, 2, kStereo},
+    FFmpegCase{"plat-flac51.avi", "plat-src-44k-6-16.wav", true, 0, 44100, 6, kAudioChannelLayoutTag_Unknown},
+    FFmpegCase{"plat-video.avi", "plat-src-44k-2-16.wav", true, 1, 44100, 2, kStereo},
+    FFmpegCase{"plat-flac.mkv", "plat-src-44k-2-16-2.9s.wav", true, 0, 44100, 2, kStereo, true},
+    // 16-bit RealAudio 1.0 is delivered as decoded; float codecs go through the resampler.
+    FFmpegCase{"plat.rm", "plat.rm", true, 0, 8000, 1, kAudioChannelLayoutTag_Mono},
+    FFmpegCase{"plat.wma", "plat.wma", false, 0, 44100, 2, kStereo},
+    FFmpegCase{"plat.mpg", "plat.mpg", false, 1, 48000, 2, kStereo}),
+    [](const testing::TestParamInfo<FFmpegCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
+// clang-format on
 
 // 8-bit PCM comes as FFmpeg decodes it, unsigned, under the signed flag.
 TEST(FFMPEGDecoder, EightBitSamplesAreDeliveredUnsignedAsDecoded)
@@ -111,8 +102,8 @@ TEST(FFMPEGDecoder, EightBitSamplesAreDeliveredUnsignedAsDecoded)
     EXPECT_EQ(countDifferences(decoded, decodeWithFFmpeg(Fixtures::generated("plat-u8.wav"))), 0u);
 }
 
-// A file still on its way to disk is looked for again after 1 to 4 s, four
-// times; one that appears meanwhile is decoded without a word in the log.
+// A missing file is looked for again after 1 to 4 s, four times; one that
+// appears meanwhile is decoded without a word in the log.
 TEST(FFMPEGDecoder, AMissingFileIsWaitedForFourTimes)
 {
     ScratchDir scratch;
@@ -137,25 +128,12 @@ TEST(FFMPEGDecoder, AMissingFileIsWaitedForFourTimes)
     EXPECT_EQ(decodeAll(*decoder).frames(), 44100u);
 }
 
-// FFmpeg is loaded when the first file needs it, not at start-up: linking
-// it again would slow every start of the program without failing anything
-// else. Each test case runs in a process of its own, so nothing has loaded it
-// before this one.
+// FFmpeg is loaded when the first file needs it, not at start-up (each test
+// case runs in a process of its own: nothing loaded it before).
 bool libraryLoaded(const char* soname)
 {
-    struct Search
-    {
-        const char* soname;
-        bool found = false;
-    } search{soname};
-    dl_iterate_phdr(
-        [](dl_phdr_info* info, size_t, void* data) {
-            auto* s = static_cast<Search*>(data);
-            s->found = s->found || (info->dlpi_name && std::strstr(info->dlpi_name, s->soname));
-            return 0;
-        },
-        &search);
-    return search.found;
+    QFile maps(u"/proc/self/maps"_s);
+    return maps.open(QIODevice::ReadOnly) && maps.readAll().contains(soname);
 }
 
 TEST(FFmpegLoading, OnlyTheFilesThatNeedFFmpegLoadIt)
@@ -174,6 +152,100 @@ TEST(FFmpegLoading, OnlyTheFilesThatNeedFFmpegLoadIt)
     ASSERT_NE(decoder, nullptr);
     EXPECT_GT(decodeAll(*decoder).frames(), 0u);
     EXPECT_TRUE(libraryLoaded("libavformat.so"));
+}
+
+std::unique_ptr<ZTDecoder> openGenerated(const char* name)
+{
+    return ZTDecoder::decoderWithFilename(Fixtures::generated(QLatin1String(name)));
+}
+
+// Frames [from, from + count) of pcm.
+Pcm slice(const Pcm& pcm, size_t from, size_t count)
+{
+    Pcm part{pcm.channels, pcm.sampleRate, {}};
+    const size_t begin = std::min(pcm.samples.size(), from * size_t(pcm.channels));
+    const size_t end = std::min(pcm.samples.size(), (from + count) * size_t(pcm.channels));
+    part.samples.assign(pcm.samples.begin() + ptrdiff_t(begin), pcm.samples.begin() + ptrdiff_t(end));
+    return part;
+}
+
+struct LossyCase
+{
+    const char* file;
+    const char* source;
+    uint32_t channels;
+    long maxLag; // the codec's delay, in frames
+    uint32_t layoutTag;
+};
+
+class CoreAudioLossy : public testing::TestWithParam<LossyCase>
+{
+};
+
+TEST_P(CoreAudioLossy, MatchesTheSourceWaveform)
+{
+    const LossyCase& c = GetParam();
+    ErrorLogCapture log;
+    auto decoder = openGenerated(c.file);
+    ASSERT_NE(decoder, nullptr) << log.messages().join(QLatin1Char('\n')).toStdString();
+    ASSERT_EQ(decoder->className(), u"CoreAudioDecoder"_s);
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated(QLatin1String(c.source)));
+    expectPackedFormat(*decoder, source.sampleRate, c.channels, 16, 2, c.layoutTag);
+
+    const Pcm decoded = decodeAll(*decoder);
+    EXPECT_LE(std::labs(long(decoded.frames()) - long(source.frames())), c.maxLag + 1152);
+    EXPECT_LE(std::labs(decoder->totalFrames() - long(decoded.frames())), c.maxLag + 1152);
+    // A stretch from the middle, so that the codec's start-up does not count.
+    const Pcm middle = slice(decoded, 8192, 8192);
+    for (int channel = 0; channel < int(c.channels); ++channel) {
+        const Alignment alignment = bestAlignment(middle, slice(source, 8192, 8192), c.maxLag, channel);
+        EXPECT_GT(alignment.correlation, 0.98) << "channel " << channel << " lag " << alignment.lag;
+    }
+}
+
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Files, CoreAudioLossy, testing::Values(
+    LossyCase{"plat.mp3", "plat-src-44k-2-16.wav", 2, 1200, kStereo},
+    LossyCase{"plat.mp2", "plat-src-48k-2-24.wav", 2, 1200, kStereo},
+    LossyCase{"plat.aac", "plat-src-44k-2-16.wav", 2, 2200, kStereo},
+    LossyCase{"plat-aac51.m4a", "plat-src-44k-6-16.wav", 6, 2200, kAudioChannelLayoutTag_MPEG_5_1_A},
+    LossyCase{"plat.3gp", "plat-src-48k-1-16.wav", 1, 2200, kAudioChannelLayoutTag_Mono}),
+    [](const testing::TestParamInfo<LossyCase>& info) { return testNameOf(QLatin1String(info.param.file)); });
+// clang-format on
+
+TEST(CoreAudioDecoder, TruncatedFilesDecodeWhatIsThere)
+{
+    ErrorLogCapture log;
+    auto wav = openGenerated("plat-truncated.wav");
+    ASSERT_NE(wav, nullptr);
+    const Pcm head = decodeAll(*wav);
+    const Pcm source = decodeWithFFmpeg(Fixtures::generated("plat-src-44k-2-16.wav"));
+    ASSERT_GT(head.frames(), 10000u);
+    ASSERT_LT(head.frames(), source.frames());
+    EXPECT_EQ(countDifferences(head, slice(source, 0, head.frames())), 0u);
+
+    auto mp3 = openGenerated("plat-truncated.mp3");
+    ASSERT_NE(mp3, nullptr);
+    const Pcm partial = decodeAll(*mp3);
+    EXPECT_GT(partial.frames(), 0u);
+    EXPECT_LT(partial.frames(), source.frames() / 2);
+    EXPECT_TRUE(log.messages().isEmpty()) << log.messages().join(QLatin1Char('\n')).toStdString();
+}
+
+// A sample format the platform reader has no integer width for goes to FFmpeg.
+TEST(CoreAudioDecoder, ClientFormatsOutsideTheReadersWidthsFallBackToFFmpeg)
+{
+    ErrorLogCapture log;
+    auto decoder = openGenerated("plat-double.wav");
+    ASSERT_NE(decoder, nullptr);
+    EXPECT_EQ(decoder->className(), u"FFMPEGDecoder"_s);
+    EXPECT_EQ(log.messages(),
+              QStringList(
+                  {u"Audio File Set Property Client Data Format Failed With Error: fmt?"_s,
+                   QStringLiteral(
+                       "Failed To Create Core Audio Decoder.  Attempting To Fall Back To FFMPEG Decoder")}));
+    EXPECT_EQ(decodeAll(*decoder).frames(), 44100u);
 }
 
 } // namespace

@@ -1,5 +1,9 @@
+// The ring buffer, and readAudio(), which every decoder inherits: their checks and sizes.
+
 #include "RingBuffer.h"
+#include "Fixtures.h"
 #include "NamedException.h"
+#include "ZTDecoder.h"
 
 #include <gtest/gtest.h>
 #include <numeric>
@@ -44,10 +48,11 @@ TEST(RingBuffer, PreconditionsRaiseTheirConditionText)
     EXPECT_EQ(ring.bytesAvailable(), 0u) << "a refused write changes nothing";
 }
 
-// Writers stay one byte below the free space when wrapping, because a
-// wrapped write that fills the storage exactly reads as empty (kept as it
-// always was). Writing up to the storage's end without wrapping is kept.
-TEST(RingBuffer, FillingToTheBrim)
+// Writers stay one byte below the free space when wrapping: a wrapped write
+// that fills the storage exactly reads as empty (kept as it always was).
+// Filling up to the storage's end without wrapping works; the storage never
+// shrinks, and reset keeps it.
+TEST(RingBuffer, FillingToTheBrimResizingAndReset)
 {
     RingBuffer ring(16);
     std::vector<uint8_t> out(16);
@@ -68,17 +73,11 @@ TEST(RingBuffer, FillingToTheBrim)
     const uint8_t* read = ring.exposeBufferForReading();
     EXPECT_EQ(read[0], 4);
     EXPECT_EQ(read[2], 200);
-}
 
-TEST(RingBuffer, NeverShrinksAndResetKeepsTheStorage)
-{
-    RingBuffer ring(16);
-    ring.putData(sequence(7, 0).data(), 7);
     ring.resize(8);
     EXPECT_EQ(ring.size(), 16u);
-    std::vector<uint8_t> out(7);
-    EXPECT_EQ(ring.getData(out.data(), 7), 7u);
-    EXPECT_EQ(out, sequence(7, 0));
+    EXPECT_EQ(ring.getData(out.data(), 16), 16u);
+    EXPECT_EQ(out[15], 213);
     ring.resize(32);
     ring.reset();
     EXPECT_EQ(ring.bytesAvailable(), 0u);
@@ -132,6 +131,42 @@ TEST(RingBuffer, RandomTrafficMatchesAQueue)
         }
         ASSERT_EQ(ring.bytesAvailable(), model.size()) << "at step " << step;
     }
+}
+
+TEST(ZTDecoder, ReadChecksItsArgumentsInOrderAndReportsWhatItDelivered)
+{
+    // 16-bit stereo: 4 bytes a frame.
+    auto decoder = ZTDecoder::decoderWithFilename(Fixtures::generated("dec-16-2ch.flac"));
+    ASSERT_NE(decoder, nullptr);
+    std::vector<uint8_t> storage(64);
+    AudioBufferList small;
+    small.mNumberBuffers = 1;
+    small.mBuffers[0] = AudioBuffer{0, 8, storage.data()};
+    AudioBufferList none;
+    none.mNumberBuffers = 0;
+
+    // A null list is reported before the zero frame count.
+    const auto reasonOfRead = [&](AudioBufferList* list, uint32_t frames) {
+        return reasonOf([&] { decoder->readAudio(list, frames); });
+    };
+    const QString tooSmall =
+        u"Invalid parameter not satisfying: bufferList->mBuffers[0].mDataByteSize >= byteCount"_s;
+    EXPECT_EQ(reasonOfRead(nullptr, 0), u"Invalid parameter not satisfying: NULL != bufferList"_s);
+    EXPECT_EQ(reasonOfRead(&none, 0), u"Invalid parameter not satisfying: 0 < bufferList->mNumberBuffers"_s);
+    EXPECT_EQ(reasonOfRead(&small, 0), u"Invalid parameter not satisfying: 0 < frameCount"_s);
+    EXPECT_EQ(reasonOfRead(&small, 3), tooSmall);
+    EXPECT_EQ(decoder->pcmBuffer()->bytesAvailable(), 0u) << "a refused read must not decode";
+
+    // The byte size becomes what was delivered: a caller must offer its whole buffer again.
+    small.mBuffers[0].mDataByteSize = uint32_t(storage.size());
+    EXPECT_EQ(decoder->readAudio(&small, 2), 2u);
+    EXPECT_EQ(small.mBuffers[0].mDataByteSize, 8u);
+    EXPECT_EQ(small.mBuffers[0].mNumberChannels, 2u);
+    EXPECT_EQ(reasonOfRead(&small, 3), tooSmall);
+    small.mBuffers[0].mDataByteSize = uint32_t(storage.size());
+    EXPECT_EQ(decoder->readAudio(&small, 16), 16u);
+    EXPECT_EQ(small.mBuffers[0].mDataByteSize, 64u);
+    EXPECT_EQ(decoder->currentFrame(), 18u);
 }
 
 } // namespace
