@@ -9,7 +9,6 @@
 
 #include <QRandomGenerator>
 #include <QRegularExpression>
-#include <functional>
 #include <map>
 
 using namespace Qt::StringLiterals;
@@ -130,45 +129,25 @@ QStringList makeDSD(const QString& folder)
     return {"clean.dsf"};
 }
 
-// The damages, each written from in/clean.<ext> into in/<damage>.<ext>.
-using Damage = std::function<QByteArray(QByteArray)>;
-
-QByteArray cut(QByteArray bytes)
+// A copy of in/clean.<ext> with the damage, for in/<damage>.<ext>.
+QByteArray withDamage(const std::string& damage, QByteArray bytes)
 {
-    bytes.truncate(bytes.size() * 6 / 10);
+    if (damage == "cut") {
+        bytes.truncate(bytes.size() * 6 / 10);
+    } else if (damage == "overwritten") {
+        QRandomGenerator random(7);
+        QByteArray noise(4096, '\0');
+        random.fillRange(reinterpret_cast<quint32*>(noise.data()), noise.size() / 4);
+        bytes.replace(bytes.size() / 2, noise.size(), noise);
+    } else if (damage == "bit-flipped") { // 200 bytes into the first frame after the middle
+        const qsizetype sync = bytes.indexOf(QByteArray("\xff\xf8", 2), bytes.size() / 2);
+        EXPECT_GT(sync, 0);
+        bytes[sync + 200] = char(bytes[sync + 200] ^ 0x10);
+    } else { // wrong-md5: STREAMINFO's MD5 at offset 26
+        EXPECT_EQ(damage, "wrong-md5");
+        bytes[26] = char(bytes[26] ^ 0x01);
+    }
     return bytes;
-}
-
-QByteArray overwritten(QByteArray bytes)
-{
-    QRandomGenerator random(7);
-    QByteArray noise(4096, '\0');
-    random.fillRange(reinterpret_cast<quint32*>(noise.data()), noise.size() / 4);
-    bytes.replace(bytes.size() / 2, noise.size(), noise);
-    return bytes;
-}
-
-// One bit 200 bytes into the first frame after the middle.
-QByteArray bitFlipped(QByteArray bytes)
-{
-    const qsizetype sync = bytes.indexOf(QByteArray("\xff\xf8", 2), bytes.size() / 2);
-    EXPECT_GT(sync, 0);
-    bytes[sync + 200] = char(bytes[sync + 200] ^ 0x10);
-    return bytes;
-}
-
-// A signature that is not the audio's: STREAMINFO's MD5 at offset 26.
-QByteArray wrongMD5(QByteArray bytes)
-{
-    bytes[26] = char(bytes[26] ^ 0x01);
-    return bytes;
-}
-
-const std::map<std::string, Damage>& damages()
-{
-    static const std::map<std::string, Damage> table{
-        {"cut", cut}, {"overwritten", overwritten}, {"bit-flipped", bitFlipped}, {"wrong-md5", wrongMD5}};
-    return table;
 }
 
 class DamagedSources : public testing::TestWithParam<FormatCase>, public CliTestKit::Folders
@@ -193,7 +172,7 @@ TEST_P(DamagedSources, AreReportedAndKeptAndCleanOnesAreNot)
     ASSERT_GT(original.size(), 8192);
     for (const Expected& expected : format.damaged) {
         CliTestKit::writeFile(in(u"%1.%2"_s.arg(QLatin1String(expected.damage), extension)),
-                              damages().at(expected.damage)(original));
+                              withDamage(expected.damage, original));
     }
 
     const CliProgram::Result result = cli(
