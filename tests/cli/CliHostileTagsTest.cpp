@@ -171,9 +171,11 @@ TEST_F(CliHostileTags, NamesStayInsideAndVisibleAndTheTagsSurviveWhole)
     EXPECT_TRUE(fromWav.endsWith(u"/hostile.mp3"_s)) << fromWav.toStdString();
 }
 
-// What mutagen finds of the first APIC frame: its size and MD5, or nothing.
+// What mutagen finds of the title and the first APIC frame (its size and
+// MD5, or -1), read without dumping the picture.
 struct Cover
 {
+    QString title;
     qint64 size = -1;
     QByteArray md5;
 };
@@ -184,15 +186,18 @@ Cover coverIn(const QString& mp3)
         systemPython(),
         {u"-c"_s,
          QStringLiteral("import hashlib, sys, mutagen.id3\n"
-                        "frames = mutagen.id3.ID3(sys.argv[1]).getall('APIC')\n"
+                        "tags = mutagen.id3.ID3(sys.argv[1])\n"
+                        "frames = tags.getall('APIC')\n"
+                        "print(tags.get('TIT2', ''))\n"
                         "if frames: print(len(frames[0].data), hashlib.md5(frames[0].data).hexdigest())\n"),
          mp3});
     EXPECT_EQ(read.exitCode, 0) << read.standardError.toStdString();
-    const QList<QByteArray> fields = read.standardOutput.trimmed().split(' ');
+    const QList<QByteArray> lines = read.standardOutput.trimmed().split('\n');
+    const QList<QByteArray> fields = lines.value(1).split(' ');
     if (fields.size() != 2) {
-        return {};
+        return {QString::fromUtf8(lines.value(0)), -1, {}};
     }
-    return {fields[0].toLongLong(), fields[1]};
+    return {QString::fromUtf8(lines.value(0)), fields[0].toLongLong(), fields[1]};
 }
 
 enum class CoverOutcome
@@ -269,8 +274,8 @@ TEST_F(CliHostileTags, HostileCoversAreEmbeddedCutOrDropped)
         SCOPED_TRACE(row.name);
         const QString mp3 = out(QLatin1String(row.name) + u".mp3"_s);
         EXPECT_NEAR(probedDuration(mp3), 0.5, 0.06);
-        EXPECT_EQ(id3v2Text(mutagenTags(mp3), u"TIT2"_s), QLatin1String(row.name));
         const Cover cover = coverIn(mp3);
+        EXPECT_EQ(cover.title, QLatin1String(row.name));
         QByteArray bytes = fileBytes(scratch.file(QLatin1String(row.name) + u".png"_s));
         if (row.outcome == CoverOutcome::Cut) {
             bytes.chop(kShortBy);
