@@ -1,22 +1,15 @@
-// Album images split by their cue sheets, through sonabrik-cli: sox tones
-// whose lengths are not whole seconds, with the sheet beside the image (in
-// UTF-8, Windows-1252 and UTF-16), inside the FLAC file as a CUESHEET block
-// and as a comment. The track MP3s, decoded with their LAME Info frames
-// honoured, join to exactly the image's samples, and mutagen reads each
-// track's tags. Sheets with several files, pregaps and a hidden track, and
-// every kind of broken sheet, are converted beside good ones.
+// Album images split by their cue sheets, through sonabrik-cli: the sheet
+// beside the image (in UTF-8, Windows-1252 and UTF-16), inside the FLAC file
+// as a CUESHEET block and as a comment. The track MP3s, decoded with their
+// LAME Info frames honoured, join to exactly the image's samples, and carry
+// their tracks' tags. Several files, pregaps, a hidden track and every kind
+// of broken sheet beside good ones.
 
-#include "CliProgram.h"
-#include "Fixtures.h"
+#include "CliTestKit.h"
 #include "Mutagen.h"
-#include "Tools.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QStringConverter>
-#include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
 
@@ -24,21 +17,12 @@ namespace {
 
 using CliProgram::filesBelow;
 
-void run(const QString& program, const QStringList& arguments)
+void makeTone(const QString& path, double seconds, int rate = 44100)
 {
-    const ToolResult result = runTool(program, arguments);
-    ASSERT_EQ(result.exitCode, 0) << program.toStdString() << ": " << result.standardError.toStdString();
+    CliTestKit::synth(path, seconds, {u"sine"_s, u"300-900"_s}, rate);
 }
 
-// A stereo tone of seconds at rate, as WAV or (by the name) FLAC.
-void makeTone(const QString& path, const char* seconds, int rate = 44100)
-{
-    run(u"sox"_s, {u"-D"_s, u"-n"_s, u"-r"_s, QString::number(rate), u"-c"_s, u"2"_s, u"-b"_s, u"16"_s, path,
-                   u"synth"_s, QLatin1String(seconds), u"sine"_s, u"300-900"_s});
-}
-
-// Frames of an MP3 decoded by ffmpeg, which drops the encoder delay and
-// padding its Info frame states.
+// Frames of an MP3 as ffmpeg decodes it, the Info frame's delay and padding dropped.
 qint64 decodedFrames(const QString& path)
 {
     const ToolResult result =
@@ -47,12 +31,7 @@ qint64 decodedFrames(const QString& path)
     return result.standardOutput.size() / 4;
 }
 
-void write(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
+using CliTestKit::writeFile;
 
 QByteArray encoded(const QString& text, QStringConverter::Encoding encoding)
 {
@@ -81,78 +60,68 @@ constexpr qint64 kSecondTrackStart = (7 * 75 + 10) * 588;
 struct Placement
 {
     const char* name;
-    // Writes the image (and its sheet) into folder; gives what to convert.
+    // Writes the image and sheet into folder; gives what to convert.
     QString (*make)(const QString& folder);
     bool titled; // whether the sheet's texts reach the tracks
 };
 
 QString besideInUtf8(const QString& folder)
 {
-    makeTone(folder + u"/Image.flac"_s, "20.37");
-    write(folder + u"/Image.cue"_s, kSheet.toUtf8());
+    makeTone(folder + u"/Image.flac"_s, 20.37);
+    writeFile(folder + u"/Image.cue"_s, kSheet.toUtf8());
     return folder + u"/Image.cue"_s;
 }
 
 QString besideInWindows1252(const QString& folder)
 {
-    makeTone(folder + u"/Image.flac"_s, "20.37");
-    write(folder + u"/Other name.cue"_s, encoded(kSheet, QStringConverter::Latin1));
+    makeTone(folder + u"/Image.flac"_s, 20.37);
+    writeFile(folder + u"/Other name.cue"_s, encoded(kSheet, QStringConverter::Latin1));
     return folder; // the folder: the sheet is found, the image queued once
 }
 
 QString besideInUtf16(const QString& folder)
 {
-    makeTone(folder + u"/Image.wav"_s, "20.37");
-    write(folder + u"/Image.cue"_s, encoded(kSheet, QStringConverter::Utf16LE));
+    makeTone(folder + u"/Image.wav"_s, 20.37);
+    writeFile(folder + u"/Image.cue"_s, encoded(kSheet, QStringConverter::Utf16LE));
     return folder + u"/Image.wav"_s; // the image: its sheet is beside it
 }
 
 QString insideAsBlock(const QString& folder)
 {
-    makeTone(folder + u"/Image.wav"_s, "20.37");
-    write(folder + u"/sheet.txt"_s, kSheet.toUtf8());
-    run(u"flac"_s, {u"-s"_s, u"--cuesheet"_s, folder + u"/sheet.txt"_s, u"-o"_s, folder + u"/Image.flac"_s,
-                    folder + u"/Image.wav"_s});
+    makeTone(folder + u"/Image.wav"_s, 20.37);
+    writeFile(folder + u"/sheet.txt"_s, kSheet.toUtf8());
+    CliTestKit::mustRun(u"flac"_s, {u"-s"_s, u"--cuesheet"_s, folder + u"/sheet.txt"_s, u"-o"_s,
+                                    folder + u"/Image.flac"_s, folder + u"/Image.wav"_s});
     QFile::remove(folder + u"/Image.wav"_s);
     return folder + u"/Image.flac"_s;
 }
 
 QString insideAsComment(const QString& folder)
 {
-    makeTone(folder + u"/Image.flac"_s, "20.37");
+    makeTone(folder + u"/Image.flac"_s, 20.37);
     Mutagen::tag(folder + u"/Image.flac"_s, u"flac"_s, {Mutagen::entry(u"CUESHEET"_s, kSheet)});
     return folder + u"/Image.flac"_s;
 }
 
-class AlbumImages : public testing::TestWithParam<Placement>
+class AlbumImages : public testing::TestWithParam<Placement>, public CliTestKit::Folders
 {
 protected:
     CliProgram::Result convert(const QStringList& paths)
     {
-        QDir().mkpath(scratch.file(u"home"_s));
-        QDir().mkpath(scratch.file(u"tmp"_s));
-        return CliProgram::run(
-            QStringList{u"convert"_s, u"-f"_s, u"cbr:128"_s, u"-o"_s, scratch.file(u"out"_s)} + paths,
-            environment());
+        return cli(QStringList{u"convert"_s, u"-f"_s, u"cbr:128"_s, u"-o"_s, out()} + paths);
     }
-    QProcessEnvironment environment() const
-    {
-        return CliProgram::isolatedEnvironment(scratch.file(u"home"_s), scratch.file(u"tmp"_s));
-    }
-    ScratchDir scratch;
 };
 
 TEST_P(AlbumImages, SplitIntoTaggedTracksThatJoinToTheImage)
 {
     const Placement& placement = GetParam();
-    QDir().mkpath(scratch.file(u"in"_s));
-    const QString given = placement.make(scratch.file(u"in"_s));
+    const QString given = placement.make(in());
     ASSERT_FALSE(HasFatalFailure());
 
     const CliProgram::Result result = convert({given});
     ASSERT_EQ(result.exitCode, 0) << result.out.toStdString() << result.err.toStdString();
     EXPECT_TRUE(result.out.contains(u"3 of 3 files written."_s));
-    QStringList outputs = filesBelow(scratch.file(u"out"_s));
+    QStringList outputs = filesBelow(out());
     outputs.sort();
     const QStringList expected = placement.titled
                                      ? QStringList{"01 - Un.mp3", "02 - Deux_Zwei.mp3", "03 - Trois.mp3"}
@@ -161,12 +130,12 @@ TEST_P(AlbumImages, SplitIntoTaggedTracksThatJoinToTheImage)
 
     qint64 joined = 0;
     for (const QString& name : outputs) {
-        joined += decodedFrames(scratch.file(u"out/"_s + name));
+        joined += decodedFrames(out(name));
     }
     EXPECT_EQ(joined, kImageFrames);
-    EXPECT_EQ(decodedFrames(scratch.file(u"out/"_s + outputs[0])), kSecondTrackStart);
+    EXPECT_EQ(decodedFrames(out(outputs[0])), kSecondTrackStart);
 
-    const QJsonObject second = Mutagen::dump(scratch.file(u"out/"_s + outputs[1]));
+    const QJsonObject second = Mutagen::dump(out(outputs[1]));
     EXPECT_EQ(second.value("TRCK").toArray().first().toString(), u"2/3"_s);
     if (placement.titled) {
         const std::map<const char*, QString> tags{{"TIT2", "Deux/Zwei"},
@@ -181,13 +150,13 @@ TEST_P(AlbumImages, SplitIntoTaggedTracksThatJoinToTheImage)
         for (const auto& [key, value] : tags) {
             EXPECT_EQ(second.value(QLatin1String(key)).toArray().first().toString(), value) << key;
         }
-        const QJsonObject first = Mutagen::dump(scratch.file(u"out/"_s + outputs[0]));
+        const QJsonObject first = Mutagen::dump(out(outputs[0]));
         EXPECT_EQ(first.value("TPE1").toArray().first().toString(), u"L\u00E9a & Co"_s);
     }
 
     // info --json: one object per track, with its span in samples.
     const QString infoPath = QFileInfo(given).isDir() ? given + u"/Other name.cue"_s : given;
-    const CliProgram::Result info = CliProgram::run({u"info"_s, u"--json"_s, infoPath}, environment());
+    const CliProgram::Result info = cli({u"info"_s, u"--json"_s, infoPath});
     const QStringList lines = info.out.trimmed().split(u'\n');
     ASSERT_EQ(lines.size(), 3) << info.out.toStdString();
     const QJsonObject described = QJsonDocument::fromJson(lines[1].toUtf8()).object();
@@ -209,32 +178,31 @@ INSTANTIATE_TEST_SUITE_P(Sheets, AlbumImages,
 // fault gets one error-log line naming its sheet.
 TEST_F(AlbumImages, SeveralFilesGapsAndBrokenSheets)
 {
-    const QString in = scratch.file(u"in"_s);
-    QDir().mkpath(in);
-    makeTone(in + u"/a.flac"_s, "6.5");
-    makeTone(in + u"/b.wav"_s, "3.1", 48000);
-    write(in + u"/two.cue"_s, "FILE \"a.wav\" WAVE\n" // found as a.flac
-                              " TRACK 01 AUDIO\n  INDEX 01 00:01:00\n"
-                              " TRACK 02 AUDIO\n  INDEX 00 00:03:00\n  INDEX 01 00:04:00\n"
-                              "FILE \"b.wav\" WAVE\n"
-                              " TRACK 03 AUDIO\n  INDEX 00 00:00:00\n  INDEX 01 00:01:00\n");
-    makeTone(in + u"/c.wav"_s, "4");
-    write(in + u"/c.cue"_s, "FILE \"c.wav\" WAVE\n"
-                            " TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
-                            " TRACK 02 AUDIO\n  INDEX 01 00:03:00\n"
-                            " TRACK 03 AUDIO\n  INDEX 01 00:02:00\n"
-                            " TRACK 04 AUDIO\n  INDEX 01 00:02:37\n"
-                            " TRACK 05 AUDIO\n  INDEX 01 00:09:00\n");
-    makeTone(in + u"/d.wav"_s, "1");
-    write(in + u"/d.cue"_s, "FILE \"d.wav\" WAVE\n"
-                            " TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
-                            " TRACK 02 AUDIO\n  INDEX 01 00:00:00\n");
-    write(in + u"/missing.cue"_s, "FILE \"gone.flac\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:00:00\n");
-    write(in + u"/notes.cue"_s, "Just some notes about the album.\n");
+    const QString in = this->in().chopped(1);
+    makeTone(in + u"/a.flac"_s, 6.5);
+    makeTone(in + u"/b.wav"_s, 3.1, 48000);
+    writeFile(in + u"/two.cue"_s, "FILE \"a.wav\" WAVE\n" // found as a.flac
+                                  " TRACK 01 AUDIO\n  INDEX 01 00:01:00\n"
+                                  " TRACK 02 AUDIO\n  INDEX 00 00:03:00\n  INDEX 01 00:04:00\n"
+                                  "FILE \"b.wav\" WAVE\n"
+                                  " TRACK 03 AUDIO\n  INDEX 00 00:00:00\n  INDEX 01 00:01:00\n");
+    makeTone(in + u"/c.wav"_s, 4);
+    writeFile(in + u"/c.cue"_s, "FILE \"c.wav\" WAVE\n"
+                                " TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
+                                " TRACK 02 AUDIO\n  INDEX 01 00:03:00\n"
+                                " TRACK 03 AUDIO\n  INDEX 01 00:02:00\n"
+                                " TRACK 04 AUDIO\n  INDEX 01 00:02:37\n"
+                                " TRACK 05 AUDIO\n  INDEX 01 00:09:00\n");
+    makeTone(in + u"/d.wav"_s, 1);
+    writeFile(in + u"/d.cue"_s, "FILE \"d.wav\" WAVE\n"
+                                " TRACK 01 AUDIO\n  INDEX 01 00:00:00\n"
+                                " TRACK 02 AUDIO\n  INDEX 01 00:00:00\n");
+    writeFile(in + u"/missing.cue"_s, "FILE \"gone.flac\" WAVE\n TRACK 01 AUDIO\n  INDEX 01 00:00:00\n");
+    writeFile(in + u"/notes.cue"_s, "Just some notes about the album.\n");
 
     const CliProgram::Result result = convert({in});
     const std::string output = (result.out + result.err).toStdString();
-    QStringList outputs = filesBelow(scratch.file(u"out"_s));
+    QStringList outputs = filesBelow(out());
     outputs.sort();
     // two.cue: 3 tracks; c.cue: tracks 1 and 3 (track 3 starts before 2,
     // 4 and 5 run past the end); d.cue: track 2 (track 1 is empty).
@@ -242,10 +210,10 @@ TEST_F(AlbumImages, SeveralFilesGapsAndBrokenSheets)
                                     "d - 02.mp3"}))
         << output;
     // Track 1 from 1 s to track 2's INDEX 01 at 4 s; track 2 to the end.
-    EXPECT_EQ(decodedFrames(scratch.file(u"out/a - 01.mp3"_s)), 132300);
-    EXPECT_EQ(decodedFrames(scratch.file(u"out/a - 02.mp3"_s)), 286650 - 176400);
+    EXPECT_EQ(decodedFrames(out(u"a - 01.mp3"_s)), 132300);
+    EXPECT_EQ(decodedFrames(out(u"a - 02.mp3"_s)), 286650 - 176400);
     // Track 3 is all of b.wav, its gap included.
-    EXPECT_EQ(decodedFrames(scratch.file(u"out/b - 03.mp3"_s)), 148800);
+    EXPECT_EQ(decodedFrames(out(u"b - 03.mp3"_s)), 148800);
 
     const QString log = result.err;
     const auto logged = [&](const QString& sheet, const QString& words) {

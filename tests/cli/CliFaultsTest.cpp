@@ -1,25 +1,17 @@
-// sonabrik-cli when the world changes under a run: sources deleted or made
-// unreadable, the output folder removed or made read-only, a full disk, and
-// the program killed. The program is stopped (SIGSTOP) at a known point of
-// its work, the world is changed, and it goes on. Whatever happens, the run
-// ends with its report, the other files convert, no file sits under an
-// output's name unless it is whole, and the sources are never changed.
+// sonabrik-cli when the world changes under a run (the program stopped with
+// SIGSTOP at a known point, the world changed, the program resumed), on a
+// full disk, and killed: the run ends with its report, the other files
+// convert, only whole files sit under an output's name, sources never change.
 
 #include "CliProcess.h"
-#include "CliProgram.h"
+#include "CliTestKit.h"
 #include "Encoding.h"
-#include "Fixtures.h"
 #include "Mutagen.h"
 #include "TagDump.h"
-#include "Tools.h"
 #include "Unprivileged.h"
 
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <functional>
-#include <gtest/gtest.h>
 #include <map>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -36,47 +28,20 @@ using CliProgram::temporaryFilesIn;
 // Three sources converted one at a time: a and c are short, b is long
 // enough to be caught while it encodes.
 constexpr double kShortSeconds = 0.5;
-constexpr double kLongSeconds = 40.0;
+constexpr double kLongSeconds = 20.0;
 
-class CliFaults : public ::testing::Test
+class CliFaults : public ::testing::Test, public CliTestKit::Folders
 {
 protected:
     CliFaults()
     {
-        for (const char* folder : {"in", "out", "tmp", "home"}) {
-            QDir().mkpath(scratch.file(QLatin1String(folder)));
-        }
-        makeSource(u"a.wav"_s, kShortSeconds);
-        makeSource(u"b.wav"_s, kLongSeconds);
-        makeSource(u"c.wav"_s, kShortSeconds);
         for (const QString& name : sourceNames()) {
+            CliTestKit::synth(in(name), name == u"b.wav"_s ? kLongSeconds : kShortSeconds, {u"pinknoise"_s});
             original[name] = fileBytes(in(name));
         }
     }
 
-public:
-    // For the faults, which act on the folders.
-    QString in(const QString& name = {}) const { return scratch.file(u"in/"_s + name); }
-    QString out(const QString& name = {}) const { return scratch.file(u"out/"_s + name); }
-    QString temporary() const { return scratch.file(u"tmp"_s); }
-
-protected:
     static QStringList sourceNames() { return {"a.wav", "b.wav", "c.wav"}; }
-
-    void makeSource(const QString& name, double seconds)
-    {
-        const ToolResult made =
-            runTool(u"sox"_s, {u"-D"_s, u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"2"_s, u"-b"_s, u"16"_s,
-                               in(name), u"synth"_s, QString::number(seconds), u"pinknoise"_s});
-        ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
-    }
-
-    // The program's own home, temporary folder and settings, apart from the
-    // test's (and the unprivileged user's to write).
-    QProcessEnvironment environment() const
-    {
-        return CliProgram::isolatedEnvironment(scratch.file(u"home"_s), temporary());
-    }
 
     QStringList arguments() const
     {
@@ -84,8 +49,7 @@ protected:
                 u"-o"_s,      out(),   in(u"a.wav"_s), in(u"b.wav"_s), in(u"c.wav"_s)};
     }
 
-    // No MP3 under an output's name is shorter than its source, no hidden
-    // copy is left in the output folder, and nothing in the temporary one.
+    // No MP3 under an output's name is shorter than its source, no hidden copy.
     void expectOnlyWholeOutputs(const char* when) const
     {
         for (const QString& file : filesBelow(out())) {
@@ -97,7 +61,6 @@ protected:
         }
     }
 
-    // The sources the test left alone are byte for byte what they were.
     void expectSourcesUnchanged(const QStringList& except = {}) const
     {
         for (const QString& name : sourceNames()) {
@@ -108,23 +71,18 @@ protected:
     }
 
     PreferencesScope prefs;
-    ScratchDir scratch;
     std::map<QString, QByteArray> original;
 };
 
 struct MidRunFault
 {
     const char* name;
-    // Done while the program is stopped in b's encode; a is converted, c
-    // not yet opened.
-    std::function<void(const CliFaults&)> act;
-    QStringList written;     // outputs in the folder at the end
-    int failed;              // files counted as failed
-    const char* errorText;   // in the error log, when failed
-    QStringList sourcesGone; // sources the fault removed or made unreadable
-    // With --delete-original: the sources that go to the Trash, those whose
-    // every output was written.
-    QStringList trashed = {};
+    std::function<void(const CliFaults&)> act; // while stopped in b's encode, after a's
+    QStringList written;
+    int failed;
+    const char* errorText;
+    QStringList sourcesGone;
+    QStringList trashed = {}; // with --delete-original: sources whose output was written
 };
 
 void chmodOrFail(const QString& path, mode_t mode)
@@ -136,10 +94,9 @@ class CliMidRunFault : public CliFaults, public ::testing::WithParamInterface<Mi
 {
 };
 
-// The file being encoded keeps its open descriptor and converts whole; the
-// one not yet opened fails alone, saying which; an output folder that is
-// gone is made again; one that may not be written fails the files still to
-// come, each with its line.
+// The file being encoded keeps its descriptor and converts whole, the one
+// not yet opened fails alone; a removed output folder is made again, a
+// read-only one fails the files still to come.
 const MidRunFault kMidRunFaults[] = {
     {"SourcesDeleted",
      [](const CliFaults& t) {
@@ -150,15 +107,6 @@ const MidRunFault kMidRunFaults[] = {
      1,
      "Could Not Initialize Any Decoder For File: ",
      {"b.wav", "c.wav"}},
-    {"SourcesMadeUnreadable",
-     [](const CliFaults& t) {
-         chmodOrFail(t.in(u"b.wav"_s), 0);
-         chmodOrFail(t.in(u"c.wav"_s), 0);
-     },
-     {"a.mp3", "b.mp3"},
-     1,
-     "Could Not Initialize Any Decoder For File: ",
-     {}},
     {"OutputFolderRemoved",
      [](const CliFaults& t) { ASSERT_TRUE(QDir(t.out()).removeRecursively()); },
      {"b.mp3", "c.mp3"},
@@ -207,11 +155,6 @@ TEST_P(CliMidRunFault, TheRunEndsWithItsReportAndOnlyWholeOutputs)
     for (const QString& name : fault.written) {
         EXPECT_TRUE(result.out.contains(u"  "_s + out(name) + u'\n')) << result.out.toStdString();
     }
-    for (const QString& name : sourceNames()) {
-        if (QFileInfo::exists(in(name))) {
-            chmodOrFail(in(name), 0644);
-        }
-    }
     // Only sources converted whole go to the Trash, and they go unchanged.
     const QString trash = scratch.file(u"home/.local/share/Trash/files/"_s);
     for (const QString& name : fault.trashed) {
@@ -224,79 +167,33 @@ TEST_P(CliMidRunFault, TheRunEndsWithItsReportAndOnlyWholeOutputs)
 INSTANTIATE_TEST_SUITE_P(Faults, CliMidRunFault, ::testing::ValuesIn(kMidRunFaults),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// A small file system mounted for one test, unmounted at its end. Mounting
-// needs root and the right to mount (a container may refuse it).
-class SmallDisk
+// A small tmpfs for one test (mounting needs root, which a container may refuse).
+struct SmallDisk
 {
-public:
-    SmallDisk(const QString& folder, const char* size) : m_folder(folder)
+    SmallDisk(const QString& folder, const char* size)
+        : folder(folder),
+          mount(runTool(u"mount"_s, {u"-t"_s, u"tmpfs"_s, u"-o"_s, u"size="_s + QLatin1String(size),
+                                     u"sonabrik-test"_s, folder}))
     {
-        const ToolResult mounted =
-            runTool(u"mount"_s, {u"-t"_s, u"tmpfs"_s, u"-o"_s, u"size="_s + QLatin1String(size),
-                                 u"sonabrik-test"_s, folder});
-        m_mounted = mounted.exitCode == 0;
-        m_error = mounted.standardError.trimmed();
     }
     ~SmallDisk()
     {
-        if (m_mounted) {
-            runTool(u"umount"_s, {m_folder});
+        if (mounted()) {
+            runTool(u"umount"_s, {folder});
         }
     }
-    bool mounted() const { return m_mounted; }
-    const QString& error() const { return m_error; }
+    bool mounted() const { return mount.exitCode == 0; }
+    std::string error() const { return mount.standardError.trimmed().toStdString(); }
 
-private:
-    QString m_folder;
-    bool m_mounted = false;
-    QString m_error;
+    QString folder;
+    ToolResult mount;
 };
 
-struct FullDisk
-{
-    const char* name;
-    const char* folder;    // the folder on the small disk
-    const char* errorText; // the failed file's line
-};
-
-class CliFullDisk : public CliFaults, public ::testing::WithParamInterface<FullDisk>
-{
-};
-
-// The long file's MP3 does not fit on the disk, the short ones do: the long
-// one fails with its line and leaves nothing behind, the others convert.
-TEST_P(CliFullDisk, TheFileThatDoesNotFitFailsAlone)
-{
-    if (!Unprivileged::needed()) {
-        GTEST_SKIP() << "skipped: mounting a small disk needs root";
-    }
-    const SmallDisk disk(scratch.file(QLatin1String(GetParam().folder)), "256k");
-    if (!disk.mounted()) {
-        GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << disk.error().toStdString();
-    }
-    const CliProgram::Result result = CliProgram::run(arguments(), environment());
-    EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
-    EXPECT_TRUE(result.err.contains(u"Failed To Encode 1 of 3 Files."_s)) << result.err.toStdString();
-    EXPECT_TRUE(result.err.contains(QLatin1String(GetParam().errorText))) << result.err.toStdString();
-    EXPECT_TRUE(result.out.contains(u"FAILED: "_s + in(u"b.wav"_s))) << result.out.toStdString();
-    EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "c.mp3"}));
-    expectOnlyWholeOutputs("full disk");
-    EXPECT_EQ(temporaryFilesIn(temporary()), QStringList{});
-    expectSourcesUnchanged();
-}
-
-const FullDisk kFullDisks[] = {
-    {"OutputFolder", "out", "Could Not Move Encoded File To Folder out.  Error:No space left on device"},
-    {"TemporaryFolder", "tmp", "MP3 Encode Operation Failed To Encode File: b.wav.  Error:"},
-};
-
-INSTANTIATE_TEST_SUITE_P(Faults, CliFullDisk, ::testing::ValuesIn(kFullDisks),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-// The tags go in after the audio, moving it behind them; when the disk
-// fills then, TagLib says nothing and the audio's end is lost. Such a file
-// fails, and is never put in place.
-TEST_F(CliFaults, TagsThatDoNotFitOnTheTemporaryDiskFailTheirFile)
+// What does not fit on a full disk fails alone and leaves nothing behind: the
+// long file's MP3 in the output or the temporary folder, and tags that no
+// longer fit once the audio is written (TagLib says nothing then, and the
+// audio's end would be lost).
+TEST_F(CliFaults, WhatDoesNotFitOnAFullDiskFailsAlone)
 {
     if (!Unprivileged::needed()) {
         GTEST_SKIP() << "skipped: mounting a small disk needs root";
@@ -304,68 +201,69 @@ TEST_F(CliFaults, TagsThatDoNotFitOnTheTemporaryDiskFailTheirFile)
     const QString cover = scratch.file(u"cover.png"_s);
     const QString covered = in(u"covered.flac"_s);
     const QString script = QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/hostile_files.py");
-    makeSource(u"covered.flac"_s, kShortSeconds);
-    for (const QStringList& step : {QStringList{u"png"_s, cover, u"16"_s, u"16"_s, u"300000"_s},
-                                    QStringList{u"flacpicture"_s, covered, cover, u"image/png"_s, u"0"_s}}) {
-        const ToolResult made = runTool(systemPython(), QStringList{script} + step);
-        ASSERT_EQ(made.exitCode, 0) << made.standardError.toStdString();
+    CliTestKit::synth(covered, kShortSeconds, {u"pinknoise"_s});
+    CliTestKit::mustRun(systemPython(), {script, u"png"_s, cover, u"16"_s, u"16"_s, u"300000"_s});
+    CliTestKit::mustRun(systemPython(), {script, u"flacpicture"_s, covered, cover, u"image/png"_s, u"0"_s});
+    for (const QString& folder : {u"out"_s, u"tmp"_s}) {
+        SCOPED_TRACE(folder.toStdString());
+        const bool temporaryDisk = folder == u"tmp"_s;
+        const SmallDisk disk(scratch.file(folder), "256k");
+        if (!disk.mounted()) {
+            GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << disk.error();
+        }
+        QStringList arguments = this->arguments();
+        if (temporaryDisk) {
+            arguments.insert(arguments.size() - 1, covered);
+        }
+        const CliProgram::Result result = cli(arguments);
+        EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
+        EXPECT_TRUE(result.err.contains(temporaryDisk ? u"Failed To Encode 2 of 4 Files."_s
+                                                      : u"Failed To Encode 1 of 3 Files."_s))
+            << result.err.toStdString();
+        EXPECT_TRUE(result.err.contains(
+            temporaryDisk ? u"MP3 Encode Operation Failed To Encode File: b.wav.  Error:"_s
+                          : u"Could Not Move Encoded File To Folder out.  Error:No space left on device"_s))
+            << result.err.toStdString();
+        EXPECT_EQ(result.err.contains(u"MP3 Encode Operation Failed To Encode File: covered.flac.  "
+                                      u"Error:Unable to write the tags to the output file."_s),
+                  temporaryDisk)
+            << result.err.toStdString();
+        EXPECT_TRUE(result.out.contains(u"FAILED: "_s + in(u"b.wav"_s))) << result.out.toStdString();
+        EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "c.mp3"}));
+        expectOnlyWholeOutputs("full disk");
+        EXPECT_EQ(temporaryFilesIn(temporary()), QStringList{});
     }
-    const SmallDisk disk(temporary(), "256k");
-    if (!disk.mounted()) {
-        GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << disk.error().toStdString();
-    }
-    const CliProgram::Result result = CliProgram::run(
-        {u"convert"_s, u"-j"_s, u"1"_s, u"-o"_s, out(), in(u"a.wav"_s), covered, in(u"c.wav"_s)},
-        environment());
-    EXPECT_EQ(result.exitCode, 1) << result.err.toStdString();
-    EXPECT_TRUE(result.err.contains(u"Failed To Encode 1 of 3 Files."_s)) << result.err.toStdString();
-    EXPECT_TRUE(
-        result.err.contains(QStringLiteral("MP3 Encode Operation Failed To Encode File: covered.flac.  "
-                                           "Error:Unable to write the tags to the output file.")))
-        << result.err.toStdString();
-    EXPECT_EQ(filesBelow(out()), (QStringList{"a.mp3", "c.mp3"}));
-    expectOnlyWholeOutputs("tags on a full disk");
-    EXPECT_EQ(temporaryFilesIn(temporary()), QStringList{});
     expectSourcesUnchanged();
 }
 
-// Rewriting the tags of the user's own MP3s on a disk with no room left:
-// a tag that fits its old room is written there; one that does not is
-// written to a copy that cannot be made, and the file is left as it was,
-// with the reason in the log. With room again, the copy takes the file's
-// place keeping its permissions and modification time.
+// Retagging the user's MP3s on a full disk: a tag that fits its old room is
+// written there; one that does not needs a copy that cannot be made, and the
+// file is left as it was. With room again, the copy takes the file's place
+// keeping its permissions and modification time.
 TEST_F(CliFaults, UpdatingTagsNeverCutsTheUsersMP3)
 {
     if (!Unprivileged::needed()) {
         GTEST_SKIP() << "skipped: mounting a small disk needs root";
     }
     const QString cover = scratch.file(u"cover.png"_s);
-    const ToolResult drawn =
-        runTool(systemPython(), {QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/hostile_files.py"),
-                                 u"png"_s, cover, u"16"_s, u"16"_s, u"100000"_s});
-    ASSERT_EQ(drawn.exitCode, 0) << drawn.standardError.toStdString();
+    CliTestKit::mustRun(systemPython(),
+                        {QStringLiteral(SONABRIK_SOURCE_DIR "/tests/support/hostile_files.py"), u"png"_s,
+                         cover, u"16"_s, u"16"_s, u"100000"_s});
     const QString disk = scratch.file(u"mp3s"_s);
     QDir().mkpath(disk);
     const SmallDisk small(disk, "256k");
     if (!small.mounted()) {
-        GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << small.error().toStdString();
+        GTEST_SKIP() << "skipped: a small tmpfs could not be mounted: " << small.error();
     }
     // Tags in ID3v2.3 with UTF-16 text: longer than the UTF-8 ones found.
     const QString settings = scratch.file(u"home/.config/Sonabrik"_s);
     QDir().mkpath(settings);
-    const auto writeFile = [](const QString& path, const QByteArray& bytes) {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        ASSERT_EQ(file.write(bytes), bytes.size());
-    };
-    writeFile(settings + u"/Sonabrik.conf"_s, "[General]\nWriteMP3ID3v2TagVersion=2\n");
+    CliTestKit::writeFile(settings + u"/Sonabrik.conf"_s, "[General]\nWriteMP3ID3v2TagVersion=2\n");
 
     const QString roomy = disk + u"/roomy.mp3"_s;
     const QString tight = disk + u"/tight.mp3"_s;
     for (const QString& mp3 : {roomy, tight}) {
-        const ToolResult encoded =
-            runTool(u"lame"_s, {u"--silent"_s, u"-b"_s, u"128"_s, in(u"a.wav"_s), mp3});
-        ASSERT_EQ(encoded.exitCode, 0) << encoded.standardError.toStdString();
+        CliTestKit::mustRun(u"lame"_s, {u"--silent"_s, u"-b"_s, u"128"_s, in(u"a.wav"_s), mp3});
     }
     const QJsonArray title = Mutagen::entry(u"TIT2"_s, u"Lantern Road"_s);
     Mutagen::tag(roomy, u"id3"_s, {title}, {{u"padding"_s, 1000}});
@@ -394,7 +292,7 @@ TEST_F(CliFaults, UpdatingTagsNeverCutsTheUsersMP3)
     ASSERT_EQ(::statvfs(QFile::encodeName(disk).constData(), &space), 0);
     const qint64 free = qint64(space.f_bavail) * qint64(space.f_frsize);
     const QString filler = disk + u"/filler"_s;
-    writeFile(filler, QByteArray(free - tightBefore.size() / 2, 'x'));
+    CliTestKit::writeFile(filler, QByteArray(free - tightBefore.size() / 2, 'x'));
 
     const QStringList update{u"convert"_s, u"--update-metadata"_s, roomy, tight};
     CliProgram::Result result = CliProgram::run(update, environment());
@@ -433,9 +331,8 @@ TEST_F(CliFaults, KilledMidRunAndRunAgain)
     EXPECT_EQ(filesBelow(out()), QStringList{"a.mp3"});
     expectOnlyWholeOutputs("after the kill");
     expectSourcesUnchanged();
-    // The killed encode's temporary file is left behind; the next run
-    // removes it, but not the files of a process that still runs (this
-    // test's) nor another program's.
+    // The next run removes the killed encode's temporary file, not those of
+    // a process that still runs (this test's) nor another program's.
     EXPECT_FALSE(temporaryFilesIn(temporary()).isEmpty());
     const QString running = u"Wavecrate-00000000-%1-abcdEFGH"_s.arg(::getpid());
     for (const QString& name : {running, u"other-program.tmp"_s}) {
