@@ -5,7 +5,6 @@
 #include "MP3EncodeOperation.h"
 #include "OutputFiles.h"
 #include "Tools.h"
-#include "UtilityFunctions.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -67,18 +66,6 @@ struct Encode
 
 } // namespace
 
-// Encoded files get numbered names through it: see namesFromLongTagsFitTheFileSystem.
-TEST(EncodeOperation, existingOutputsGetNumberedNames)
-{
-    ScratchDir dir;
-    writeFile(dir.file(u"song.mp3"_s), "x");
-    writeFile(dir.file(u"song 2.mp3"_s), "x");
-    EXPECT_EQ(uniqueFilePath(dir.file(u"song.mp3"_s)), dir.file(u"song 3.mp3"_s));
-    EXPECT_EQ(uniqueFilePath(dir.file(u"no-extension"_s)), dir.file(u"no-extension"_s));
-    writeFile(dir.file(u"README"_s), "x");
-    EXPECT_EQ(uniqueFilePath(dir.file(u"README"_s)), dir.file(u"README 2"_s));
-}
-
 TEST(EncodeOperation, refusesTheITunesFolder)
 {
     const QString iTunes = QDir::homePath() + u"/Music/iTunes/iTunes Media"_s;
@@ -91,39 +78,6 @@ TEST(EncodeOperation, refusesTheITunesFolder)
     EXPECT_FALSE(encode->success());
     EXPECT_EQ(log.messages(), QStringList{EncodeOperation::kITunesFolderMessage});
     EXPECT_FALSE(QFileInfo::exists(iTunes));
-}
-
-// With overwriting and prompting on, an existing output pauses the operation; run again with the
-// answer, the finished file replaces it through a sibling copy and the old one goes to the Trash.
-TEST(EncodeOperation, overwritePausesThenReplacesThroughTheTrash)
-{
-    ScratchDir in, out;
-    PreferencesScope preferences({{"destinationDirectory", out.path()},
-                                  {"overwriteOutputFiles", true},
-                                  {"promptBeforeOverwriting", true}});
-    QDir(trashFolder()).removeRecursively();
-    BasicEncodeDelegate delegate;
-    const QString source = in.copyOf(shortSource(), u"01 song.wav"_s);
-    const QString existing = out.file(u"01 song.mp3"_s);
-    writeFile(existing, "the user's old file");
-
-    Encode encode(delegate, source);
-    encode.run();
-    EXPECT_TRUE(encode->waitingUserInput());
-    EXPECT_FALSE(encode->isExecuting());
-    EXPECT_FALSE(encode->isFinished());
-    EXPECT_EQ(fileBytes(existing), QByteArray("the user's old file")); // untouched while asking
-    EXPECT_TRUE(encode->outputFileExistedBeforeEncode());
-
-    encode.run(); // the user said "replace"
-    ASSERT_TRUE(encode->isFinished());
-    ASSERT_TRUE(encode->success());
-    EXPECT_FALSE(encode->waitingUserInput());
-    EXPECT_EQ(encode->outFilePath(), existing);
-    EXPECT_EQ(filesBelow(out.path()), QStringList{"01 song.mp3"}); // no sibling copy left
-    EXPECT_TRUE(fileBytes(existing).contains("LAME"));
-    EXPECT_EQ(fileBytes(trashFolder() + u"/01 song.mp3"_s), QByteArray("the user's old file"));
-    EXPECT_EQ(delegate.createdOutputPaths(), QStringList{existing});
 }
 
 // A path that names another file when read as a URL is deleted, and that other file left alone.
@@ -143,33 +97,6 @@ TEST(EncodeOperation, replacedPathsThatReadAsOtherURLsAreDeletedNotMistaken)
     EXPECT_TRUE(filesBelow(trashFolder()).isEmpty());
 }
 
-TEST(EncodeOperation, cancelledEncodeRemovesItsTemporaryFile)
-{
-    ScratchDir out;
-    PreferencesScope preferences({{"destinationDirectory", out.path()}});
-    BasicEncodeDelegate delegate;
-    Encode encode(delegate, Fixtures::generated(u"encode-long-stereo.wav"_s));
-    QString temporary;
-    bool sawTemporaryFile = false;
-    QObject::connect(
-        encode.operation.get(), &EncodeOperation::currentStatusChanged, encode.operation.get(),
-        [&] {
-            if (encode->currentStatus().startsWith(u"Encoding"_s) && !encode->isCancelled()) {
-                temporary = encode->tempFilePath();
-                sawTemporaryFile = QFileInfo::exists(temporary);
-                encode->cancel();
-            }
-        },
-        Qt::DirectConnection);
-    encode.run();
-    EXPECT_TRUE(encode->isFinished());
-    EXPECT_TRUE(encode->success());
-    EXPECT_TRUE(sawTemporaryFile);
-    EXPECT_FALSE(QFileInfo::exists(temporary)) << "removed by /bin/rm";
-    EXPECT_TRUE(filesBelow(out.path()).isEmpty());
-    EXPECT_TRUE(delegate.createdOutputPaths().isEmpty());
-}
-
 // The added folder and its sub-folders are repeated below the output folder, made with safe names.
 TEST(EncodeOperation, keepsTheFolderStructureWithSafeNewFolders)
 {
@@ -187,27 +114,21 @@ TEST(EncodeOperation, keepsTheFolderStructureWithSafeNewFolders)
 
 TEST(EncodeOperation, savesTheCoverWithAnExtensionByItsType)
 {
-    struct Case
-    {
-        const char* image;
-        const char* file;
-    };
-    for (const Case& c :
-         {Case{"art.png", "cover.png"}, Case{"art.webp", "cover.jpg"}, Case{"art.gif", "cover.gif"}}) {
+    for (const auto& [image, file] : {std::pair{"art.png", "cover.png"}, {"art.webp", "cover.jpg"}, {"art.gif", "cover.gif"}}) {
         ScratchDir out;
         PreferencesScope preferences(
             {{"destinationDirectory", out.path()}, {"saveAlbumArtworkToFile", true}});
         BasicEncodeDelegate delegate;
         Encode encode(delegate, shortSource());
         auto metadata = std::make_shared<AudioMetadata>();
-        const QByteArray image = fileBytes(Fixtures::generated(QString::fromLatin1(c.image)));
+        const QByteArray bytes = fileBytes(Fixtures::generated(QString::fromLatin1(image)));
         auto artwork = std::make_shared<AlbumArtwork>();
-        artwork->setData(image);
+        artwork->setData(bytes);
         metadata->setAlbumArtwork(artwork);
         encode->setMetadata(metadata);
         encode.run();
         ASSERT_TRUE(encode->success());
-        EXPECT_EQ(fileBytes(out.file(QString::fromLatin1(c.file))), image) << c.image;
+        EXPECT_EQ(fileBytes(out.file(QString::fromLatin1(file))), bytes) << image;
     }
 }
 

@@ -5,10 +5,7 @@
 #include "QtPrinters.h"
 
 #include <QMetaProperty>
-#include <functional>
 #include <gtest/gtest.h>
-#include <set>
-#include <string>
 
 using namespace Qt::StringLiterals;
 
@@ -22,9 +19,8 @@ quint32 fourCCOf(const char* text)
                 : 0u;
 }
 
-// Writes every property through the meta-object, a different non-zero value each ("x<n>" for a
-// text, true for a flag), telling written each name.
-void writeEveryProperty(EncoderSettings& s, const std::function<void(const char*)>& written = {})
+// Writes every property through the meta-object, a different non-zero value each.
+void writeEveryProperty(EncoderSettings& s)
 {
     const QMetaObject* meta = s.metaObject();
     for (int i = meta->propertyOffset(); i < meta->propertyCount(); ++i) {
@@ -34,20 +30,7 @@ void writeEveryProperty(EncoderSettings& s, const std::function<void(const char*
                                        : type == QMetaType::Bool  ? QVariant(true)
                                                                   : QVariant(i + 1)))
             << property.name();
-        if (written) {
-            written(property.name());
-        }
     }
-}
-
-TEST(EncoderSettings, AnEmptyDictionaryGivesADisabledCBRMP3RecordWithoutExtension)
-{
-    const EncoderSettings s{QVariantMap()};
-    // The dump as ever: "(null)" for a missing extension (the round trip below compares the rest).
-    EXPECT_TRUE(
-        s.description().startsWith(u"\nEnabled: 0\nEncoder Type: 0\nExtension: (null)\nBitrate: 0\n"_s));
-    EXPECT_EQ(s.completeDescription(), u"MP3 - 0.00 kbps CBR"_s);
-    EXPECT_TRUE(s.extension().isNull());
 }
 
 TEST(EncoderSettings, DictionaryAndCopyKeepEveryFieldButEncoderSetting)
@@ -81,55 +64,6 @@ TEST(EncoderSettings, DictionaryAndCopyKeepEveryFieldButEncoderSetting)
     EXPECT_TRUE(reloaded.isDuplicateOf(*original));
     EXPECT_EQ(reloaded.settingsDictionary(), dictionary);
     EXPECT_EQ(reloaded.encoderSetting(), 0);
-}
-
-TEST(EncoderSettings, StoredNumbersAreReadAs32BitIntegers)
-{
-    const QVariantMap dictionary{
-        {"bitrate", QVariant::fromValue(qint64(1) << 32 | 192)}, // wraps to 192
-        {"vbrQuality", QVariant::fromValue(qint64(-5))},
-        {"fileType", QVariant::fromValue(qint64(-1))}, // all bits set
-        {"sampleRate", u"44100"_s},                    // hand-edited files hold texts
-        {"quality", 7.9},                              // truncated like any integer read
-        {"enabled", u"true"_s},
-        {"extension", u"mp3"_s},
-    };
-    const EncoderSettings s(dictionary);
-    EXPECT_EQ(s.bitrate(), 192);
-    EXPECT_EQ(s.vbrQuality(), -5);
-    EXPECT_EQ(s.fileType(), 0xFFFFFFFFu);
-    EXPECT_EQ(s.sampleRate(), 44100);
-    EXPECT_EQ(s.quality(), 7);
-    EXPECT_TRUE(s.enabled());
-    EXPECT_EQ(s.extension(), u"mp3"_s);
-    EXPECT_EQ(s.encoderSetting(), 0);
-}
-
-// Every property written through the meta-object; which announced the change, and how.
-TEST(EncoderSettings, ExactlyTheSixteenEncodingParametersAnnounceUnderEncoderSetting)
-{
-    EncoderSettings s;
-    std::string events;
-    QObject::connect(&s, &EncoderSettings::encoderSettingWillChange, [&] { events += 'w'; });
-    QObject::connect(&s, &EncoderSettings::encoderSettingChanged, [&] { events += 'd'; });
-
-    std::set<std::string> announcing;
-    writeEveryProperty(s, [&](const char* name) {
-        if (!events.empty()) {
-            EXPECT_EQ(events, "wd") << name;
-            announcing.insert(name);
-        }
-        events.clear();
-    });
-    EXPECT_EQ(announcing,
-              (std::set<std::string>{"encoderType", "extension", "bitrate", "quality", "sampleRate",
-                                     "bitrateMethod", "channelMode", "bitDepth", "vbrQuality", "fileType",
-                                     "formatID", "formatFlags", "framesPerPacket", "flacCompressionLevel",
-                                     "flacVerifyEncoding", "macCompressionLevel"}));
-    // Setting a parameter to the value it already has is announced too.
-    events.clear();
-    s.setBitrate(s.bitrate());
-    EXPECT_EQ(events, "wd");
 }
 
 struct DescriptionCase
@@ -173,18 +107,14 @@ TEST_P(EncoderSettingsDescription, IsFormatDashEncoding)
 INSTANTIATE_TEST_SUITE_P(
     EveryEncoderType, EncoderSettingsDescription,
     testing::Values(
-        // MP3
         DescriptionCase{0, nullptr, nullptr, 0, 192, 0, 0, 0, 0, 0, 0, "MP3 - 192.00 kbps CBR"},
         DescriptionCase{0, nullptr, nullptr, 2, 192, 8, 0, 0, 0, 0, 0, "MP3 - VBR Quality 8"},
         DescriptionCase{0, nullptr, nullptr, 1, 160, 0, 0, 0, 0, 0, 0, "MP3 - 160.00 kbps ABR"},
-        // Vorbis and Speex: bit/s shown as whole kbps
         DescriptionCase{4, nullptr, nullptr, 1, 96400, 0, 0, 0, 0, 0, 0, "Ogg Vorbis - 96 kbps ABR"},
         DescriptionCase{8, nullptr, nullptr, 2, 0, 5, 0, 0, 0, 0, 0, "Ogg Speex - VBR Quality 5"},
         DescriptionCase{8, nullptr, nullptr, 3, 0, 5, 0, 0, 0, 0, 0, "Ogg Speex - *Unknown Settings*"},
-        // Opus
         DescriptionCase{9, nullptr, nullptr, 3, 64000, 0, 0, 0, 0, 0, 0, "Opus - 64 kbps VBR Constrained"},
         DescriptionCase{9, nullptr, nullptr, 1, 64000, 0, 0, 0, 0, 0, 0, "Opus - *Unknown Settings*"},
-        // FLAC, Monkey's Audio, True Audio
         DescriptionCase{2, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 8, 0, "FLAC - Compression Level 8"},
         DescriptionCase{3, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 9, 0, "Ogg FLAC - Uncompressed"},
         DescriptionCase{6, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 0, 4000,
@@ -192,14 +122,12 @@ INSTANTIATE_TEST_SUITE_P(
         DescriptionCase{6, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 0, 1500,
                         "Monkeys Audio - Compression Level ?"},
         DescriptionCase{7, nullptr, nullptr, 0, 0, 0, 0, 0, 0, 0, 0, "True Audio - TTA"},
-        // Core Audio file types and formats
         DescriptionCase{1, "m4af", "aac ", 0, 256000, 0, 0, 0, 0, 0, 0, "AAC - 256.00 kbps"},
         DescriptionCase{1, "caff", "aac ", 0, 256000, 0, 0, 0, 0, 0, 0,
                         "Core Audio Format - AAC 256.00 kbps"},
         DescriptionCase{1, "mp4f", "alac", 0, 0, 0, 0, 0, 0, 0, 0, "Apple Lossless - m4a"},
         DescriptionCase{1, "caff", "alac", 0, 0, 0, 0, 0, 0, 0, 0, "Core Audio Format - Apple Lossless"},
         DescriptionCase{1, "AIFC", "Qclp", 0, 0, 0, 0, 0, 0, 0, 0, "AIFC - Qualcomm PureVoice™"},
-        DescriptionCase{1, "AIFF", "lpcm", 0, 0, 0, 0, 0, 2, 0, 0, "AIFF - LPCM"},
         DescriptionCase{1, "WAVE", "lpcm", 0, 0, 0, 44100, 0, 0, 0, 0, "WAV - LPCM - 44.1kHz"},
         DescriptionCase{1, "AIFF", "lpcm", 0, 0, 0, 0, 16, 2, 0, 0, "AIFF - LPCM - 16 bit BE"},
         DescriptionCase{1, "WAVE", "lpcm", 0, 0, 0, 96000, 24, 0, 0, 0, "WAV - LPCM - 96.0kHz 24 bit LE"},
@@ -259,13 +187,11 @@ INSTANTIATE_TEST_SUITE_P(
         DuplicateCase{"TypesMustMatch", 0, nullptr, nullptr, 0, [](S& s) { s.setEncoderType(2); }, false},
         DuplicateCase{"FlacComparesExtension", 2, nullptr, nullptr, 0, [](S& s) { s.setExtension(u"oga"_s); },
                       false},
-        DuplicateCase{"VorbisVbrIgnoresBitrate", 4, nullptr, nullptr, 2, [](S& s) { s.setBitrate(1); }, true},
         DuplicateCase{"SpeexComparesEachFlag", 8, nullptr, nullptr, 0,
                       [](S& s) { s.setSpeexDiscontinuousTransmission(true); }, false},
         DuplicateCase{"OpusComparesBitrateEvenWhenVbr", 9, nullptr, nullptr, 2, [](S& s) { s.setBitrate(1); },
                       false},
         DuplicateCase{"OpusGoesOnToFileType", 9, nullptr, nullptr, 0, [](S& s) { s.setFileType(1); }, false},
-        DuplicateCase{"AacComparesLikeMp3", 1, "m4af", "aac ", 0, [](S& s) { s.setBitrate(1); }, false},
         DuplicateCase{"LpcmComparesFlags", 5, "WAVE", "lpcm", 0, [](S& s) { s.setFormatFlags(2); }, false},
         DuplicateCase{"IlbcEndsBeforeChannelMode", 1, "caff", "ilbc", 0, [](S& s) { s.setChannelMode(3); },
                       true},

@@ -1,4 +1,4 @@
-// The file operation on real sources: fan-out, skip rules, merged progress, metadata only, Trash.
+// The file operation on real sources: fan-out, skip rules, merged progress.
 
 #include "FileEncodeOperation.h"
 #include "CoreAudioTypes.h"
@@ -7,13 +7,10 @@
 #include "FileEncodeOperationDelegate.h"
 #include "Fixtures.h"
 #include "ScriptedUserInterface.h"
-#include "TagDump.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QStandardPaths>
 #include <algorithm>
 #include <gtest/gtest.h>
 
@@ -36,11 +33,6 @@ private:
     TaggingThread m_tagging;
     QStringList m_created;
 };
-
-QString trashed(const QString& name)
-{
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Trash/files/"_s + name;
-}
 
 class FileEncodeOperationTest : public ::testing::Test
 {
@@ -114,63 +106,6 @@ TEST_F(FileEncodeOperationTest, PlatformTypesAreSkippedOnlyWhenTheirDataFormatIs
     EXPECT_TRUE(same.success());
     EXPECT_EQ(same.successfulEncodes(), 0);
     EXPECT_FALSE(QFileInfo::exists(out() + u"/b.wav"_s));
-}
-
-TEST_F(FileEncodeOperationTest, MetadataOnlyMakesExactlyOneChildThatRetagsTheSourceInPlace)
-{
-    prefs.set(u"WriteMP3ID3v2TagVersion"_s, 1); // ID3v2.4
-    auto metadataOnly = mp3Format(EncoderSettings::CBR);
-    metadataOnly->setEncoderAction(EncoderSettings::UpdateMetadataOnlyAction);
-    metadataOnly->setEnabled(false);
-    delegate.formats = {metadataOnly, mp3Format(EncoderSettings::CBR, 64)};
-    const QString source = copyOf(u"ctl-tagged.mp3"_s, u"retag.mp3"_s);
-    FileEncodeOperation row(source, source);
-    row.setDelegate(&delegate);
-    row.metadata()->setTrackTitle(u"New Title"_s);
-    run(row);
-    EXPECT_TRUE(row.success());
-    EXPECT_EQ(row.successfulEncodes(), 1);
-    EXPECT_TRUE(QDir(out()).isEmpty());
-    const QJsonObject tags = mutagenTags(source);
-    EXPECT_EQ(id3v2Text(tags, u"TIT2"_s), u"New Title"_s);
-    EXPECT_EQ(tags.value(u"id3v2"_s).toObject().value(u"version"_s).toArray().at(1).toInt(), 4);
-}
-
-TEST_F(FileEncodeOperationTest, TheSourceGoesToTheTrashOnlyAfterASuccessThatDidNotReplaceIt)
-{
-    prefs.set(u"deleteOriginal"_s, true);
-    delegate.formats = {mp3Format(EncoderSettings::CBR, 64)};
-
-    const QString converted = copyOf(u"ctl-short.wav"_s, u"gone.wav"_s);
-    FileEncodeOperation row(converted, converted);
-    run(row);
-    EXPECT_FALSE(QFileInfo::exists(converted));
-    EXPECT_TRUE(QFileInfo::exists(trashed(u"gone.wav"_s)));
-
-    const QString broken = copyOf(u"ctl-corrupt.flac"_s, u"broken.flac"_s);
-    FileEncodeOperation failed(broken, broken);
-    run(failed);
-    EXPECT_FALSE(failed.success());
-    EXPECT_TRUE(QFileInfo::exists(broken));
-
-    const QString cancelled = copyOf(u"ctl-long.wav"_s, u"stays.wav"_s);
-    FileEncodeOperation stopped(cancelled, cancelled);
-    stopped.setDelegate(&delegate);
-    stopped.start();
-    stopped.cancel();
-    ASSERT_TRUE(waitUntil([&] { return stopped.isFinished(); }));
-    EXPECT_TRUE(QFileInfo::exists(cancelled));
-
-    // Overwritten in place (same folder, same extension): kept where it is.
-    prefs.set(u"outputSameAsSource"_s, true);
-    prefs.set(u"skipFilesOfSameType"_s, false);
-    const QString inPlace = copyOf(u"ctl-tagged.mp3"_s, u"inplace.mp3"_s);
-    FileEncodeOperation replaced(inPlace, inPlace);
-    run(replaced);
-    EXPECT_TRUE(replaced.success());
-    EXPECT_TRUE(replaced.reEncodeToSamefile());
-    EXPECT_NE(fileBytes(inPlace), fileBytes(Fixtures::generated(u"ctl-tagged.mp3"_s)));
-    EXPECT_TRUE(QFileInfo::exists(inPlace));
 }
 
 } // namespace

@@ -120,31 +120,24 @@ INSTANTIATE_TEST_SUITE_P(WavSources, Conversion,
 // The output format's channel mode and sample rate reach LAME.
 TEST(MP3EncodeOperation, channelModeAndOutputRate)
 {
-    struct Case
-    {
-        int channelMode;
-        int sampleRate;
-        int headerMode; // MPEG header: 0 stereo, 1 joint stereo, 3 mono
-        double outputRate;
-        int channels;
-    };
     const QString source = Fixtures::generated(u"encode-16-stereo-44100.wav"_s);
-    for (const Case& c :
-         {Case{1, 44100, 0, 44100, 2}, Case{2, 22050, 1, 22050, 2}, Case{3, 96000, 3, 44100, 1}}) {
+    // Channel mode, rate asked, MPEG header mode (0 stereo, 1 joint, 3 mono), rate made, channels.
+    for (const auto& [mode, rate, headerMode, outputRate, channels] :
+         {std::tuple{1, 44100, 0, 44100.0, 2}, {2, 22050, 1, 22050.0, 2}, {3, 96000, 3, 44100.0, 1}}) {
         ScratchDir out;
         PreferencesScope preferences({{"destinationDirectory", out.path()}});
         BasicEncodeDelegate delegate;
         MP3EncodeOperation operation(source, source);
         operation.setDelegate(&delegate);
-        operation.setSettings(mp3Format(0, 96, 8, c.channelMode, c.sampleRate));
+        operation.setSettings(mp3Format(0, 96, 8, mode, rate));
         runOperation(operation);
         ASSERT_TRUE(operation.success());
         const QJsonObject stream = probeStream(operation.outFilePath());
-        EXPECT_EQ(stream["sample_rate"].toString().toDouble(), c.outputRate) << c.channelMode;
-        EXPECT_EQ(stream["channels"].toInt(), c.channels) << c.channelMode;
+        EXPECT_EQ(stream["sample_rate"].toString().toDouble(), outputRate) << mode;
+        EXPECT_EQ(stream["channels"].toInt(), channels) << mode;
         const QByteArray frame = firstFrame(operation.outFilePath()); // the information frame has the mode
         ASSERT_GT(frame.size(), 3);
-        EXPECT_EQ((uchar(frame[3]) >> 6) & 3, c.headerMode) << c.channelMode;
+        EXPECT_EQ((uchar(frame[3]) >> 6) & 3, headerMode) << mode;
     }
 }
 
@@ -155,31 +148,21 @@ TEST(MP3EncodeOperation, failuresLeaveNoFiles)
     const QString notAudio = in.copyOf(Fixtures::generated(u"art.png"_s), u"notes.wav"_s);
     const QString threeChannels = Fixtures::generated(u"encode-3-channels.wav"_s);
 
-    struct Case
-    {
-        QString source;
-        QString message;
-    };
-    for (const Case& c : {
-             Case{threeChannels,
-                  QStringLiteral("MP3 Encode Operation Failed To Encode File: encode-3-channels.wav.  "
-                                 "Error:Unable to initialize the LAME encoder.")},
-             Case{notAudio,
-                  QStringLiteral("MP3 Encode Operation Aborting. Could Not Initialize Any Decoder For "
-                                 "File: %1.")
-                      .arg(notAudio)},
-         }) {
+    for (const auto& [source, message] :
+         {std::pair{threeChannels, u"MP3 Encode Operation Failed To Encode File: encode-3-channels.wav.  "
+                                   u"Error:Unable to initialize the LAME encoder."_s},
+          {notAudio, u"MP3 Encode Operation Aborting. Could Not Initialize Any Decoder For File: %1."_s.arg(notAudio)}}) {
         ScratchDir out;
         PreferencesScope preferences({{"destinationDirectory", out.path()}});
         ErrorLogCapture log;
         BasicEncodeDelegate delegate;
-        MP3EncodeOperation operation(c.source, c.source);
+        MP3EncodeOperation operation(source, source);
         operation.setDelegate(&delegate);
         operation.setSettings(mp3Format(2));
         runOperation(operation);
         EXPECT_TRUE(operation.isFinished());
         EXPECT_FALSE(operation.success());
-        EXPECT_TRUE(log.contains(c.message)) << log.messages().join(u'\n').toStdString();
+        EXPECT_TRUE(log.contains(message)) << log.messages().join(u'\n').toStdString();
         EXPECT_TRUE(QDir(out.path()).isEmpty());
         EXPECT_TRUE(operation.tempFilePath().isEmpty() || !QFileInfo::exists(operation.tempFilePath()));
     }

@@ -55,9 +55,9 @@ INSTANTIATE_TEST_SUITE_P(
     AllFour, ValueToText,
     testing::Values(TextCase{"Seconds75", &seconds, 75, u"(1:15)"_s},
                     TextCase{"SecondsHourHasUnpaddedMinutes", &seconds, 3600, u"(1:0:00)"_s},
-                    TextCase{"SecondsFractionTruncated", &seconds, 75.9, u"(1:15)"_s},
                     TextCase{"SecondsMinusOneIsUnknown", &seconds, -1, std::nullopt},
                     TextCase{"SecondsWrapTo32Bits", &seconds, qint64(4294967296) + 61, u"(1:01)"_s},
+                    TextCase{"SecondsFractionTruncated", &seconds, 75.9, u"(1:15)"_s},
                     TextCase{"SecondsOfText", &seconds, u"75"_s, std::nullopt},
                     TextCase{"SecondsOfNaN", &seconds, std::nan(""), std::nullopt},
                     TextCase{"SizeBelow1KHasTheZeroUnit", &fileSize, 512, withZeroUnit("512.000")},
@@ -102,15 +102,13 @@ TEST_P(SecondsFromText, MultipliesEachPartBySixty)
 INSTANTIATE_TEST_SUITE_P(
     Texts, SecondsFromText,
     testing::Values(ParseCase{"HoursMinutesSeconds", "1:02:03", 3723u}, ParseCase{"PlainSeconds", "90", 90u},
-                    ParseCase{"BlanksAroundParts", "  1 : 30 ", 90u},
                     ParseCase{"DoubleColonSkipsAPart", "1::2", 62u}, ParseCase{"TrailingColon", "2:", 2u},
                     ParseCase{"NegativeWrapsTo32Bits", "-1", 4294967295u},
                     ParseCase{"ManyPartsWrapInsteadOfOverflowing", "59:59:59:59:59:59:59:59:59:59:59:59:59",
                               1006632959u},
                     ParseCase{"Letters", "abc", std::nullopt}, ParseCase{"Empty", "", std::nullopt},
                     ParseCase{"StopsOnAForeignCharacter", "1:30x", std::nullopt},
-                    ParseCase{"ParenthesesOfItsOwnText", "(1:15)", std::nullopt},
-                    ParseCase{"LoneSign", "-", std::nullopt}),
+                    ParseCase{"ParenthesesOfItsOwnText", "(1:15)", std::nullopt}),
     [](const testing::TestParamInfo<ParseCase>& info) { return std::string(info.param.name); });
 
 } // namespace
