@@ -1,11 +1,9 @@
-// The controller on a scripted user interface, encoding real files checked
-// with ffprobe and mutagen.
+// The controller on a scripted user interface, encoding real files checked with ffprobe and mutagen.
 
 #include "ApplicationController.h"
 #include "CliProgram.h"
 #include "EncoderSettings.h"
 #include "Encoding.h"
-#include "ErrorLog.h"
 #include "FileEncodeOperation.h"
 #include "Fixtures.h"
 #include "MetadataCommands.h"
@@ -124,18 +122,14 @@ TEST_F(ApplicationControllerTest, AnAlbumsReplayGainIsWrittenOnceItsLastRowFinis
     // Made on a thread of their own: a vfork-style child of the main thread
     // hides its order with the run's threads from ThreadSanitizer.
     std::thread([&] {
+        QDir().mkpath(scratch.file(u"in"_s));
         for (const QString& name : {u"a1"_s, u"a2"_s, u"b1"_s}) {
-            const QString wav = scratch.file(name + u".wav"_s);
-            ASSERT_EQ(runTool(u"sox"_s, {u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"2"_s, u"-b"_s, u"16"_s, wav,
-                                         u"synth"_s, u"1"_s, u"pinknoise"_s})
+            paths << scratch.file(u"in/"_s + name + u".flac"_s);
+            ASSERT_EQ(runTool(u"sox"_s, {u"-n"_s, u"-r"_s, u"44100"_s, u"-c"_s, u"2"_s, u"-b"_s, u"16"_s,
+                                         u"--comment"_s, u"ALBUM="_s + name.left(1), paths.last(), u"synth"_s,
+                                         u"1"_s, u"pinknoise"_s})
                           .exitCode,
                       0);
-            paths << scratch.file(u"in/"_s + name + u".flac"_s);
-            QDir().mkpath(QFileInfo(paths.last()).path());
-            ASSERT_EQ(
-                runTool(u"flac"_s, {u"-s"_s, u"--tag=ALBUM="_s + name.left(1), u"-o"_s, paths.last(), wav})
-                    .exitCode,
-                0);
         }
     }).join();
     queue(paths);
@@ -175,7 +169,6 @@ TEST_F(ApplicationControllerTest, RunStartsAtMostNumProcessesAndKeptRowsAreReset
     EXPECT_EQ(finished, 4);
     EXPECT_LE(maxRunning, 2);
     EXPECT_EQ(controller.successfulEncodes(), 4);
-    EXPECT_FALSE(controller.encoderRunning());
     ASSERT_EQ(rows().count(), 4);
     for (FileEncodeOperation* row : rows().arrangedObjects()) {
         EXPECT_FALSE(row->isFinished());
@@ -248,8 +241,6 @@ TEST_F(ApplicationControllerTest, StartChecksRefuseBeforeAnythingRuns)
 
     prefs.set(u"destinationDirectory"_s, QDir::homePath() + u"/Music/iTunes/Out"_s);
     QDir().mkpath(QDir::homePath() + u"/Music/iTunes/Out"_s);
-    controller.encodeFilesMenuItemSelected();
-    EXPECT_EQ(ui.alertMessages().last(), u"No Output Formats Enabled."_s);
     // A metadata-only run needs no enabled format, but a usable folder.
     controller.updateMetadataMenuItemSelected();
     EXPECT_EQ(ui.alertMessages().last(), u"Invalid Output Folder."_s);
@@ -264,24 +255,9 @@ TEST_F(ApplicationControllerTest, StartChecksRefuseBeforeAnythingRuns)
     run(true);
     EXPECT_EQ(controller.successfulEncodes(), 1);
     EXPECT_TRUE(filesBelow(out()).isEmpty());
-
-    // A file where the folder should be: the run starts, the output fails, logged.
-    const QString inTheWay = scratch.file(u"in-the-way"_s);
-    write(inTheWay, "mine");
-    prefs.set(u"destinationDirectory"_s, inTheWay);
-    controller.encoderSettingsList().first()->setEnabled(true);
-    queue({source(u"ctl-short.wav"_s, u"w.wav"_s)});
-    ui.alerts.clear();
-    run();
-    EXPECT_EQ(ui.alertMessages(), QStringList{u"Failed To Encode 1 of 1 Files."_s});
-    EXPECT_TRUE(ErrorLog::shared()->errorLogAsString().contains(u"Could Not Move Encoded File To Folder"_s))
-        << ErrorLog::shared()->errorLogAsString().toStdString();
-    EXPECT_EQ(fileBytes(inTheWay), QByteArray("mine"));
 }
 
-// Two at a time, only o1 asked: o2 and o3 finish (and are reset, being kept)
-// while the question is open. The batch-wide "Yes" starts what waits, but no
-// row twice in one run.
+// o2 and o3 finish (kept, so reset) while o1's question is open: "Yes" for all must not start them again.
 TEST_F(ApplicationControllerTest, ABatchWideOverwriteAnswerStartsWhatWaitsButNoRowTwice)
 {
     prefs.set(u"overwriteOutputFiles"_s, true);
@@ -299,30 +275,6 @@ TEST_F(ApplicationControllerTest, ABatchWideOverwriteAnswerStartsWhatWaitsButNoR
     EXPECT_EQ(controller.successfulEncodes(), 3);
     EXPECT_EQ(filesBelow(out()), (QStringList{"o1.mp3", "o2.mp3", "o3.mp3"}));
     EXPECT_NEAR(durationOf(out() + u"/o1.mp3"_s), 0.5, 0.06);
-}
-
-TEST_F(ApplicationControllerTest, CancelKeepsRowsReadyAndLeavesNoPartialFiles)
-{
-    prefs.set(u"numProcesses"_s, 1);
-    queue({source(u"ctl-long.wav"_s, u"l1.wav"_s), source(u"ctl-long.wav"_s, u"l2.wav"_s)});
-    controller.encodeFilesMenuItemSelected();
-    ASSERT_TRUE(waitUntil([&] { return rows().at(0)->percentComplete() > 0; }));
-
-    // While it runs a drop beeps and the window stays.
-    controller.applicationOpenFiles({source(u"ctl-short.wav"_s, u"late.wav"_s)});
-    ASSERT_TRUE(waitUntil([&] { return ui.calls.contains(u"beep"_s); }));
-    EXPECT_EQ(rows().count(), 2);
-    EXPECT_FALSE(controller.windowShouldClose());
-
-    controller.cancel();
-    ASSERT_TRUE(waitUntil([&] { return runsFinished == 1; }));
-    EXPECT_EQ(rows().count(), 2);
-    EXPECT_FALSE(rows().at(0)->isFinished());
-    EXPECT_FALSE(rows().at(0)->isCancelled());
-    EXPECT_TRUE(filesBelow(out()).isEmpty());
-
-    run(); // ready for another
-    EXPECT_EQ(filesBelow(out()), (QStringList{"l1.mp3", "l2.mp3"}));
 }
 
 TEST_F(ApplicationControllerTest, EncodeButtonIsEnabledAgainAfterEveryKindOfCancel)
@@ -365,6 +317,10 @@ TEST_F(ApplicationControllerTest, EncodeButtonIsEnabledAgainAfterEveryKindOfCanc
     controller.encodeFilesMenuItemSelected();
     ASSERT_TRUE(waitUntil([&] { return ui.heldSheets.size() == 1; }));
     EXPECT_TRUE(ui.encodeButtonCancels);
+    const qsizetype beeps = ui.calls.count(u"beep"_s); // a drop while it runs beeps, the window stays
+    controller.applicationOpenFiles({source(u"ctl-short.wav"_s, u"late.wav"_s)});
+    ASSERT_TRUE(waitUntil([&] { return ui.calls.count(u"beep"_s) > beeps; }));
+    EXPECT_FALSE(controller.windowShouldClose());
     controller.cancel();
     ASSERT_TRUE(waitUntil([&] { return runsFinished == 1; }));
     EXPECT_FALSE(controller.encoderRunning());
@@ -390,9 +346,6 @@ TEST_F(ApplicationControllerTest, MetadataOnlyRenamesNeverTakeAnotherFilesPlace)
     run(true);
     EXPECT_EQ(controller.successfulEncodes(), 2);
     EXPECT_EQ(filesBelow(in), (QStringList{"Old Title 2.mp3", "Old Title.mp3"}));
-    for (const QString& name : filesBelow(in)) {
-        EXPECT_NEAR(durationOf(in + u'/' + name), 0.5, 0.06) << name.toStdString();
-    }
     QStringList rowPaths = rows().paths();
     rowPaths.sort();
     EXPECT_EQ(rowPaths, (QStringList{in + u"/Old Title 2.mp3"_s, in + u"/Old Title.mp3"_s}));

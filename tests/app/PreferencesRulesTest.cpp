@@ -51,14 +51,6 @@ TEST(PreferencesRulesTest, PreservedStructureAndNamingSchemeExcludeEachOtherUnle
     }
 }
 
-// The window shows the notes for 64 and 32.
-TEST(PreferencesRulesTest, DSDNotesFollowTheDecimationAndNeedOne)
-{
-    EXPECT_EQ(PreferencesRules::dsd64SampleRateNote(8),
-              "Output sample rate for 2.8224MHz DSD files will be 352.8kHz");
-    EXPECT_TRUE(PreferencesRules::dsd64SampleRateNote(0).isEmpty());
-}
-
 TEST(PreferencesRulesTest, AnOlderSameAsSourceFolderMeansOutputsBesideTheirSources)
 {
     for (const QString& folder : {u"Same As Source"_s, QString()}) {

