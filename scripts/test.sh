@@ -26,12 +26,17 @@ build_and_test() {
     (cd "$root/$dir" && ctest -j "$jobs" --output-on-failure $selection)
 }
 
-# The ThreadSanitizer tree builds only the threaded programs. The full-disk
-# test is left out, for a reason outside the program: its temporary folder
-# is a 256 kB tmpfs, and the very first write there fails with ENOSPC when
+# The ThreadSanitizer tree builds only the threaded programs. Two tests are
+# left out, for reasons outside the program: one has a worker thread start
+# /bin/rm through QProcess, whose vfork-style child shares the worker's
+# memory and overwrites what the runtime knows of that thread, so every
+# later report about it is noise; the full-disk test, whose temporary folder
+# is a 256 kB tmpfs, sees the very first write there fail with ENOSPC when
 # the program runs under the sanitizer.
 tsan_targets="test_app test_engine test_cli sonabrik-cli"
-tsan_tests="-L ^(app|engine|cli)$ -E ^CliFaults\.WhatDoesNotFitOnAFullDiskFailsAlone$"
+tsan_skipped="EncodeOperation\.cancelledEncodeRemovesItsTemporaryFile"
+tsan_skipped+="|CliFaults\.WhatDoesNotFitOnAFullDiskFailsAlone"
+tsan_tests="-L ^(app|engine|cli)$ -E ^($tsan_skipped)$"
 
 status=0
 build_and_test build "" "" || status=1

@@ -97,6 +97,35 @@ TEST(EncodeOperation, replacedPathsThatReadAsOtherURLsAreDeletedNotMistaken)
     EXPECT_TRUE(filesBelow(trashFolder()).isEmpty());
 }
 
+// Cancelling mid-encode leaves neither the output nor the temporary MP3.
+TEST(EncodeOperation, cancelledEncodeRemovesItsTemporaryFile)
+{
+    ScratchDir out;
+    PreferencesScope preferences({{"destinationDirectory", out.path()}});
+    BasicEncodeDelegate delegate;
+    Encode encode(delegate, Fixtures::generated(u"encode-long-stereo.wav"_s));
+    QString temporary;
+    bool sawTemporaryFile = false;
+    // Cancel as soon as encoding starts: the loop notices at the eighth chunk.
+    QObject::connect(
+        encode.operation.get(), &EncodeOperation::currentStatusChanged, encode.operation.get(),
+        [&] {
+            if (encode->currentStatus().startsWith(u"Encoding"_s) && !encode->isCancelled()) {
+                temporary = encode->tempFilePath();
+                sawTemporaryFile = QFileInfo::exists(temporary);
+                encode->cancel();
+            }
+        },
+        Qt::DirectConnection);
+    encode.run();
+    EXPECT_TRUE(encode->isFinished());
+    EXPECT_TRUE(encode->success());
+    EXPECT_TRUE(sawTemporaryFile);
+    EXPECT_FALSE(QFileInfo::exists(temporary)) << "removed by /bin/rm";
+    EXPECT_TRUE(filesBelow(out.path()).isEmpty());
+    EXPECT_TRUE(delegate.createdOutputPaths().isEmpty());
+}
+
 // The added folder and its sub-folders are repeated below the output folder, made with safe names.
 TEST(EncodeOperation, keepsTheFolderStructureWithSafeNewFolders)
 {
