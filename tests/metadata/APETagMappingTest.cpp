@@ -40,8 +40,7 @@ void writeAPE(const QString& path, const AudioMetadata& metadata, const std::opt
 
 } // namespace
 
-// Beyond TaggedFileTest: other spellings of the items, a date, a track with a
-// slash, the compilation slip, a back cover; fields already there win.
+// Beyond TaggedFileTest: other spellings, a date, the compilation slip, a back cover; fields there win.
 TEST(APETagMapping, readsWhatAnotherTaggerWrote)
 {
     ScratchDir dir;

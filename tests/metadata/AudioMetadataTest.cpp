@@ -58,8 +58,7 @@ TEST(AudioMetadata, ClearAllEmptiesDescriptiveFieldsAndKeepsTheSource)
     }
 }
 
-// Copy and paste between rows: the artwork travels as the same object; a copy
-// holding only a title clears the other exchanged fields and leaves the rest.
+// The artwork travels as the same object; a title-only copy clears the other exchanged fields.
 TEST(AudioMetadata, PastingReplacesEveryExchangedFieldAndSharesTheArtwork)
 {
     const auto artwork = std::make_shared<AlbumArtwork>();

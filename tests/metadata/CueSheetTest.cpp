@@ -1,5 +1,4 @@
-// Cue sheets in the text encodings the CLI's album image tests leave out (UTF-8 with a BOM, UTF-16BE,
-// Windows-1252's curly quotes) read the same; those tests check every other field and span.
+// Cue sheet encodings the CLI's album image tests (which check every field and span) leave out.
 
 #include "CueSheet.h"
 #include "QtPrinters.h"

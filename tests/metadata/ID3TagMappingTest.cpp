@@ -163,12 +163,10 @@ t.save(sys.argv[1])
     EXPECT_EQ(mutagenTags(path).value(u"id3v2"_s)["frames"].toObject().keys(), QStringList{"TCMP"});
 }
 
-// A cover larger than an ID3v2 tag can hold is left out, with a line in the
-// error log, rather than written into a frame whose size field overflows.
+// A cover larger than an ID3v2 tag can hold is left out and logged, not written with an overflowing size.
 TEST(ID3CoverLimit, APictureBeyondTheTagsSizeFieldIsLeftOutAndLogged)
 {
-    // One byte past 256 MB: the largest size the tag's 28 bits can say.
-    constexpr qsizetype kTooLarge = qsizetype(1) << 28;
+    constexpr qsizetype kTooLarge = qsizetype(1) << 28; // one byte past what the tag's 28 bits can say
     ErrorLogCapture log;
     AudioMetadata metadata;
     metadata.setTrackTitle(u"Title"_s);

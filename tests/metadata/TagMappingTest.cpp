@@ -1,5 +1,4 @@
-// The Xiph, MP4 and ASF mappings: their reading habits, and what the writers leave in a file (read by
-// mutagen).
+// The Xiph, MP4 and ASF mappings: reading habits, and what the writers leave in a file (read by mutagen).
 
 #include "ASFTagMapping.h"
 #include "AudioMetadata.h"
@@ -62,8 +61,6 @@ AudioMetadataPtr fullRecord()
     record->setAlbumArtwork(artwork);
     return record;
 }
-
-// --- Xiph comments
 
 TEST(XiphCommentMapping, ReadsYearFromTheAlbumAndOtherKeptHabits)
 {
@@ -142,8 +139,6 @@ TEST(XiphCommentMapping, WritingReplacesEveryMappedFieldAndThePictureOnlyWhenAsk
     }
 }
 
-// --- MP4
-
 AudioMetadataPtr readMP4(const QString& path)
 {
     auto record = std::make_shared<AudioMetadata>();
@@ -205,8 +200,6 @@ TEST(MP4TagMapping, WritingPutsEveryItemMutagenKnows)
     EXPECT_EQ(covers[0].toObject()[u"md5"_s].toString(), md5Of(Fixtures::generated("art.png")));
     EXPECT_EQ(covers[0].toObject()[u"format"_s].toInt(), 14); // PNG
 }
-
-// --- ASF
 
 AudioMetadataPtr readASF(const QString& path)
 {

@@ -22,7 +22,6 @@ QByteArray header(int trackCount, int division = 480)
     return QByteArray("MThd") + bytes({0, 0, 0, 6, 0, 1, 0, trackCount, division >> 8, division & 0xFF});
 }
 
-// A track chunk of the given events, with its end-of-track event.
 QByteArray track(const QByteArray& events)
 {
     const QByteArray body = events + bytes({0x00, 0xFF, 0x2F, 0x00});
@@ -76,8 +75,7 @@ TEST(ZTMIDIParser, SMPTEDivisionAndRejectedBuffers)
     EXPECT_EQ(ZTMIDITrack::initWithData(QByteArray("MThd")), nullptr);
 }
 
-// A chunk that is no track is skipped; a length past the end stops parsing at the buffer's end (cut
-// buffers are the MIDI fuzzer's replay).
+// A chunk that is no track is skipped; a length past the end stops at the buffer's end (cuts: the fuzzer).
 TEST(ZTMIDIParser, NeverReadsPastTheBuffer)
 {
     const QByteArray whole =
