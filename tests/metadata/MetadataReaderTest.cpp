@@ -22,7 +22,6 @@ namespace {
 
 using Mutagen::entry;
 
-// ffprobe's view of the first audio stream: sample rate, channels, duration.
 QJsonObject probe(const QString& path)
 {
     return ffprobe(
@@ -34,8 +33,7 @@ QString art(const char* name)
     return Fixtures::generated(QString::fromLatin1(name));
 }
 
-// The tag families, and the text fields every family is given under its
-// own key, with the text they must read as.
+// The tag families, and text fields (one per kind of mapping row) under each family's own key.
 // clang-format off
 enum Family { Xiph, MP4, ASF, ID3, APE };
 struct TextKey { AudioMetadata::Field field; const char* text; std::array<const char*, 5> keys; };
@@ -43,17 +41,13 @@ using F = AudioMetadata::Field;
 const TextKey kTextKeys[] = {
     {F::trackTitle, "Título Ünö", {"TITLE", "\u00a9nam", "Title", "TIT2", "Title"}},
     {F::trackArtist, "Artist A", {"ARTIST", "\u00a9ART", "Author", "TPE1", "Artist"}},
-    {F::albumTitle, "Album B", {"ALBUM", "\u00a9alb", "WM/AlbumTitle", "TALB", "Album"}},
     {F::albumArtist, "Album Artist D", {"ALBUMARTIST", "aART", "WM/AlbumArtist", "TPE2", "AlbumArtist"}},
-    {F::trackComposer, "Composer C", {"COMPOSER", "\u00a9wrt", "WM/Composer", "TCOM", "Composer"}},
     {F::trackGenre, "Ambient", {"GENRE", "\u00a9gen", "WM/Genre", "TCON", "Genre"}},
     {F::trackComment, "A comment", {"DESCRIPTION", "\u00a9cmt", "Description", "COMM", "Comment"}},
     {F::grouping, "Group G", {"GROUPING", "\u00a9grp", "WM/ContentGroupDescription", "TIT1", "Grouping"}},
     {F::lyrics, "Some lyrics", {"LYRICS", "\u00a9lyr", "WM/Lyrics", "USLT", "Lyrics"}},
     {F::key, "D Major", {"KEY", "----:com.apple.iTunes:KEY", "WM/InitialKey", "TKEY", "Key"}},
-    {F::ISRC, "USXYZ9900001", {"ISRC", "----:com.apple.iTunes:ISRC", "WM/ISRC", "TSRC", "ISRC"}},
     {F::sourceEncodedWith, "Encoder E", {"ENCODEDBY", "\u00a9too", "WM/EncodedBy", "TENC", "EncodedBy"}},
-    {F::trackCopyright, "(c) 1999 F", {"COPYRIGHT", "cprt", "Copyright", "TCOP", "Copyright"}},
 };
 // clang-format on
 
@@ -62,9 +56,7 @@ QJsonObject backCover(const char* kind)
     return {{kind, art("art.png")}, {"type", 4}, {"mime", "image/png"}, {"description", "Back"}};
 }
 
-// Year 1999, track 3 of 12, disc 1 of 2, 120 bpm, a compilation and the
-// cover, in the family's own forms. APE tags have no compilation flag of
-// their own (a COMPILATION item would be read as the tempo).
+// Numbers, a compilation and the cover in the family's own forms (APE has no compilation flag of its own).
 QJsonArray numbersAndCover(Family family)
 {
     // clang-format off
@@ -115,8 +107,7 @@ QJsonArray tagsOf(Family family)
     return tags;
 }
 
-// The bit rate's unit differs by reader: bits per second for most, the
-// library's kilobits for Ogg FLAC, Speex and Windows Media.
+// Bits per second for most readers, the library's kilobits for Ogg FLAC, Speex and Windows Media.
 enum Bitrate
 {
     Bits,
@@ -134,7 +125,7 @@ struct FormatCase
     bool keepsPictureType;             // covers of MP4 and APE files always read as front covers
     bool wholeSeconds = true;          // lengths from TagLib are whole seconds, from the platform exact
     const char* channelMode = nullptr; // null: the platform's name of the type, whatever the library calls it
-    bool probeStream = true;           // ffprobe counts DSD in bytes of 8 samples: mutagen is the reference
+    int rateFactor = 1;                // ffprobe counts DSD in bytes of 8 samples
 };
 
 class TaggedFileTest : public testing::TestWithParam<FormatCase>
@@ -185,29 +176,12 @@ TEST_P(TaggedFileTest, ReadsEveryFieldAndTheStream)
     const QString format = record->sourceFormat().value_or(QString());
     EXPECT_TRUE(c.format ? format == QLatin1String(c.format) : !format.isEmpty()) << format.toStdString();
     EXPECT_EQ(record->sourceTagFormat(), QString::fromLatin1(c.tagFormat));
-    if (c.probeStream) {
-        const QJsonObject reference = probe(path);
-        const QJsonObject stream = reference["streams"][0].toObject();
-        EXPECT_EQ(record->sourceSampleRate(), stream["sample_rate"].toString().toInt());
-        EXPECT_EQ(record->sourceChannels(), stream["channels"].toInt());
-        // Whole seconds as the tag library counts them (which may round).
-        EXPECT_NEAR(record->sourceLength().value_or(-9),
-                    reference["format"]["duration"].toString().toDouble(), c.wholeSeconds ? 1.0 : 0.05);
-    } else {
-        const ToolResult mutagen =
-            runTool(systemPython(), {"-c",
-                                     "import sys, mutagen.dsf as d; i = d.DSF(sys.argv[1]).info; "
-                                     "print(i.sample_rate, i.channels, int(i.length), i.bitrate)",
-                                     path});
-        const QStringList facts = QString::fromUtf8(mutagen.standardOutput).split(u' ');
-        ASSERT_EQ(facts.size(), 4) << mutagen.standardError.toStdString();
-        // Kilobits per second, rounded, stored times 1000 like the other readers.
-        EXPECT_EQ((std::vector<std::optional<double>>{record->sourceSampleRate(), record->sourceChannels(),
-                                                      record->sourceBitrate()}),
-                  (std::vector<std::optional<double>>{facts[0].toInt(), facts[1].toInt(),
-                                                      (facts[3].trimmed().toInt() + 500) / 1000 * 1000}));
-        EXPECT_EQ(record->sourceLength(), facts[2].toInt());
-    }
+    const QJsonObject reference = probe(path);
+    const QJsonObject stream = reference["streams"][0].toObject();
+    EXPECT_EQ(record->sourceSampleRate(), stream["sample_rate"].toString().toInt() * c.rateFactor);
+    EXPECT_EQ(record->sourceChannels(), stream["channels"].toInt());
+    EXPECT_NEAR(record->sourceLength().value_or(-9), reference["format"]["duration"].toString().toDouble(),
+                c.wholeSeconds ? 1.0 : 0.05);
     EXPECT_EQ(record->sourceSampleSize(),
               c.sampleSize == 0 ? std::nullopt : std::optional<int>(c.sampleSize));
     const int bitrate = record->sourceBitrate().value_or(0);
@@ -244,7 +218,7 @@ INSTANTIATE_TEST_SUITE_P(
         FormatCase{"TrueAudio", "reading.tta", "tta", "id3", ID3, "True Audio", "TTA v1", "ID3v2.4.0",
                    Bits, 16, true},
         FormatCase{"DSF", "reading.dsf", "dsf", "dsf", ID3, "DSD", "DSF", "ID3v2.4.0",
-                   Bits, 1, true, true, nullptr, false},
+                   Bits, 1, true, true, nullptr, 8},
         FormatCase{"WavPack", "reading.wv", "wv", "ape", APE, "WavPack", "WavPack v1040", "APE Tag v2.0",
                    Bits, 16, false},
         FormatCase{"Musepack", "reading.mpc", "mpc", "ape", APE, "Musepack", "MPC v8", "APE Tag v2.0",
@@ -273,7 +247,6 @@ TEST(MetadataDispatch, ChoosesTheReaderByLowerCasedExtensionAndOggByItsFirstStre
     EXPECT_EQ(video->sourceLength(), std::nullopt);
     EXPECT_EQ(video->sourceLocation(), theora);
     EXPECT_EQ(video->sourceFileSize(), QFileInfo(theora).size());
-    EXPECT_EQ(video->sourceDateModified(), QFileInfo(theora).lastModified());
 
     // What stops the reader is logged, and there is still a record.
     ErrorLogCapture log;
@@ -319,38 +292,22 @@ TEST(MetadataDispatch, TagsAreReadInOrderAndTheID3TrackFrameOverrides)
     EXPECT_EQ(song->lyrics(), u"ape lyrics"_s);
     EXPECT_EQ(song->sourceBitrateMode(), u"VBR"_s);
     EXPECT_EQ(song->sourceFormat(), u"MPEG Version 1 Audio Layer 3"_s);
-
-    // Without a Xing or Info header the mode stays unknown.
-    const QString plain = dir.copyOf(Fixtures::generated("reading-noinfo.mp3"), "plain.mp3");
-    Mutagen::tag(plain, "id3", {entry("TIT2", "t")});
-    const AudioMetadataPtr noInfo = AudioMetadata::metadataFromFile(plain);
-    EXPECT_EQ(noInfo->sourceBitrateMode(), std::nullopt);
-    EXPECT_EQ(noInfo->sourceChannelMode(), u"Joint Stereo"_s);
 }
 
+// One picture block reaches the MP3 in the CLI's tests; of two, neither is taken, but a comment's is.
 TEST(MetadataDispatch, FLACPictureBlocksGiveTheCoverOnlyWhenThereIsOne)
 {
     ScratchDir dir;
-    const QString one = dir.copyOf(Fixtures::generated("reading-one-picture.flac"), "one.flac");
     const QString two = dir.copyOf(Fixtures::generated("reading-two-pictures.flac"), "two.flac");
-    const QJsonObject gif{{"flacpicture", art("art.gif")}, {"type", 3}, {"mime", "image/gif"}};
-    const QJsonArray tagPicture = QJsonArray() << QJsonValue(entry("METADATA_BLOCK_PICTURE", gif));
-    Mutagen::tag(one, "flac", tagPicture);
-    const AlbumArtworkPtr block = AudioMetadata::metadataFromFile(one)->albumArtwork();
-    ASSERT_NE(block, nullptr);
-    EXPECT_EQ(block->data(), fileBytes(art("art.png")));
-    EXPECT_EQ(block->artworkType(), 4u);
-    EXPECT_EQ(block->comments(), u"one"_s);
-
     EXPECT_EQ(AudioMetadata::metadataFromFile(two)->albumArtwork(), nullptr);
-    Mutagen::tag(two, "flac", tagPicture);
+    const QJsonObject gif{{"flacpicture", art("art.gif")}, {"type", 3}, {"mime", "image/gif"}};
+    Mutagen::tag(two, "flac", QJsonArray() << QJsonValue(entry("METADATA_BLOCK_PICTURE", gif)));
     const AlbumArtworkPtr fromTag = AudioMetadata::metadataFromFile(two)->albumArtwork();
     ASSERT_NE(fromTag, nullptr);
     EXPECT_EQ(fromTag->data(), fileBytes(art("art.gif")));
 }
 
-// RealMedia is read by FFmpeg. A missing file is waited for (the waits and a
-// file arriving meanwhile are checked with the decoder, which shares them), then logged.
+// RealMedia is read by FFmpeg; a missing file is waited for (as the decoder does), then logged.
 TEST(MetadataDispatch, FFmpegReadsRealMediaAndLogsAMissingFile)
 {
     ScratchDir dir;
@@ -392,8 +349,7 @@ TEST(MetadataDispatch, FFmpegEntriesSplitNumbersAndOverwriteEarlierOnes)
     }
 }
 
-// By the preferences' defaults a missing cover is looked for as "cover.*" and a missing title is the file
-// name.
+// By default a missing cover is looked for as "cover.*" and a missing title is the file name.
 TEST(ArtworkFromFilename, FallbacksFillAMissingCoverAndTitleWhenThePreferencesSaySo)
 {
     ScratchDir dir;
@@ -429,7 +385,6 @@ TEST(ArtworkFromFilename, MatchesTheWildcardIgnoringCaseAndAccents)
     EXPECT_EQ(record.albumArtwork()->originalFilename(), u"Cövér [front].PNG"_s);
 
     AudioMetadata none;
-    MetadataReader::readAlbumArtworkFromFilename(dir.file("back*"), none);
     MetadataReader::readAlbumArtworkFromFilename(u"/nonexistent/folder/*"_s, none);
     EXPECT_EQ(none.albumArtwork(), nullptr);
     // The first match is not an image: nothing is set.
@@ -453,8 +408,7 @@ TEST(PlatformFiles, InfoDictionaryAndChunksFillWhatIsMissing)
               (QList<std::optional<double>>{2003, 44100, 2, 16, 44100 * 2 * 16}));
     EXPECT_EQ(record->sourceChannelMode(), u"Stereo"_s);
     const QJsonObject infoProbe = probe(info);
-    EXPECT_NEAR(record->sourceLength().value_or(0), infoProbe["format"]["duration"].toString().toDouble(),
-                0.001);
+    EXPECT_NEAR(*record->sourceLength(), infoProbe["format"]["duration"].toString().toDouble(), 1e-3);
     EXPECT_TRUE(record->userData()->contains(u"LIST"_s));
     EXPECT_FALSE(record->userData()->contains(u"data"_s));
 
@@ -463,10 +417,6 @@ TEST(PlatformFiles, InfoDictionaryAndChunksFillWhatIsMissing)
     EXPECT_EQ(loop->key(), u"B Minor"_s);
     EXPECT_EQ(loop->trackGenre(), u"Loops"_s);
     EXPECT_EQ(loop->bpm(), 8 * 60 / 2);
-    ASSERT_TRUE(loop->userData().has_value());
-    EXPECT_EQ(loop->userData()->value(u"uuid"_s).toList().size(), 1);
-    EXPECT_EQ(loop->userData()->value(u"midi"_s).toList().size(), 1);
-    EXPECT_FALSE(loop->sourceKind().value_or(QString()).isEmpty());
 
     const QString midi = dir.copyOf(Fixtures::generated("reading-midi.wav"), "midi.bwf");
     const AudioMetadataPtr fromMidi = AudioMetadata::metadataFromFile(midi);
@@ -475,8 +425,7 @@ TEST(PlatformFiles, InfoDictionaryAndChunksFillWhatIsMissing)
     EXPECT_EQ(fromMidi->sourceChannelMode(), u"Mono"_s);
 }
 
-// Every file of TagLib's test data, the broken ones included, gives a
-// record without a crash (the sanitizer build checks the rest).
+// Every file of TagLib's test data, broken ones included, gives a record (sanitizers check the rest).
 TEST(TagLibFiles, EveryFileGivesARecord)
 {
     SONABRIK_REQUIRE_TAGLIB_FIXTURES();
@@ -505,8 +454,6 @@ TEST(TagLibFiles, ModulesReadTheirTrackerFormatsAndTags)
         EXPECT_EQ(record->sourceKind(), u"Module File"_s);
         EXPECT_EQ(record->sourceFormat(), QLatin1String(format));
         EXPECT_EQ(record->sourceTagFormat(), u"Module Tag"_s);
-        EXPECT_EQ(record->sourceSampleSize(), 16);
-        EXPECT_GT(record->sourceChannels().value_or(0), 0);
         EXPECT_EQ(record->trackTitle(), QLatin1String(title));
         EXPECT_EQ(record->grouping(), QLatin1String(tracker));
         EXPECT_EQ(record->bpm(), bpm);
