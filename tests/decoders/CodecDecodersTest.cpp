@@ -251,9 +251,6 @@ std::unique_ptr<ZTDecoder> openModule(const QString& path)
     return decoder;
 }
 
-    return double(highest) / 2147483648.0;
-}
-
 // libmodplug sees the song's end one render late: the last 8192 frames and a little more.
 constexpr double kRenderedBeyondTheEnd = 2 * 8192;
 
