@@ -41,9 +41,8 @@ QStringList CliProgram::filesBelow(const QString& folder)
 {
     QStringList files;
     QDirIterator walk(folder, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (walk.hasNext()) {
+    while (walk.hasNext())
         files << QDir(folder).relativeFilePath(walk.next());
-    }
     files.sort();
     return files;
 }

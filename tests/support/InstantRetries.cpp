@@ -13,9 +13,8 @@ std::function<void()> g_action;
 void recordWait(uint32_t microseconds)
 {
     g_waits.push_back(microseconds);
-    if (g_action && g_waits.size() == g_actionWait) {
+    if (g_action && g_waits.size() == g_actionWait)
         g_action();
-    }
 }
 
 } // namespace

@@ -76,12 +76,10 @@ void runMutagen(const QString& code, const QString& path)
 QString id3v2Text(const QJsonObject& tags, const QString& frameId)
 {
     const QJsonArray frames = tags[u"id3v2"_s][u"frames"_s][frameId].toArray();
-    if (frames.isEmpty()) {
+    if (frames.isEmpty())
         return QString();
-    }
     QStringList texts;
-    for (const QJsonValue& text : frames[0][u"text"_s].toArray()) {
+    for (const QJsonValue& text : frames[0][u"text"_s].toArray())
         texts << text.toString();
-    }
     return texts.join(u'/');
 }

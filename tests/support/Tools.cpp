@@ -53,9 +53,8 @@ ErrorLogCapture::ErrorLogCapture()
 QStringList ErrorLogCapture::messages() const
 {
     QStringList messages;
-    for (const ErrorLogEntry& entry : ErrorLog::shared()->errorLog()) {
+    for (const ErrorLogEntry& entry : ErrorLog::shared()->errorLog())
         messages << entry.log;
-    }
     return messages;
 }
 
