@@ -11,11 +11,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr int kMinute = 60000;
-
-} // namespace
+static constexpr int kMinute = 60000;
 
 QString CliProgram::path()
 {

@@ -144,12 +144,7 @@ Alignment bestAlignment(const Pcm& a, const Pcm& b, long maxLag, int channel)
             if (j < 0 || size_t(j) >= y.size())
                 continue;
             const double xv = x[i], yv = y[size_t(j)];
-            sx += xv;
-            sy += yv;
-            sxx += xv * xv;
-            syy += yv * yv;
-            sxy += xv * yv;
-            ++n;
+            sx += xv, sy += yv, sxx += xv * xv, syy += yv * yv, sxy += xv * yv, ++n;
         }
         if (n < 2)
             continue;

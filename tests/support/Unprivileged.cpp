@@ -18,8 +18,7 @@ void Unprivileged::own(const QString& folder)
 {
     if (!needed())
         return;
-    // The folders above (a 0700 scratch folder among them) must let the
-    // user through.
+    // The folders above (a 0700 scratch folder among them) must let the user through.
     for (QString above = QFileInfo(folder).absolutePath(); above != u"/"_s; above = QFileInfo(above).path()) {
         struct stat info = {};
         if (::stat(QFile::encodeName(above).constData(), &info) == 0)
@@ -36,9 +35,8 @@ void Unprivileged::own(const QString& folder)
 
 QStringList Unprivileged::command(const QString& program, const QStringList& arguments)
 {
-    if (!needed()) {
+    if (!needed())
         return QStringList{program} + arguments;
-    }
     return QStringList{u"setpriv"_s, u"--reuid=%1"_s.arg(kUserID), u"--regid=%1"_s.arg(kUserID),
                        u"--clear-groups"_s, program} +
            arguments;
