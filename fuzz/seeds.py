@@ -1,13 +1,6 @@
 #!/usr/bin/python3
-"""Builds each fuzzer's seed folder: seeds.py FIXTURES TAGLIB OUT
-
-For every fuzzer, OUT/<Fuzzer>/ receives the files of the generated test
-audio (FIXTURES) and of the real-world files beside the project (TAGLIB,
-skipped with a message when missing) that its parser reads, or the pieces
-of them it reads on their own ("midi" chunks, Vorbis comments and picture
-blocks of FLAC files), then the hand-written seeds of fuzz/seeds/<Fuzzer>
-and the regression files of fuzz/regressions/<Fuzzer>. Large files are
-left out: the fuzzers learn as much from small ones, many times faster."""
+"""seeds.py FIXTURES TAGLIB OUT: fills OUT/<Fuzzer>/ with the small test files (or their midi chunks,
+FLAC comments and pictures) its parser reads, plus fuzz/seeds/<Fuzzer> and fuzz/regressions/<Fuzzer>."""
 import os
 import shutil
 import struct
@@ -29,11 +22,8 @@ FUZZERS = sorted(set(WHOLE_FILES) | {"MIDIFuzzer", "XiphPictureFuzzer", "DateFuz
 
 def riff_chunks(data):
     """(type, body) of the top-level chunks of a RIFF WAVE or FORM AIFF file."""
-    if data[:4] == b"RIFF":
-        unpack = "<I"
-    elif data[:4] == b"FORM":
-        unpack = ">I"
-    else:
+    unpack = {b"RIFF": "<I", b"FORM": ">I"}.get(data[:4])
+    if not unpack:
         return
     pos = 12
     while pos + 8 <= len(data):
@@ -66,7 +56,7 @@ def main():
     if os.path.isdir(taglib):
         sources.append(taglib)
     else:
-        print(f"skipped: {taglib} does not exist, seeding from the generated audio only")
+        print(f"skipped: {taglib} does not exist")
     shutil.rmtree(out, ignore_errors=True)
     for name in FUZZERS:
         os.makedirs(os.path.join(out, name))

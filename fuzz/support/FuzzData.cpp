@@ -10,18 +10,16 @@ uint8_t FuzzData::takeByte()
 uint32_t FuzzData::takeUInt32()
 {
     uint32_t value = 0;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 4; ++i)
         value = value << 8 | takeByte();
-    }
     return value;
 }
 
 QByteArray FuzzData::takeBytes(size_t maxLength)
 {
     size_t length = takeByte();
-    if (maxLength > 255) {
+    if (maxLength > 255)
         length = length << 8 | takeByte();
-    }
     length = std::min({length, maxLength, m_size - std::min(m_position, m_size)});
     const QByteArray piece(reinterpret_cast<const char*>(m_data + m_position), qsizetype(length));
     m_position += length;

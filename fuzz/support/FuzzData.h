@@ -1,10 +1,6 @@
 #pragma once
-// Carves one fuzzer input into the several values a target needs: single
-// bytes for choices, length-prefixed pieces for texts, and the rest as one
-// blob. Reading past the end gives zeros and empty pieces, never fails, so
-// every input, however short, drives the target somewhere.
-//
-// A view on the caller's bytes: they must outlive the object. One thread.
+// Carves one fuzzer input into bytes, length-prefixed pieces and a rest; past the end gives zeros
+// and empty pieces, so every input drives the target somewhere. A view: the bytes must outlive it.
 
 #include <QByteArray>
 #include <QString>
@@ -19,13 +15,9 @@ public:
     bool empty() const { return m_position >= m_size; }
     uint8_t takeByte();
     uint32_t takeUInt32();
-    // A piece of up to maxLength bytes, its length taken from the next byte
-    // (or two, when maxLength is over 255).
+    // Up to maxLength bytes, the length taken from the next byte (two when maxLength > 255).
     QByteArray takeBytes(size_t maxLength);
-    // takeBytes() read as UTF-8: invalid sequences stay in the input, so the
-    // code under test meets replacement characters as it would from a tag.
     QString takeString(size_t maxLength) { return QString::fromUtf8(takeBytes(maxLength)); }
-    // Whatever is left.
     QByteArray takeRest();
 
 private:

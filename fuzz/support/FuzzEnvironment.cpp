@@ -13,26 +13,19 @@
 namespace {
 
 std::unique_ptr<QTemporaryDir> scratchFolder;
-// Never destroyed: Qt's own globals are gone by the time static
-// destructors run at exit, and the application object's destructor needs
-// them.
+// Never destroyed: its destructor needs Qt globals gone by static destruction.
 QCoreApplication* application = nullptr;
 
 } // namespace
 
 void FuzzEnvironment::initialize(int* argc, char*** argv)
 {
-    if (application) {
+    if (application)
         return;
-    }
-    // /dev/shm when there is one: libFuzzer runs thousands of inputs a
-    // second and each path-reading target rewrites its file every time.
-    // libFuzzer ends a run without static destructors, so scripts/fuzz.sh
-    // names a folder of its own (SONABRIK_FUZZ_SCRATCH) that it removes.
+    // /dev/shm for speed; scripts/fuzz.sh names its own folder, as libFuzzer skips static destructors.
     QString base = qEnvironmentVariable("SONABRIK_FUZZ_SCRATCH");
-    if (base.isEmpty()) {
+    if (base.isEmpty())
         base = QDir(QStringLiteral("/dev/shm")).exists() ? QStringLiteral("/dev/shm") : QDir::tempPath();
-    }
     scratchFolder = std::make_unique<QTemporaryDir>(base + QStringLiteral("/sonabrik-fuzz-XXXXXX"));
     if (!scratchFolder->isValid()) {
         fprintf(stderr, "cannot create a scratch folder in %s\n", qPrintable(base));

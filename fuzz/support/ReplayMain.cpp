@@ -1,17 +1,6 @@
-// The main of the fuzzers when they are not built with libFuzzer: runs every
-// file given (for a folder, every file in it), then a fixed number of
-// variations of those files made by a small deterministic mutator. The test
-// suite runs each fuzzer this way over its seeds and regression files, as
-// shipped and under the sanitizers, so a crash libFuzzer once found stays
-// fixed and the parsers meet a few thousand damaged inputs on every run.
-//
-//   fuzz_NAME [-runs=N] [-seed=S] PATH...
-//
-// A path that does not exist is skipped with a message (the real-world
-// files beside the project may be missing). With SONABRIK_FUZZ_LAST_INPUT
-// set to a path, each input is written there before it runs, so the one
-// that crashed can be replayed on its own.
-
+// Fuzzer main without libFuzzer: runs the given files (folders recursively), then deterministic
+// variations of them, so crashes once found stay fixed. fuzz_NAME [-runs=N] [-seed=S] PATH...
+// Missing paths are skipped; SONABRIK_FUZZ_LAST_INPUT names a file that receives each input first.
 #include <QByteArray>
 #include <QDir>
 #include <QDirIterator>
@@ -47,8 +36,7 @@ private:
     uint64_t m_state;
 };
 
-// Values that sit on the edges parsers get wrong: sizes of zero, all bits,
-// the sign bit, one past a byte.
+// Edge values parsers get wrong.
 const uint32_t kInterestingValues[] = {0,          1,          0x7F,       0x80,      0xFF,
                                        0x100,      0x7FFF,     0x8000,     0xFFFF,    0x10000,
                                        0x7FFFFFFF, 0x80000000, 0xFFFFFFFE, 0xFFFFFFFF};
@@ -60,22 +48,19 @@ void mutate(QByteArray& input, Random& random)
         const size_t size = size_t(input.size());
         switch (random.below(7)) {
         case 0: // flip a bit
-            if (size) {
+            if (size)
                 input[qsizetype(random.below(size))] ^= char(1 << random.below(8));
-            }
             break;
         case 1: // an interesting byte
-            if (size) {
+            if (size)
                 input[qsizetype(random.below(size))] =
                     char(kInterestingValues[random.below(std::size(kInterestingValues))]);
-            }
             break;
         case 2: { // an interesting 32-bit value, either byte order
             if (size >= 4) {
                 uint32_t value = kInterestingValues[random.below(std::size(kInterestingValues))];
-                if (random.below(2)) {
+                if (random.below(2))
                     value = __builtin_bswap32(value);
-                }
                 memcpy(input.data() + random.below(size - 3), &value, 4);
             }
             break;
@@ -91,9 +76,8 @@ void mutate(QByteArray& input, Random& random)
             break;
         case 5: { // insert random bytes
             QByteArray bytes(qsizetype(1 + random.below(16)), Qt::Uninitialized);
-            for (char& byte : bytes) {
+            for (char& byte : bytes)
                 byte = char(random.next());
-            }
             input.insert(qsizetype(random.below(size + 1)), bytes);
             break;
         }
@@ -121,9 +105,8 @@ void collect(const QString& path, std::vector<QString>& files)
     }
     std::vector<QString> found;
     QDirIterator it(path, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
+    while (it.hasNext())
         found.push_back(it.next());
-    }
     std::sort(found.begin(), found.end());
     files.insert(files.end(), found.begin(), found.end());
 }
@@ -132,32 +115,28 @@ void collect(const QString& path, std::vector<QString>& files)
 
 int main(int argc, char** argv)
 {
-    if (LLVMFuzzerInitialize) {
+    if (LLVMFuzzerInitialize)
         LLVMFuzzerInitialize(&argc, &argv);
-    }
     size_t runs = 1000;
     uint64_t seed = 1;
     std::vector<QString> files;
     for (int i = 1; i < argc; ++i) {
-        if (strncmp(argv[i], "-runs=", 6) == 0) {
+        if (strncmp(argv[i], "-runs=", 6) == 0)
             runs = strtoull(argv[i] + 6, nullptr, 10);
-        } else if (strncmp(argv[i], "-seed=", 6) == 0) {
+        else if (strncmp(argv[i], "-seed=", 6) == 0)
             seed = strtoull(argv[i] + 6, nullptr, 10);
-        } else {
+        else
             collect(QFile::decodeName(argv[i]), files);
-        }
     }
     const QByteArray lastInputPath = qgetenv("SONABRIK_FUZZ_LAST_INPUT");
     auto run = [&](const QByteArray& input) {
         if (!lastInputPath.isEmpty()) {
             QFile last(QFile::decodeName(lastInputPath));
-            if (last.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+            if (last.open(QIODevice::WriteOnly | QIODevice::Truncate))
                 last.write(input);
-            }
         }
         LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(input.constData()), size_t(input.size()));
     };
-
     std::vector<QByteArray> seeds;
     for (const QString& path : files) {
         QFile file(path);
@@ -168,9 +147,8 @@ int main(int argc, char** argv)
         seeds.push_back(file.readAll());
         run(seeds.back());
     }
-    if (seeds.empty()) {
+    if (seeds.empty())
         seeds.emplace_back();
-    }
     Random random(seed);
     for (size_t i = 0; i < runs; ++i) {
         QByteArray input = seeds[i % seeds.size()];

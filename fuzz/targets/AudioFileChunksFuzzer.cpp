@@ -1,6 +1,4 @@
-// The chunk walk of RIFF/RF64 (WAVE), FORM (AIFF) and CAF files, and the
-// readers of the chunks found there: Apple Loops "uuid" information, "midi"
-// tempo and key, and the "CHAN"/"chan" channel layout.
+// The chunk walk of WAVE/AIFF/CAF files and the readers of their uuid, midi and CHAN/chan chunks.
 
 #include "AudioFileChunks.h"
 #include "AudioMetadata.h"
@@ -22,16 +20,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             for (uint32_t channels = 1; channels <= 8; ++channels) {
                 const std::optional<AudioChannelLayout> layout =
                     ChannelLayoutChunk::parse(chunk.second, channels);
-                if (layout && layout->numberChannelDescriptions() > channels) {
+                if (layout && layout->numberChannelDescriptions() > channels)
                     __builtin_trap();
-                }
             }
         }
     }
     (void)AudioFileChunks::firstChunk(path, QByteArrayLiteral("midi"));
-
-    // The layout reader on the raw bytes too, so that its own edge cases
-    // are reached without a container around them.
+    // The layout reader on the raw bytes too, without a container around them.
     const QByteArray raw = QByteArray::fromRawData(reinterpret_cast<const char*>(data), qsizetype(size));
     (void)ChannelLayoutChunk::parse(raw, size ? data[0] % 9 : 2);
     FuzzEnvironment::clearErrorLog();

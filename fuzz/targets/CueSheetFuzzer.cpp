@@ -1,5 +1,4 @@
-// The cue sheet reader: the text-encoding guess, libcue's parse, the
-// album's REM lines and each track's span in an image of any length.
+// The cue sheet reader: encoding guess, libcue's parse, REM lines and each track's span.
 
 #include "CueSheet.h"
 #include "FuzzData.h"
@@ -14,9 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         QString problem;
         const std::optional<CueSheet::Span> span = sheet.span(i, sampleRate, fileSamples, &problem);
         // A span is inside the file and not empty, or there is a reason.
-        if (span ? span->length <= 0 || span->start + span->length > fileSamples : problem.isEmpty()) {
+        if (span ? span->length <= 0 || span->start + span->length > fileSamples : problem.isEmpty())
             __builtin_trap();
-        }
     }
     return 0;
 }

@@ -1,10 +1,5 @@
-// The naming function with both the scheme and the metadata fuzzed: every
-// text field, every number and the output format's settings come from the
-// input, and so do the naming preferences. In path mode the result joined
-// to the output folder must stay inside it and hold no "." or ".."
-// component, whatever the tags say; fitted to the file system as an output
-// path is, every component must be a non-empty name of at most 255 bytes
-// that still ends in ".mp3".
+// Naming with scheme, tags, format settings and preferences fuzzed; in path mode the result must stay
+// inside the output folder with no "."/".." and fit as non-empty components of <= 255 bytes ending ".mp3".
 
 #include "AudioMetadata.h"
 #include "EncoderSettings.h"
@@ -51,9 +46,8 @@ void fillRecord(FuzzData& input, AudioMetadata& record)
 bool hasDotComponent(const QString& relativePath)
 {
     for (const QString& component : relativePath.split(QLatin1Char('/'))) {
-        if (component == QLatin1String(".") || component == QLatin1String("..")) {
+        if (component == QLatin1String(".") || component == QLatin1String(".."))
             return true;
-        }
     }
     return false;
 }
@@ -74,9 +68,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const QString scheme = input.takeString(300);
     const QString sourcePath = QStringLiteral("/music/") + input.takeString(60);
     QVariantMap settingsDictionary;
-    for (const QString& key : EncoderSettings().settingsDictionary().keys()) {
+    for (const QString& key : EncoderSettings().settingsDictionary().keys())
         settingsDictionary.insert(key, int(input.takeUInt32()));
-    }
     const EncoderSettings settings(settingsDictionary);
     AudioMetadata record;
     fillRecord(input, record);
@@ -84,22 +77,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const QString result = NamingScheme::evaluate(scheme, (flags & 16) ? nullptr : &record,
                                                   (flags & 32) ? nullptr : &settings, sourcePath, pathMode);
     if (pathMode) {
-        if (hasDotComponent(result)) {
+        if (hasDotComponent(result))
             __builtin_trap();
-        }
         const QString base = QStringLiteral("/output/folder");
         const QString joined = NamingScheme::pathBelow(base, result);
-        if (!joined.startsWith(base + QLatin1Char('/')) || hasDotComponent(joined)) {
+        if (!joined.startsWith(base + QLatin1Char('/')) || hasDotComponent(joined))
             __builtin_trap();
-        }
         const QString fitted = FileNameLimit::fitPath(joined + QStringLiteral(".mp3"));
-        if (!fitted.startsWith(base + QLatin1Char('/')) || !fitted.endsWith(QStringLiteral(".mp3"))) {
+        if (!fitted.startsWith(base + QLatin1Char('/')) || !fitted.endsWith(QStringLiteral(".mp3")))
             __builtin_trap();
-        }
         for (const QString& component : fitted.mid(1).split(QLatin1Char('/'))) {
-            if (component.isEmpty() || component.toUtf8().size() > FileNameLimit::kMaxComponentBytes) {
+            if (component.isEmpty() || component.toUtf8().size() > FileNameLimit::kMaxComponentBytes)
                 __builtin_trap();
-            }
         }
     }
     preferences.removeAllOverrides();

@@ -1,5 +1,4 @@
-// Ogg sniffing (which codec a .ogg file holds, from its first packet) and
-// the Opus identification header.
+// Ogg codec sniffing and the Opus identification header.
 
 #include "FuzzEnvironment.h"
 #include "OpusHeader.h"
@@ -13,18 +12,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     } catch (const std::exception&) {
         // What is not an Ogg stream raises, for the decoder factory to log.
     }
-
-    // The same bytes as a first packet: every header it accepts must be one
-    // a decoder can be built for.
+    // The same bytes as a first packet: an accepted header must be one a decoder can be built for.
     if (const std::optional<OpusHeader> header = OpusHeader::parse(data, size)) {
-        if (header->channels < 1 || header->nbStreams < 1 || header->nbCoupled > header->nbStreams) {
+        if (header->channels < 1 || header->nbStreams < 1 || header->nbCoupled > header->nbStreams)
             __builtin_trap();
-        }
         for (int channel = 0; channel < header->channels; ++channel) {
             const int stream = header->streamMap[size_t(channel)];
-            if (stream != 255 && stream >= header->nbStreams + header->nbCoupled) {
+            if (stream != 255 && stream >= header->nbStreams + header->nbCoupled)
                 __builtin_trap();
-            }
         }
     }
     FuzzEnvironment::clearErrorLog();

@@ -1,14 +1,6 @@
-// Output formats as the preferences hand them over: dictionaries whose
-// values may be of any type a settings file can hold (a hand-edited or
-// damaged file gives texts where numbers belong, lists, nested
-// dictionaries, numbers out of range), and the property list of registered
-// defaults they start from. A format read back from its own dictionary must
-// be the same format.
-//
-// The settings file's own decoding of a stored variant is Qt's, not fuzzed
-// here: a damaged one asks for whatever size its length field says, which a
-// normal build refuses cleanly (the stream is marked corrupt) but the
-// sanitizers' allocator reports as a crash.
+// Output formats from dictionaries of any value types a damaged settings file holds, and from the
+// defaults' property list; a format read back from its own dictionary must be the same format.
+// Qt's own variant decoding is left out: its huge length-field allocations trip the sanitizers.
 
 #include "EncoderSettings.h"
 #include "FuzzData.h"
@@ -20,9 +12,8 @@ void readFormat(const QVariantMap& dictionary)
 {
     const EncoderSettings settings(dictionary);
     const QVariantMap stored = settings.settingsDictionary();
-    if (EncoderSettings(stored).settingsDictionary() != stored) {
+    if (EncoderSettings(stored).settingsDictionary() != stored)
         __builtin_trap();
-    }
     (void)settings.copy();
 }
 
@@ -47,16 +38,14 @@ QVariant anyValue(FuzzData& input, int depth)
         return QString::number(int32_t(input.takeUInt32()));
     case 8: {
         QVariantList list;
-        for (int i = input.takeByte() % 4; depth < 3 && i > 0; --i) {
+        for (int i = input.takeByte() % 4; depth < 3 && i > 0; --i)
             list.append(anyValue(input, depth + 1));
-        }
         return list;
     }
     default: {
         QVariantMap map;
-        for (int i = input.takeByte() % 4; depth < 3 && i > 0; --i) {
+        for (int i = input.takeByte() % 4; depth < 3 && i > 0; --i)
             map.insert(input.takeString(16), anyValue(input, depth + 1));
-        }
         return map;
     }
     }
@@ -66,23 +55,20 @@ QVariant anyValue(FuzzData& input, int depth)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    if (size == 0) {
+    if (size == 0)
         return 0;
-    }
     if (data[0] & 1) {
         const QVariant root =
             PropertyList::fromXml(QByteArray(reinterpret_cast<const char*>(data + 1), qsizetype(size - 1)));
         const QVariantMap map = root.toMap();
-        for (const char* key : {"defaultEncoderSetting", "previousMP3Settings"}) {
+        for (const char* key : {"defaultEncoderSetting", "previousMP3Settings"})
             readFormat(map.value(QLatin1String(key)).toMap());
-        }
         return 0;
     }
     FuzzData input(data + 1, size - 1);
     QVariantMap dictionary;
-    for (const QString& key : EncoderSettings().settingsDictionary().keys()) {
+    for (const QString& key : EncoderSettings().settingsDictionary().keys())
         dictionary.insert(key, anyValue(input, 0));
-    }
     readFormat(dictionary);
     return 0;
 }

@@ -1,6 +1,4 @@
-// The reader of durations typed as "h:m:s", "m:s" or seconds, and its
-// agreement with the writer: whatever text it accepts gives a count of
-// seconds that the writer shows and the reader takes back unchanged.
+// The duration reader ("h:m:s", "m:s", seconds) must take back unchanged what the writer shows.
 
 #include "SecondsFormatter.h"
 
@@ -19,13 +17,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::optional<QString> shown = formatter.stringForObjectValue(seconds);
     if (!shown) {
         // Only the count that means "unknown length" has no text.
-        if (seconds.toUInt() != SecondsFormatter::kUnknownSeconds) {
+        if (seconds.toUInt() != SecondsFormatter::kUnknownSeconds)
             __builtin_trap();
-        }
         return 0;
     }
-    // The writer puts the duration in parentheses; the reader takes the
-    // text inside them.
+    // The writer adds parentheses; the reader takes what is inside.
     QVariant again;
     if (!formatter.getObjectValue(&again, shown->mid(1, shown->size() - 2), &error) ||
         again.toUInt() != seconds.toUInt()) {

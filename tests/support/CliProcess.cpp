@@ -8,11 +8,7 @@
 #include <csignal>
 #include <gtest/gtest.h>
 
-namespace {
-
-constexpr int kMinute = 60000;
-
-} // namespace
+static constexpr int kMinute = 60000;
 
 CliProcess::CliProcess(const QStringList& arguments, const QProcessEnvironment& environment,
                        bool unprivileged)
@@ -38,8 +34,7 @@ bool CliProcess::stopWhileSecondFileEncodes(const QString& temporaryFolder)
 {
     QElapsedTimer clock;
     clock.start();
-    // The first file's line is printed once it has finished, its temporary
-    // file removed; any temporary file from then on is the second file's.
+    // The first file's line comes after its temporary file is gone: any one from then on is the second's.
     while (!m_out.contains("[1/")) {
         if (clock.elapsed() > kMinute || !m_process.waitForReadyRead(kMinute)) {
             ADD_FAILURE() << "no file finished: " << m_out.toStdString();

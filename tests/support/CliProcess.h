@@ -1,6 +1,5 @@
 #pragma once
-// sonabrik-cli started and left running, so that a test can stop it at a
-// known point of its work, change the world under it, and let it go on.
+// sonabrik-cli left running, so a test can stop it at a known point and change the world under it.
 
 #include "CliProgram.h"
 
@@ -15,17 +14,12 @@ public:
     CliProcess(const QStringList& arguments, const QProcessEnvironment& environment, bool unprivileged);
     ~CliProcess();
 
-    // With one file at a time: waits (up to a minute) until the program
-    // reports its first file finished and then until a temporary file
-    // appears in temporaryFolder, which is the second file's encode under
-    // way, and stops the program there (SIGSTOP). True when it stopped with
-    // that temporary file still present: the second file was not finished,
-    // so the third one has surely not been opened.
+    // SIGSTOPs the program once the first file is done and the second's temporary file exists;
+    // true when that file is still there (so the third file is surely not opened yet).
     bool stopWhileSecondFileEncodes(const QString& temporaryFolder);
     void resume();
     void kill();
-    // Waits for the end.
-    CliProgram::Result finish();
+    CliProgram::Result finish(); // waits for the end
 
 private:
     QProcess m_process;

@@ -11,11 +11,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr int kMinute = 60000;
-
-} // namespace
+static constexpr int kMinute = 60000;
 
 QString CliProgram::path()
 {
@@ -41,9 +37,8 @@ QStringList CliProgram::filesBelow(const QString& folder)
 {
     QStringList files;
     QDirIterator walk(folder, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
-    while (walk.hasNext()) {
+    while (walk.hasNext())
         files << QDir(folder).relativeFilePath(walk.next());
-    }
     files.sort();
     return files;
 }

@@ -1,6 +1,5 @@
 #pragma once
-// Running the real sonabrik-cli from a test to its end, and looking at what
-// it left behind. CliProcess runs it under the test's control.
+// Running the real sonabrik-cli to its end, and looking at what it left behind.
 
 #include "QtPrinters.h"
 
@@ -20,20 +19,17 @@ struct Result
 
 QString path();
 
-// Runs sonabrik-cli with arguments to its end (at most three minutes), with
-// input as all of its standard input.
+// Runs to the end (at most three minutes) with input as all of standard input.
 Result run(const QStringList& arguments, const QProcessEnvironment& environment,
            const QByteArray& input = {});
 
 // Every file below folder, hidden ones included, relative and sorted.
 QStringList filesBelow(const QString& folder);
 
-// The system environment with the program's home (and so its settings)
-// and temporary folder moved to the given folders, apart from the test's.
+// The system environment with home (so settings) and temporary folder moved apart from the test's.
 QProcessEnvironment isolatedEnvironment(const QString& home, const QString& temporary);
 
-// The files sonabrik-cli's temporary files are named like ("Wavecrate-..."),
-// found in folder.
+// The program's temporary files ("Wavecrate-...") in folder.
 QStringList temporaryFilesIn(const QString& folder);
 
 // The duration ffprobe reads from a file's audio; 0 when it reads none.

@@ -7,9 +7,8 @@ bool sendDrop(QObject* target, const QPoint& point, QMimeData& data)
 {
     QDragEnterEvent enter(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(target, &enter);
-    if (!enter.isAccepted()) {
+    if (!enter.isAccepted())
         return false;
-    }
     QDropEvent dropped(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(target, &dropped);
     return dropped.isAccepted();

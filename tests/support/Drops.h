@@ -1,6 +1,5 @@
 #pragma once
-// Drag and drop as a file manager or a browser performs it, without a
-// display: the enter event, then, when the target accepted it, the drop.
+// A drag and drop without a display: enter, then the drop when accepted.
 
 #include <QMimeData>
 #include <QObject>

@@ -34,18 +34,16 @@ void runOperation(EncodeOperation& operation, int timeoutSeconds)
     timer.start();
     while (!operation.isFinished() && !(operation.waitingUserInput() && !operation.isExecuting())) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        if (timer.elapsed() > timeoutSeconds * 1000) {
+        if (timer.elapsed() > timeoutSeconds * 1000)
             FAIL() << "the operation did not end within " << timeoutSeconds << " s";
-        }
     }
 }
 
 PreferencesScope::PreferencesScope(const QVariantMap& values)
 {
     Preferences::shared().removeAllValues();
-    for (auto it = values.begin(); it != values.end(); ++it) {
+    for (auto it = values.begin(); it != values.end(); ++it)
         set(it.key(), it.value());
-    }
 }
 
 PreferencesScope::~PreferencesScope()

@@ -1,7 +1,5 @@
 #pragma once
-// Running encode operations in tests: MP3 output formats, running an
-// operation to its end (or to its pause) with the main event loop turning,
-// and a clean set of preferences for each test.
+// MP3 formats, encode operations run with the event loop turning, and clean preferences per test.
 
 #include "BasicEncodeDelegate.h"
 #include "EncoderSettings.h"
@@ -16,12 +14,10 @@ class EncodeOperation;
 std::shared_ptr<EncoderSettings> mp3Format(int bitrateMethod, int bitrate = 128, int vbrQuality = 8,
                                            int channelMode = 0, int sampleRate = 0);
 
-// Starts the operation and turns the event loop until it has finished or is
-// waiting for the user; fails the test after timeoutSeconds.
+// Runs the event loop until the operation finishes or waits for the user; fails after the timeout.
 void runOperation(EncodeOperation& operation, int timeoutSeconds = 120);
 
-// Forgets every stored preference on creation and destruction, then stores
-// the given values.
+// Forgets every stored preference on creation and destruction, then stores the given values.
 class PreferencesScope
 {
 public:

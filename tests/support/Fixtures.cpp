@@ -40,9 +40,8 @@ QStringList taglibFilesWithExtensions(const QStringList& extensions)
     QStringList files;
     const QFileInfoList entries = QDir(taglibDir()).entryInfoList(QDir::Files, QDir::Name);
     for (const QFileInfo& entry : entries) {
-        if (extensions.contains(entry.suffix().toLower())) {
+        if (extensions.contains(entry.suffix().toLower()))
             files << entry.absoluteFilePath();
-        }
     }
     return files;
 }

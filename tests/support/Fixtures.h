@@ -1,10 +1,6 @@
 #pragma once
-// Where the tests find their files.
-//
-// generated(name): a file made by tests/fixtures/generate.sh in the build tree.
-// taglib(name): a real-world file of TagLib's test data in
-// ../shared/fixtures/taglib, which may be absent: tests that need it start
-// with SONABRIK_REQUIRE_TAGLIB_FIXTURES(), which skips them, saying why.
+// Test files: generated(name) by tests/fixtures/generate.sh; taglib(name) from TagLib's test data,
+// which may be absent, so tests using it start with SONABRIK_REQUIRE_TAGLIB_FIXTURES().
 
 #include "QtPrinters.h"
 
@@ -40,8 +36,7 @@ public:
     ScratchDir();
     QString path() const { return m_dir.path(); }
     QString file(const QString& name) const { return m_dir.filePath(name); }
-    // A writable copy of source in this folder, under name; its path.
-    QString copyOf(const QString& source, const QString& name) const;
+    QString copyOf(const QString& source, const QString& name) const; // writable copy; its path
 
 private:
     QTemporaryDir m_dir;

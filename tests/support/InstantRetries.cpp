@@ -4,8 +4,7 @@
 
 namespace {
 
-// The decoder's seam takes a plain function, so the state lives here; one
-// InstantRetries at a time.
+// The decoder's seam takes a plain function, so the state lives here: one InstantRetries at a time.
 std::vector<uint32_t> g_waits;
 size_t g_actionWait = 0;
 std::function<void()> g_action;
@@ -13,9 +12,8 @@ std::function<void()> g_action;
 void recordWait(uint32_t microseconds)
 {
     g_waits.push_back(microseconds);
-    if (g_action && g_waits.size() == g_actionWait) {
+    if (g_action && g_waits.size() == g_actionWait)
         g_action();
-    }
 }
 
 } // namespace

@@ -1,9 +1,5 @@
 #pragma once
-// While one of these lives, FFmpeg's retried opens of a missing file (the
-// decoder's and the metadata reader's) do not sleep; the waits they asked for
-// are recorded instead (microseconds, in order). Tests that open missing
-// files through FFmpeg use it so that the suite does not sleep 4 to 16 s per
-// file.
+// While alive, FFmpeg's retried opens of missing files record their waits (us) instead of sleeping.
 
 #include <QString>
 #include <cstdint>
@@ -19,7 +15,6 @@ public:
     InstantRetries& operator=(const InstantRetries&) = delete;
 
     const std::vector<uint32_t>& waits() const;
-    // Runs action during the given wait (1 = the first), as if the world
-    // changed while the decoder slept.
+    // Runs action during the given wait (1 = the first), as if the world changed meanwhile.
     void duringWait(size_t wait, std::function<void()> action);
 };

@@ -34,9 +34,8 @@ void tag(const QString& path, const QString& format, std::initializer_list<QJson
          const QJsonObject& extra)
 {
     QJsonArray tags;
-    for (const QJsonArray& e : entries) {
+    for (const QJsonArray& e : entries)
         tags.append(e);
-    }
     tag(path, format, tags, extra);
 }
 

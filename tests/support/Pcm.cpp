@@ -13,9 +13,8 @@ std::vector<double> Pcm::channel(int index) const
 {
     std::vector<double> out;
     out.reserve(frames());
-    for (size_t i = size_t(index); i < samples.size(); i += size_t(channels)) {
+    for (size_t i = size_t(index); i < samples.size(); i += size_t(channels))
         out.push_back(double(samples[i]) / 2147483648.0);
-    }
     return out;
 }
 
@@ -26,16 +25,14 @@ Pcm pcmFromBytes(const std::vector<uint8_t>& bytes, const AudioStreamBasicDescri
     pcm.sampleRate = format.mSampleRate;
     const uint32_t bytesPerSample =
         format.mChannelsPerFrame ? format.mBytesPerFrame / format.mChannelsPerFrame : 0;
-    if (bytesPerSample == 0) {
+    if (bytesPerSample == 0)
         return pcm;
-    }
     const size_t count = bytes.size() / bytesPerSample;
     pcm.samples.resize(count);
     for (size_t i = 0; i < count; ++i) {
         uint32_t value = 0;
-        for (uint32_t b = 0; b < bytesPerSample; ++b) {
+        for (uint32_t b = 0; b < bytesPerSample; ++b)
             value |= uint32_t(bytes[i * bytesPerSample + b]) << (8 * (4 - bytesPerSample + b));
-        }
         pcm.samples[i] = int32_t(value);
     }
     return pcm;
@@ -71,12 +68,10 @@ Pcm decodeAll(ZTDecoder& decoder, uint32_t chunkFrames, size_t* emptyReadsBefore
         list.mBuffers[0].mData = chunk.data();
         const uint32_t frames = decoder.readAudio(&list, chunkFrames);
         if (frames == 0) {
-            if (decoder.isEndOfFile()) {
+            if (decoder.isEndOfFile())
                 break;
-            }
-            if (emptyReadsBeforeTheEnd != nullptr) {
+            if (emptyReadsBeforeTheEnd != nullptr)
                 ++*emptyReadsBeforeTheEnd;
-            }
             if (++emptyReads > 100000) {
                 ADD_FAILURE() << "decoder returns nothing and never reaches its end";
                 break;
@@ -146,20 +141,13 @@ Alignment bestAlignment(const Pcm& a, const Pcm& b, long maxLag, int channel)
         size_t n = 0;
         for (size_t i = 0; i < x.size(); ++i) {
             const long j = long(i) + lag;
-            if (j < 0 || size_t(j) >= y.size()) {
+            if (j < 0 || size_t(j) >= y.size())
                 continue;
-            }
             const double xv = x[i], yv = y[size_t(j)];
-            sx += xv;
-            sy += yv;
-            sxx += xv * xv;
-            syy += yv * yv;
-            sxy += xv * yv;
-            ++n;
+            sx += xv, sy += yv, sxx += xv * xv, syy += yv * yv, sxy += xv * yv, ++n;
         }
-        if (n < 2) {
+        if (n < 2)
             continue;
-        }
         const double cov = sxy - sx * sy / double(n);
         const double vx = sxx - sx * sx / double(n);
         const double vy = syy - sy * sy / double(n);
@@ -175,8 +163,7 @@ size_t countDifferences(const Pcm& a, const Pcm& b)
 {
     const size_t n = std::min(a.samples.size(), b.samples.size());
     size_t differences = std::max(a.samples.size(), b.samples.size()) - n;
-    for (size_t i = 0; i < n; ++i) {
+    for (size_t i = 0; i < n; ++i)
         differences += a.samples[i] != b.samples[i] ? 1 : 0;
-    }
     return differences;
 }

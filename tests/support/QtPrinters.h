@@ -15,9 +15,8 @@ inline void PrintTo(const QString& value, std::ostream* os)
 inline void PrintTo(const QStringList& value, std::ostream* os)
 {
     *os << '[';
-    for (qsizetype i = 0; i < value.size(); ++i) {
+    for (qsizetype i = 0; i < value.size(); ++i)
         *os << (i ? ", \"" : "\"") << value[i].toStdString() << '"';
-    }
     *os << ']';
 }
 
@@ -27,13 +26,11 @@ inline void PrintTo(const QByteArray& value, std::ostream* os)
         << (value.size() > 64 ? " ...)" : ")");
 }
 
-// A GoogleTest parameter name made of the text: letters and digits kept,
-// everything else an underscore.
+// A GoogleTest parameter name: ASCII letters and digits kept, the rest underscores.
 inline std::string testNameOf(const QString& text)
 {
     std::string name;
-    for (QChar c : text) {
+    for (QChar c : text)
         name += (c.isLetterOrNumber() && c.unicode() < 128) ? char(c.unicode()) : '_';
-    }
     return name;
 }

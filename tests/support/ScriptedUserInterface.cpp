@@ -9,9 +9,8 @@
 QStringList ScriptedUserInterface::alertMessages() const
 {
     QStringList messages;
-    for (const Alert& alert : alerts) {
+    for (const Alert& alert : alerts)
         messages << alert.messageText;
-    }
     return messages;
 }
 
@@ -43,9 +42,8 @@ bool waitUntil(const std::function<bool()>& done, int timeoutSeconds)
     QElapsedTimer timer;
     timer.start();
     while (!done()) {
-        if (timer.elapsed() > timeoutSeconds * 1000) {
+        if (timer.elapsed() > timeoutSeconds * 1000)
             return false;
-        }
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     }
     return true;

@@ -1,9 +1,6 @@
 #pragma once
-// A user interface for the controller's tests: alerts are answered from a
-// script given in advance (the first button, unticked, when the script has
-// run out), every alert and every other call is recorded, and the progress
-// sheet and list selection keep their state so that tests can look at them.
-// Sheet answers arrive from the event loop, as a real sheet's would.
+// The controller tests' user interface: alerts answered from a script (then the first button), calls
+// recorded, sheet answers delivered from the event loop as a real sheet's are.
 
 #include "UserInterface.h"
 
@@ -22,8 +19,7 @@ public:
     };
 
     QList<Answer> answers; // consumed in order by sheets and alerts
-    // When set, sheets are recorded but left open: their completions wait
-    // in heldSheets, as if the user had walked away.
+    // When set, sheets stay open with completions in heldSheets, as if the user walked away.
     bool holdSheets = false;
     QList<std::function<void(int button, bool suppressed)>> heldSheets;
     QList<Alert> alerts; // every alert shown, in order
@@ -83,6 +79,5 @@ private:
 // Turns the event loop until done() holds; false after timeoutSeconds.
 bool waitUntil(const std::function<bool()>& done, int timeoutSeconds = 60);
 
-// Hands paths to the controller's intake, as a drop does, and turns the
-// event loop until the intake has finished with them; false on a timeout.
+// Hands paths to the controller's intake as a drop does and waits for it; false on a timeout.
 bool openFilesAndWait(ApplicationController& controller, const QStringList& paths);

@@ -40,19 +40,13 @@ with open(path, "rb") as f:
     size = f.tell()
     f.seek(max(0, size - 128))
     tail = f.read()
-    # An APE tag sits between the audio and the ID3v1 tag; mutagen finds both.
 v1 = ParseID3v1(tail) if tail[:3] == b"TAG" else None
 if v1:
     out["id3v1"] = {k: str(v) for k, v in v1.items()}
 try:
     ape = APEv2(path)
-    items = {}
-    for key, value in ape.items():
-        if value.kind == BINARY:
-            items[key] = {"binary": bytes(value).hex()}
-        else:
-            items[key] = str(value)
-    out["ape"] = items
+    out["ape"] = {key: {"binary": bytes(value).hex()} if value.kind == BINARY else str(value)
+                  for key, value in ape.items()}
 except Exception:
     pass
 print(json.dumps(out))
@@ -76,12 +70,10 @@ void runMutagen(const QString& code, const QString& path)
 QString id3v2Text(const QJsonObject& tags, const QString& frameId)
 {
     const QJsonArray frames = tags[u"id3v2"_s][u"frames"_s][frameId].toArray();
-    if (frames.isEmpty()) {
+    if (frames.isEmpty())
         return QString();
-    }
     QStringList texts;
-    for (const QJsonValue& text : frames[0][u"text"_s].toArray()) {
+    for (const QJsonValue& text : frames[0][u"text"_s].toArray())
         texts << text.toString();
-    }
     return texts.join(u'/');
 }

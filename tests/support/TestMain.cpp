@@ -1,8 +1,4 @@
-// The main of every test program: a private home and XDG folders (so that
-// preferences, the Trash and ~/Music of the tests never touch the user's),
-// a GUI application object on the offscreen platform (images and the
-// clipboard work without a display; the widget tests get a widget
-// application), then the tests.
+// Every test program's main: a private home so tests never touch the user's, on the offscreen platform.
 
 #include <QDir>
 #include <QFile>
@@ -44,20 +40,13 @@ int main(int argc, char** argv)
     return RUN_ALL_TESTS();
 }
 
-// Defaults of the sanitizer runtimes. They are only consulted in the
-// sanitizer build, where the runtime looks these functions up by name; they
-// live in this file because it is always linked (it holds main).
-
+// Sanitizer runtime defaults, looked up by name; here because this file is always linked.
 extern "C" {
-
-// Allocations that live as long as the process on purpose, or belong to
-// libraries outside this project.
+// Font and session-bus caches of the platform plugins live as long as the process.
 const char* __lsan_default_suppressions()
 {
-    return
-        // Font and session-bus caches of the platform plugins.
-        "leak:libfontconfig\n"
-        "leak:libdbus\n";
+    return "leak:libfontconfig\n"
+           "leak:libdbus\n";
 }
 
 const char* __asan_default_options()

@@ -53,9 +53,8 @@ ErrorLogCapture::ErrorLogCapture()
 QStringList ErrorLogCapture::messages() const
 {
     QStringList messages;
-    for (const ErrorLogEntry& entry : ErrorLog::shared()->errorLog()) {
+    for (const ErrorLogEntry& entry : ErrorLog::shared()->errorLog())
         messages << entry.log;
-    }
     return messages;
 }
 
@@ -63,7 +62,6 @@ LoudnessReference loudnessByFFmpeg(const QString& path)
 {
     const ToolResult run = runTool(u"ffmpeg"_s, {u"-nostats"_s, u"-i"_s, path, u"-af"_s,
                                                  u"ebur128=peak=sample"_s, u"-f"_s, u"null"_s, u"-"_s});
-    // The summary: "I: -23.1 LUFS" and "Peak: -6.2 dBFS".
     const QString summary = run.standardError.section(u"Summary:"_s, -1);
     const auto number = [&](const char* pattern) {
         const QRegularExpressionMatch match = QRegularExpression(QLatin1String(pattern)).match(summary);

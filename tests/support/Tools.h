@@ -1,6 +1,5 @@
 #pragma once
-// Running the outside programs that check our output (ffmpeg, ffprobe,
-// mutagen through python3, ...), and watching the error log.
+// Outside programs that check our output, and the error log.
 
 #include "QtPrinters.h"
 
@@ -16,15 +15,12 @@ struct ToolResult
     QString standardError;
 };
 
-// Runs program with arguments and waits (up to timeoutSeconds).
 ToolResult runTool(const QString& program, const QStringList& arguments, int timeoutSeconds = 300);
 
-// ffprobe's JSON about path ("-of json" and the given arguments, such as
-// "-show_entries", "stream=sample_rate"); fails the test when ffprobe fails.
+// ffprobe's JSON about path; fails the test when ffprobe fails.
 QJsonObject ffprobe(const QString& path, const QStringList& arguments);
 
-// What ffmpeg's ebur128 filter (with sample peaks) measures over a file:
-// the integrated loudness in LUFS and the largest sample, linear.
+// ffmpeg ebur128's integrated loudness (LUFS) and linear sample peak.
 struct LoudnessReference
 {
     double loudness = 0;
@@ -35,8 +31,7 @@ LoudnessReference loudnessByFFmpeg(const QString& path);
 // The system's python3 with Debian's python3-mutagen (never a private one).
 QString systemPython();
 
-// Clears the shared error log when created; messages() gives what was logged
-// since.
+// Clears the shared error log when created; messages() gives what was logged since.
 class ErrorLogCapture
 {
 public:

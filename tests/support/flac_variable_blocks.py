@@ -1,38 +1,27 @@
 #!/usr/bin/python3
-"""Rewrites a fixed-block-size FLAC file as a variable-block-size stream.
-
-    flac_variable_blocks.py IN.flac OUT.flac
-
-Every frame keeps its audio; its header gets the variable blocking strategy
-and the number of its first sample instead of its frame number, and both of
-its CRCs are computed again. The metadata blocks are copied as they are, so
-the input should carry no seek table (its offsets would no longer hold).
-Frames are found by their sync code, a valid header CRC-8 and a frame CRC-16
-that ends right before the next frame (or the file).
-"""
+"""flac_variable_blocks.py IN.flac OUT.flac: rewrites fixed-block frames as variable-block ones
+(first-sample numbers, CRCs recomputed); metadata is copied, so IN must have no seek table."""
 import sys
 
 
-def crc8(data):
-    crc = 0
+def crc(data, bits, poly):
+    value, top, mask = 0, 1 << (bits - 1), (1 << bits) - 1
     for byte in data:
-        crc ^= byte
+        value ^= byte << (bits - 8)
         for _ in range(8):
-            crc = ((crc << 1) ^ 0x07) & 0xFF if crc & 0x80 else (crc << 1) & 0xFF
-    return crc
+            value = ((value << 1) ^ poly) & mask if value & top else (value << 1) & mask
+    return value
+
+
+def crc8(data):
+    return crc(data, 8, 0x07)
 
 
 def crc16(data):
-    crc = 0
-    for byte in data:
-        crc ^= byte << 8
-        for _ in range(8):
-            crc = ((crc << 1) ^ 0x8005) & 0xFFFF if crc & 0x8000 else (crc << 1) & 0xFFFF
-    return crc
+    return crc(data, 16, 0x8005)
 
 
-def coded_length(first):
-    """Bytes of the UTF-8-like coded number starting with this byte."""
+def coded_length(first):  # of the UTF-8-like coded number starting with this byte
     ones = 0
     while ones < 8 and first & (0x80 >> ones):
         ones += 1
@@ -65,8 +54,7 @@ def block_size(code, extra):
     return 256 << (code - 8)
 
 
-def header_length(data, at):
-    """Length of the frame header at `at` (CRC-8 included), or 0 when invalid."""
+def header_length(data, at):  # of the frame header at `at` with its CRC-8; 0 when invalid
     if data[at] != 0xFF or data[at + 1] != 0xF8 or at + 16 > len(data):
         return 0
     position = at + 4 + coded_length(data[at + 4])

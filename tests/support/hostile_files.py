@@ -1,23 +1,10 @@
 #!/usr/bin/python3
-"""Files that lie, for the tests of hostile input. Usage:
-
-  hostile_files.py png OUT WIDTH HEIGHT PADDING
-      a PNG whose header says WIDTH x HEIGHT over the pixels of a 1 x 1
-      image (so it lies unless both are 1), followed by an ancillary chunk
-      of PADDING bytes that decoders skip (a large valid file);
-  hostile_files.py jpegsize JPEG WIDTH HEIGHT
-      sets the size in a JPEG's frame header, leaving its data;
-  hostile_files.py flacpicture FLAC IMAGE MIME DELTA
-      adds IMAGE as the FLAC file's front cover (with mutagen), then adds
-      DELTA to the picture's own data-length field (the block's length
-      stays true);
-  hostile_files.py apicsize FILE DELTA
-      adds DELTA to the size of the first APIC frame of the ID3v2.4 tag in
-      FILE (the tag's own size stays true);
-  hostile_files.py replace FILE OLD NEW
-      replaces the one occurrence of the bytes OLD (hex) by NEW (hex, the
-      same length), e.g. to put invalid UTF-8 where a tag writer wrote text.
-"""
+"""Files that lie, for the tests of hostile input:
+  png OUT WIDTH HEIGHT PADDING: a 1 x 1 PNG whose header claims WIDTH x HEIGHT, plus PADDING skipped bytes;
+  jpegsize JPEG WIDTH HEIGHT: sets the size in a JPEG's frame header;
+  flacpicture FLAC IMAGE MIME DELTA: adds a front cover, then DELTA to its own data-length field;
+  apicsize FILE DELTA: adds DELTA to the first APIC frame's size (the tag's size stays true);
+  replace FILE OLD NEW: replaces the one occurrence of hex bytes OLD by NEW of the same length."""
 import struct
 import sys
 import zlib
@@ -70,15 +57,11 @@ def flacpicture(path, image, mime, delta):
     open(path, "wb").write(data)
 
 
-def syncsafe(value):
-    return bytes((value >> shift) & 0x7F for shift in (21, 14, 7, 0))
-
-
 def apicsize(path, delta):
     data = bytearray(open(path, "rb").read())
     at = data.index(b"APIC") + 4
-    size = sum(b << shift for b, shift in zip(data[at:at + 4], (21, 14, 7, 0)))
-    data[at:at + 4] = syncsafe(size + delta)
+    size = sum(b << shift for b, shift in zip(data[at:at + 4], (21, 14, 7, 0))) + delta
+    data[at:at + 4] = bytes((size >> shift) & 0x7F for shift in (21, 14, 7, 0))
     open(path, "wb").write(data)
 
 
@@ -89,15 +72,9 @@ def replace(path, old, new):
 
 
 command, args = sys.argv[1], sys.argv[2:]
-if command == "png":
-    png(args[0], int(args[1]), int(args[2]), int(args[3]))
-elif command == "jpegsize":
-    jpegsize(args[0], int(args[1]), int(args[2]))
-elif command == "flacpicture":
-    flacpicture(args[0], args[1], args[2], int(args[3]))
-elif command == "apicsize":
-    apicsize(args[0], int(args[1]))
-elif command == "replace":
-    replace(args[0], bytes.fromhex(args[1]), bytes.fromhex(args[2]))
-else:
-    sys.exit(__doc__)
+commands = {"png": lambda: png(args[0], int(args[1]), int(args[2]), int(args[3])),
+            "jpegsize": lambda: jpegsize(args[0], int(args[1]), int(args[2])),
+            "flacpicture": lambda: flacpicture(args[0], args[1], args[2], int(args[3])),
+            "apicsize": lambda: apicsize(args[0], int(args[1])),
+            "replace": lambda: replace(args[0], bytes.fromhex(args[1]), bytes.fromhex(args[2]))}
+commands[command]() if command in commands else sys.exit(__doc__)

@@ -1,21 +1,11 @@
 #!/usr/bin/python3
-"""Writes tags into an audio file with mutagen, for the metadata tests.
-
-Usage: mutagen_tag.py JSON, where JSON is an object:
-  "path":   the file to tag (changed in place);
-  "format": flac | ogg | mp4 | asf | id3 | ape | dsf | aiff | wave;
-  "tags":   [[key, value], ...] with the tag system's own keys, in order;
-            a repeated key gets several values;
-  "padding": for id3, the bytes of padding after the frames;
-A value is a string, or an object that says its type:
-  {"int": n}, {"bool": b}, {"pair": [n, total]} (MP4 numbers, booleans and
-  number pairs), {"dword": n} (ASF 32-bit attribute), {"freeform": text}
-  (MP4 free-form item), {"cover": path, "format": "jpeg"|"png"|"gif"|"bmp"}
-  (MP4 cover), {"asfpicture": path, "type", "mime", "description"},
-  {"flacpicture": path, "type", "mime", "description"} (Base64 picture
-  block for a Xiph comment), {"base64": text} (raw text for a Xiph comment).
-For ID3-tagged formats the keys are frame ids (TIT2, TRCK, COMM, APIC, ...).
-"""
+"""mutagen_tag.py JSON: tags {"path"} in place with mutagen, for the metadata tests.
+"format": flac|ogg|mp4|asf|id3|ape|dsf|aiff|wave; "tags": [[key, value], ...] in the tag system's own
+keys (ID3 frame ids for ID3 formats), a repeated key giving several values; id3 also takes "padding",
+"version", "v1". A value is a string or a typed object: {"int"}, {"bool"}, {"pair": [n, total]},
+{"freeform"}, {"cover", "format"} (MP4); {"dword"}, {"asfpicture", "type", "mime", "description"} (ASF);
+{"flacpicture", ...} (Base64 picture block), {"base64"} (raw Xiph text); {"apic", ...}, {"text", ...}
+(APIC, COMM); {"cover", "name"} (APE binary item)."""
 import base64
 import json
 import struct
@@ -30,47 +20,30 @@ def read(path):
         return f.read()
 
 
-def flac_picture(spec):
-    picture = flac.Picture()
-    picture.data = read(spec["flacpicture"])
-    picture.type = spec.get("type", 3)
-    picture.mime = spec.get("mime", "image/jpeg")
-    picture.desc = spec.get("description", "")
-    return picture
-
-
 def xiph_value(value):
     if isinstance(value, str):
         return value
     if "flacpicture" in value:
-        return base64.b64encode(flac_picture(value).write()).decode("ascii")
-    if "base64" in value:
-        return value["base64"]
-    raise ValueError(value)
+        picture = flac.Picture()
+        picture.data = read(value["flacpicture"])
+        picture.type = value.get("type", 3)
+        picture.mime = value.get("mime", "image/jpeg")
+        picture.desc = value.get("description", "")
+        return base64.b64encode(picture.write()).decode("ascii")
+    return value["base64"]
 
 
-MP4_COVER_FORMATS = {
-    "jpeg": mp4.MP4Cover.FORMAT_JPEG,
-    "png": mp4.MP4Cover.FORMAT_PNG,
-    "gif": 12,
-    "bmp": 27,
-}
+MP4_COVER_FORMATS = {"jpeg": mp4.MP4Cover.FORMAT_JPEG, "png": mp4.MP4Cover.FORMAT_PNG, "gif": 12, "bmp": 27}
 
 
 def mp4_value(value):
     if isinstance(value, str):
         return value
-    if "int" in value:
-        return value["int"]
-    if "bool" in value:
-        return value["bool"]
-    if "pair" in value:
-        return tuple(value["pair"])
-    if "freeform" in value:
-        return mp4.MP4FreeForm(value["freeform"].encode("utf-8"))
-    if "cover" in value:
-        return mp4.MP4Cover(read(value["cover"]), MP4_COVER_FORMATS[value["format"]])
-    raise ValueError(value)
+    for kind, make in (("int", int), ("bool", bool), ("pair", tuple),
+                       ("freeform", lambda text: mp4.MP4FreeForm(text.encode("utf-8")))):
+        if kind in value:
+            return make(value[kind])
+    return mp4.MP4Cover(read(value["cover"]), MP4_COVER_FORMATS[value["format"]])
 
 
 def asf_value(value):
@@ -78,13 +51,10 @@ def asf_value(value):
         return asf.ASFUnicodeAttribute(value)
     if "dword" in value:
         return asf.ASFDWordAttribute(value["dword"])
-    if "asfpicture" in value:
-        mime = value.get("mime", "image/jpeg").encode("utf-16-le") + b"\0\0"
-        description = value.get("description", "").encode("utf-16-le") + b"\0\0"
-        data = read(value["asfpicture"])
-        blob = struct.pack("<BI", value.get("type", 3), len(data)) + mime + description + data
-        return asf.ASFByteArrayAttribute(blob)
-    raise ValueError(value)
+    mime = value.get("mime", "image/jpeg").encode("utf-16-le") + b"\0\0"
+    description = value.get("description", "").encode("utf-16-le") + b"\0\0"
+    data = read(value["asfpicture"])
+    return asf.ASFByteArrayAttribute(struct.pack("<BI", value.get("type", 3), len(data)) + mime + description + data)
 
 
 def id3_frame(key, value):
@@ -105,79 +75,50 @@ def grouped(tags):
     return groups
 
 
-def tag_xiph(audio, request):
+def tag_mapped(audio, request, convert, single=()):
     if audio.tags is None:
         audio.add_tags()
     for key, values in grouped(request.get("tags", [])).items():
-        audio.tags[key] = [xiph_value(v) for v in values]
+        converted = [convert(v) for v in values]
+        audio.tags[key] = converted[0] if key in single else converted
     audio.save()
-
-
-def tag_mp4(audio, request):
-    if audio.tags is None:
-        audio.add_tags()
-    for key, values in grouped(request.get("tags", [])).items():
-        converted = [mp4_value(v) for v in values]
-        audio.tags[key] = converted[0] if key in ("cpil", "pgap") else converted
-    audio.save()
-
-
-def tag_asf(audio, request):
-    for key, values in grouped(request.get("tags", [])).items():
-        audio.tags[key] = [asf_value(v) for v in values]
-    audio.save()
-
-
-def tag_id3(path, request):
-    try:
-        tags = id3.ID3(path)
-    except id3.ID3NoHeaderError:
-        tags = id3.ID3()
-    for key, value in request.get("tags", []):
-        tags.add(id3_frame(key, value))
-    padding = request.get("padding")
-    tags.save(path, v2_version=request.get("version", 4), v1=request.get("v1", 0),
-              padding=None if padding is None else (lambda info: padding))
-
-
-def tag_id3_container(audio, request):
-    if audio.tags is None:
-        audio.add_tags()
-    for key, value in request.get("tags", []):
-        audio.tags.add(id3_frame(key, value))
-    if request["format"] == "dsf":
-        audio.save()
-    else:
-        audio.save(v2_version=request.get("version", 4))
-
-
-def tag_ape(path, request):
-    tags = apev2.APEv2()
-    for key, values in grouped(request.get("tags", [])).items():
-        if isinstance(values[0], dict) and "cover" in values[0]:
-            tags[key] = apev2.APEValue(values[0]["name"].encode("utf-8") + b"\0" + read(values[0]["cover"]),
-                                       apev2.BINARY)
-        else:
-            tags[key] = values
-    tags.save(path)
 
 
 def main():
     request = json.loads(sys.argv[1])
-    path = request["path"]
-    kind = request["format"]
+    path, kind, tags = request["path"], request["format"], request.get("tags", [])
     if kind in ("flac", "ogg"):
-        tag_xiph(mutagen.File(path), request)
+        tag_mapped(mutagen.File(path), request, xiph_value)
     elif kind == "mp4":
-        tag_mp4(mp4.MP4(path), request)
+        tag_mapped(mp4.MP4(path), request, mp4_value, single=("cpil", "pgap"))
     elif kind == "asf":
-        tag_asf(asf.ASF(path), request)
+        tag_mapped(asf.ASF(path), request, asf_value)
     elif kind == "id3":
-        tag_id3(path, request)
+        try:
+            frames = id3.ID3(path)
+        except id3.ID3NoHeaderError:
+            frames = id3.ID3()
+        for key, value in tags:
+            frames.add(id3_frame(key, value))
+        padding = request.get("padding")
+        frames.save(path, v2_version=request.get("version", 4), v1=request.get("v1", 0),
+                    padding=None if padding is None else (lambda info: padding))
     elif kind in ("dsf", "aiff", "wave"):
-        tag_id3_container(mutagen.File(path), request)
+        audio = mutagen.File(path)
+        if audio.tags is None:
+            audio.add_tags()
+        for key, value in tags:
+            audio.tags.add(id3_frame(key, value))
+        audio.save() if kind == "dsf" else audio.save(v2_version=request.get("version", 4))
     elif kind == "ape":
-        tag_ape(path, request)
+        ape = apev2.APEv2()
+        for key, values in grouped(tags).items():
+            if isinstance(values[0], dict) and "cover" in values[0]:
+                ape[key] = apev2.APEValue(values[0]["name"].encode("utf-8") + b"\0" + read(values[0]["cover"]),
+                                          apev2.BINARY)
+            else:
+                ape[key] = values
+        ape.save(path)
     else:
         raise ValueError(kind)
 
